@@ -1,0 +1,85 @@
+#pragma once
+
+#include "common/canloghandler_export.h"
+#include "common/datachunkhandler.h"
+#include "common/datachunkhelper.h"
+
+#include <QDir>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include <atomic>
+
+/**
+ * Reads CAN log files into the host's store and packs the store's chunk files into zip archives.
+ *
+ * The host creates one handler on its store. From then on the store's sigImportRequest and sigZipDatachunks are
+ * carried out in the handler's thread, one import after the other, each for as long as the file takes; the store is
+ * answered by calls of its functions. The handler owns no store and keeps no messages beyond the batch it is filling.
+ */
+class CANLOGHANDLER_EXPORT CANLogHandler : public QObject
+{
+    Q_OBJECT
+
+public:
+    /**
+     * Connects to the store in @p handler. The handler keeps a reference to this very variable, not a copy: it must
+     * live longer than the handler, setPDatachunkHandler() changes it, and a store that the host deletes reads as null.
+     */
+    explicit CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *parent = nullptr);
+    /// The handler must not be destroyed while a zip job runs.
+    ~CANLogHandler() override;
+
+    QPointer<DatachunkHandler> getPDatachunkHandler() const;
+    /// Disconnects the store in the host's variable, assigns @p handler to the variable and connects that store. A
+    /// request already queued by the former store still runs, into the new one.
+    void setPDatachunkHandler(const QPointer<DatachunkHandler> &handler);
+
+    /// Error text of the latest import that failed in an importer class or an archive; empty when none did.
+    QString getLastErrorText() const;
+
+    /**
+     * Runs the loader for @p type on the file @p path, without the notices to the store that loadFile() gives. False
+     * when the file cannot be opened for reading, when there is no loader for @p type, or when the loader fails;
+     * batches delivered before a failure stay in the store.
+     */
+    bool importFile(QString path, DatachunkHelper::ImportFileType type, QString text, bool flag);
+
+    /**
+     * Loaders, one per format. Each reads the file @p path into the store in batches of 100000 messages and one final
+     * batch, which may be empty, and returns false when the file cannot be opened.
+     * @{
+     */
+    bool loadSocketCanDump(QString path);
+    /** @} */
+
+    /**
+     * Packs every plain file in @p sourceDir, not its sub-folders, into a new archive at @p zipPath. Runs in the
+     * calling thread; files that cannot be read are left out, and nothing is reported. Ends with the handler ready for
+     * the next zip request.
+     */
+    void zipDatachunks(QString zipPath, QDir sourceDir);
+
+public Q_SLOTS:
+    /**
+     * One import with its notices: setImportStarted() on the store (not for zip archives), the loader, then
+     * setImportFinished() with the result. False without any notice when there is no store.
+     */
+    bool loadFile(QString path, DatachunkHelper::ImportFileType type, QString text, bool flag);
+    /// Runs zipDatachunks() on the global thread pool. Dropped without notice while an earlier job runs.
+    void onZipDatachunks(QString zipPath, QDir sourceDir);
+
+Q_SIGNALS:
+    /// Sent with true before a log file is read and with false after it.
+    void showLoadingDialog(bool show);
+
+private:
+    Q_DISABLE_COPY_MOVE(CANLogHandler)
+
+    void connectStore();
+
+    QPointer<DatachunkHandler> &pDatachunkHandler;
+    QString lastErrorText;
+    std::atomic<bool> zipInProgress{false};
+};

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "common/datachunkhandler.h"
+
+#include <QPointer>
+
+/**
+ * Delivers the messages of one file to the store: numbers them from 0, hands them over whenever 100000 are together,
+ * and the rest, possibly none, at the end. Keeps no more than one batch.
+ */
+class MessageBatch
+{
+public:
+    /// @p store is looked at anew for each delivery, since the host may delete or replace its store at any time; a
+    /// delivery without a store is dropped.
+    explicit MessageBatch(const QPointer<DatachunkHandler> &store);
+
+    /// Appends @p message under the next number, with @p note unless that is empty.
+    void append(const CAN::CanRxMessage &message, const QString &note = {});
+    /// The final delivery.
+    void finish();
+
+private:
+    Q_DISABLE_COPY_MOVE(MessageBatch)
+
+    void deliver();
+
+    const QPointer<DatachunkHandler> &store;
+    QList<CAN::CanRxMessage> messages; ///< the first `used` are of this batch, the others left over from the last one
+    int used = 0;
+    QMap<unsigned int, QString> notes;
+    quint32 nextIndex = 0;
+};

@@ -1,0 +1,48 @@
+# The shared library. Dependencies between its folders run downwards only: canloghandler, importers, common.
+include(GenerateExportHeader)
+
+set(public_headers
+  common/canerrortypes.h
+  common/canrxmessage.h
+  common/datachunkhandler.h
+  common/datachunkhelper.h
+  canloghandler/canloghandler.h
+)
+
+# What is not exported but deserves tests of its own is compiled once, as objects, and linked into the library and into
+# those tests.
+add_library(CANLogHandlerInternals OBJECT
+  canloghandler/messagebatch.cpp
+  common/text/fields.cpp
+  common/text/linereader.cpp
+  common/text/numbers.cpp
+)
+set_target_properties(CANLogHandlerInternals PROPERTIES POSITION_INDEPENDENT_CODE ON)
+target_include_directories(CANLogHandlerInternals PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
+target_compile_definitions(CANLogHandlerInternals PRIVATE CANLogHandler_EXPORTS)
+target_link_libraries(CANLogHandlerInternals PUBLIC Qt5::Core)
+
+add_library(CANLogHandler SHARED
+  common/datachunkhandler.cpp
+  canloghandler/canloghandler.cpp
+  canloghandler/socketcandump.cpp
+  canloghandler/zipwriting.cpp
+  ${public_headers}
+)
+add_library(CANLogHandler::CANLogHandler ALIAS CANLogHandler)
+set_target_properties(CANLogHandler PROPERTIES
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+)
+generate_export_header(CANLogHandler
+  BASE_NAME CANLOGHANDLER
+  EXPORT_FILE_NAME ${PROJECT_BINARY_DIR}/generated/common/canloghandler_export.h
+)
+target_include_directories(CANLogHandler PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>
+)
+target_link_libraries(CANLogHandler
+  PUBLIC Qt5::Core
+  PRIVATE CANLogHandlerInternals Qt5::Concurrent QuaZip::QuaZip ZLIB::ZLIB
+)

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QStringView>
+#include <QVarLengthArray>
+
+/**
+ * The fields of one line, as views into it. One object serves all lines of a file, so that its room is used again.
+ *
+ * A field that is not there reads as an empty view, at any index.
+ */
+class Fields
+{
+public:
+    enum EmptyFields { KeepEmpty, SkipEmpty };
+
+    /// The words between runs of white space: what line.simplified().split(' ', Qt::SkipEmptyParts) gives.
+    void splitAtBlanks(QStringView line);
+    /// The parts between @p separator: what line.split(separator) gives.
+    void split(QStringView line, QChar separator, EmptyFields empty);
+
+    int count() const { return fields.size(); }
+    QStringView operator[](int index) const
+    {
+        return index >= 0 && index < fields.size() ? fields[index] : QStringView();
+    }
+    QStringView last() const { return (*this)[count() - 1]; }
+    /// Forgets the last field, if there is one.
+    void removeLast()
+    {
+        if (!fields.isEmpty())
+            fields.removeLast();
+    }
+
+private:
+    QVarLengthArray<QStringView, 128> fields;
+};
+
+/// White space as QString::simplified() has it.
+inline bool isBlank(QChar c)
+{
+    const ushort code = c.unicode();
+    if (code < 0x80)
+        return code == ' ' || (code >= '\t' && code <= '\r');
+    return c.isSpace();
+}

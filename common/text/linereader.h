@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QFile>
+#include <QString>
+#include <QTextCodec>
+
+#include <optional>
+
+/**
+ * Hands out the lines of an open file as views: the same lines, to the last character, as
+ *
+ *     QTextStream stream(&file);
+ *     while (!stream.atEnd())
+ *         stream.readLine();
+ *
+ * gives for a file that stays as it is, with the stream's default codec and its byte-order marks. A line ends at a
+ * line feed; one carriage return before it, or at the end of the file, belongs to the line end.
+ *
+ * No line costs an allocation. Only the end of a line longer than maxLineLength is lost: no tool writes such a line,
+ * and a broken file must not fill the memory. A file that cannot be read any further ends there.
+ */
+class LineReader
+{
+public:
+    /// In characters; a line is cut there.
+    static constexpr int maxLineLength = 16 * 1024 * 1024;
+
+    /// Reads @p file from where it stands; the file is not owned and must be open for reading.
+    explicit LineReader(QFile &file);
+
+    /// Moves to the next line. False after the last one.
+    bool next();
+    /// The current line without its end; valid until the next call of next() or rewind().
+    QStringView line() const { return QStringView(buffer).mid(lineStart, lineLength); }
+
+    /// Bytes taken from the file so far, in whole blocks: a little ahead of the current line.
+    qint64 bytesRead() const { return bytes; }
+
+    /// Back to the first line of the file. False when the file cannot seek.
+    bool rewind();
+
+private:
+    Q_DISABLE_COPY_MOVE(LineReader)
+
+    bool atEnd() const;
+    bool fill();
+
+    QFile &file;
+    QTextCodec *codec = nullptr;
+    std::optional<QTextCodec::ConverterState> state{std::in_place};
+    QString buffer;    ///< decoded text from the current line on
+    int lineStart = 0; ///< of the current line in the buffer
+    int lineLength = 0;
+    int nextStart = 0;  ///< of the line after it
+    bool ended = false; ///< the file gave no more
+    qint64 bytes = 0;
+};
