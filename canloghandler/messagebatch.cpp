@@ -12,12 +12,17 @@ MessageBatch::MessageBatch(const QPointer<DatachunkHandler> &target)
 {
 }
 
-void MessageBatch::append(const CAN::CanRxMessage &message, const QString &note)
+CAN::CanRxMessage &MessageBatch::next()
 {
     if (used == messages.size())
-        messages.append(message);
+        messages.append(CAN::CanRxMessage());
     else
-        messages[used] = message;
+        messages[used] = CAN::CanRxMessage();
+    return messages[used];
+}
+
+void MessageBatch::commit(const QString &note)
+{
     messages[used].messageIndex = nextIndex;
     if (!note.isEmpty())
         notes.insert(nextIndex, note);

@@ -15,8 +15,10 @@ public:
     /// delivery without a store is dropped.
     explicit MessageBatch(const QPointer<DatachunkHandler> &store);
 
-    /// Appends @p message under the next number, with @p note unless that is empty.
-    void append(const CAN::CanRxMessage &message, const QString &note = {});
+    /// The next message, empty, to be filled in place; it counts from commit() on. Valid until then.
+    CAN::CanRxMessage &next();
+    /// Takes the message of next() into the batch under the next number, with @p note unless that is empty.
+    void commit(const QString &note = {});
     /// The final delivery.
     void finish();
 
@@ -26,7 +28,7 @@ private:
     void deliver();
 
     const QPointer<DatachunkHandler> &store;
-    QList<CAN::CanRxMessage> messages; ///< the first `used` are of this batch, the others left over from the last one
+    QList<CAN::CanRxMessage> messages; ///< the first `used` are of this batch, the others serve again
     int used = 0;
     QMap<unsigned int, QString> notes;
     quint32 nextIndex = 0;

@@ -29,7 +29,10 @@ QStringView withoutBrackets(QStringView field, QChar open, QChar close, QString 
         field = field.mid(1);
     while (field.endsWith(open) || field.endsWith(close))
         field.chop(1);
-    if (!field.contains(open) && !field.contains(close))
+    bool hasMore = false;
+    for (const QChar c : field)
+        hasMore |= c == open || c == close;
+    if (!hasMore)
         return field;
     scratch = field.toString();
     scratch.remove(open);
@@ -44,16 +47,24 @@ public:
     bool read(QStringView line, CAN::CanRxMessage &message)
     {
         fields.splitAtBlanks(line);
-        if (line.contains(QLatin1Char('-')) && line.contains(QStringView(u" - - ")))
+        if (hasDash() && line.contains(QStringView(u" - - ")))
             return readExtraInformation(message);
         if (fields.count() >= 5)
             return readScreen(message);
-        if (fields.count() == 3 && line.contains(QLatin1Char('#')))
-            return readLogFile(message);
-        return false;
+        return fields.count() == 3 && readLogFile(line, message);
     }
 
 private:
+    /// Whether a field is a dash: only then need the whole line be searched.
+    bool hasDash() const
+    {
+        for (int i = 0; i < fields.count(); ++i) {
+            if (fields[i].size() == 1 && fields[i].front() == QLatin1Char('-'))
+                return true;
+        }
+        return false;
+    }
+
     /// Interface, direction, two dashes, identifier, length, data. The identifier is never marked as extended.
     bool readExtraInformation(CAN::CanRxMessage &message)
     {
@@ -77,29 +88,45 @@ private:
     }
 
     /// Time, interface, identifier and data joined by "#".
-    bool readLogFile(CAN::CanRxMessage &message)
+    bool readLogFile(QStringView line, CAN::CanRxMessage &message)
     {
-        readTime(message);
         const QStringView frame = fields[2];
-        const qsizetype mark = frame.indexOf(QLatin1Char('#'));
+        const QChar *const mark = std::find(frame.begin(), frame.end(), QLatin1Char('#'));
+        if (mark == frame.end() && !line.contains(QLatin1Char('#')))
+            return false;
+        readTime(message);
         // A CAN FD frame ("123##1...") has two marks: it gives a message that holds nothing but its time, so that
         // the reader of the log sees that there was one.
-        if (mark < 0 || frame.lastIndexOf(QLatin1Char('#')) != mark)
+        if (mark == frame.end() || !readBytes(QStringView(mark + 1, frame.end()), message))
             return true;
-        readId(frame.left(mark), message);
-        const QStringView digits = frame.mid(mark + 1);
-        const qsizetype pairs = (digits.size() + 1) / 2;
-        message.dlc = quint8(pairs);
+        readId(QStringView(frame.begin(), mark), message);
+        return true;
+    }
+
+    /// The payload as pairs of digits. False, and nothing read, when there is a "#" among them.
+    static bool readBytes(QStringView digits, CAN::CanRxMessage &message)
+    {
+        const auto pairs = std::min<qsizetype>(digits.size() / 2, sizeof message.data);
+        const qsizetype plainPairs = readHexPairs(digits.left(2 * pairs), message.data);
+        if (2 * plainPairs != digits.size()) {
+            if (digits.contains(QLatin1Char('#'))) {
+                std::fill_n(message.data, plainPairs, quint8(0));
+                return false;
+            }
+            for (qsizetype i = plainPairs; i < pairs; ++i)
+                message.data[i] = readByte(digits.mid(2 * i, 2), 16);
+        }
         // A digit left over at the end counts as a byte and reads as 0, like the "R" of a remote frame.
-        const qsizetype wholePairs = std::min<qsizetype>(digits.size() / 2, sizeof message.data);
-        for (qsizetype i = 0; i < wholePairs; ++i)
-            message.data[i] = readByte(digits.mid(2 * i, 2), 16);
+        message.dlc = quint8((digits.size() + 1) / 2);
         return true;
     }
 
     void readTime(CAN::CanRxMessage &message)
     {
-        message.timeStamp = readSeconds(withoutBrackets(fields[0], QLatin1Char('('), QLatin1Char(')'), scratch));
+        const QStringView field = fields[0];
+        const bool isBracketed = field.startsWith(QLatin1Char('(')) && field.endsWith(QLatin1Char(')'));
+        if (!isBracketed || !readPlainSeconds(field.mid(1).chopped(1), message.timeStamp))
+            message.timeStamp = readSeconds(withoutBrackets(field, QLatin1Char('('), QLatin1Char(')'), scratch));
     }
 
     static void readId(QStringView field, CAN::CanRxMessage &message)
@@ -134,9 +161,8 @@ bool CANLogHandler::loadSocketCanDump(QString path)
     CandumpLine line;
     MessageBatch batch(pDatachunkHandler);
     while (reader.next()) {
-        CAN::CanRxMessage message;
-        if (line.read(reader.line(), message))
-            batch.append(message);
+        if (line.read(reader.line(), batch.next()))
+            batch.commit();
     }
     batch.finish();
     return true;

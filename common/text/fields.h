@@ -1,7 +1,8 @@
 #pragma once
 
 #include <QStringView>
-#include <QVarLengthArray>
+
+#include <vector>
 
 /**
  * The fields of one line, as views into it. One object serves all lines of a file, so that its room is used again.
@@ -18,21 +19,21 @@ public:
     /// The parts between @p separator: what line.split(separator) gives.
     void split(QStringView line, QChar separator, EmptyFields empty);
 
-    int count() const { return fields.size(); }
+    int count() const { return int(fields.size()); }
     QStringView operator[](int index) const
     {
-        return index >= 0 && index < fields.size() ? fields[index] : QStringView();
+        return index >= 0 && index < count() ? fields[std::size_t(index)] : QStringView();
     }
     QStringView last() const { return (*this)[count() - 1]; }
     /// Forgets the last field, if there is one.
     void removeLast()
     {
-        if (!fields.isEmpty())
-            fields.removeLast();
+        if (!fields.empty())
+            fields.pop_back();
     }
 
 private:
-    QVarLengthArray<QStringView, 128> fields;
+    std::vector<QStringView> fields;
 };
 
 /// White space as QString::simplified() has it.

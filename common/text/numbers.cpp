@@ -2,30 +2,25 @@
 
 #include <QString>
 
+#include <algorithm>
+#include <limits>
+
+using TextDetail::digitValue;
+
 namespace
 {
 
-// The most digits that always fit into a signed number of 32 bits.
-constexpr qsizetype maxDecimalDigits = 9;
-// ... and the most hexadecimal ones that always fit into an unsigned one.
-constexpr qsizetype maxHexDigits = 8;
+// As many digits as 64 bits always hold; a longer text is Qt's.
+constexpr qsizetype maxDecimalDigits = 18;
+constexpr qsizetype maxHexDigits = 15;
 
-/// Value of a digit up to 15, 255 for anything else.
-inline uint digitValue(QChar c)
+/// Reads @p text when it is nothing but digits and the number is at most @p max.
+template <uint base>
+inline bool readDigits(QStringView text, quint64 max, quint64 &value)
 {
-    const uint code = c.unicode();
-    if (code - '0' < 10)
-        return code - '0';
-    const uint letter = (code | 0x20) - 'a'; // upper and lower case alike; no character above 0x7F becomes a letter
-    return letter < 6 ? letter + 10 : 255;
-}
-
-/// Reads @p text when it is nothing but up to @p maxDigits digits.
-inline bool readPlain(QStringView text, uint base, qsizetype maxDigits, quint32 &value)
-{
-    if (text.isEmpty() || text.size() > maxDigits)
+    if (text.isEmpty() || text.size() > (base == 16 ? maxHexDigits : maxDecimalDigits))
         return false;
-    quint32 sum = 0;
+    quint64 sum = 0;
     for (const QChar c : text) {
         const uint digit = digitValue(c);
         if (digit >= base)
@@ -33,32 +28,29 @@ inline bool readPlain(QStringView text, uint base, qsizetype maxDigits, quint32 
         sum = sum * base + digit;
     }
     value = sum;
-    return true;
+    return sum <= max;
 }
 
-/// Whether a text in base 0 is decimal if it is made of digits.
-inline bool hasNoPrefix(QStringView text)
-{
-    return text.size() == 1 || (!text.isEmpty() && text.front() != QLatin1Char('0'));
-}
-
-inline bool readPlain(QStringView text, int base, quint32 &value)
+inline bool readDigits(QStringView text, int base, quint64 max, quint64 &value)
 {
     if (base == 16)
-        return readPlain(text, 16, maxHexDigits, value);
-    return (base == 10 || hasNoPrefix(text)) && readPlain(text, 10, maxDecimalDigits, value);
+        return readDigits<16>(text, max, value);
+    // In base 0 a leading zero is a prefix.
+    const bool isDecimal = base == 10 || text.size() == 1 || !text.startsWith(QLatin1Char('0'));
+    return isDecimal && readDigits<10>(text, max, value);
 }
 
-/// The fraction of a second in microseconds.
-qint32 readFraction(QStringView text)
+/// Reads decimal digits and moves @p at behind them; returns their number.
+inline qsizetype readLeadingDigits(const QChar *&at, const QChar *end, quint64 &value)
 {
-    quint32 value = 0;
-    if (readPlain(text, 10, value)) {
-        for (qsizetype digits = text.size(); digits < 6; ++digits)
-            value *= 10;
-        return qint32(value);
+    const QChar *const start = at;
+    for (; at != end; ++at) {
+        const uint digit = at->unicode() - uint('0');
+        if (digit > 9)
+            break;
+        value = value * 10 + digit;
     }
-    return text.toString().leftJustified(6, QLatin1Char('0')).toInt();
+    return at - start;
 }
 
 } // namespace
@@ -66,30 +58,53 @@ qint32 readFraction(QStringView text)
 quint32 readUnsigned(QStringView text, int base, bool *ok)
 {
     Q_ASSERT(base == 0 || base == 10 || base == 16);
-    quint32 value = 0;
-    if (!readPlain(text, base, value))
+    quint64 value = 0;
+    if (!readDigits(text, base, std::numeric_limits<quint32>::max(), value))
         return text.toString().toUInt(ok, base);
     if (ok)
         *ok = true;
-    return value;
+    return quint32(value);
 }
 
 qint32 readSigned(QStringView text, int base, bool *ok)
 {
     Q_ASSERT(base == 0 || base == 10);
-    quint32 value = 0;
-    if (!readPlain(text, base, value))
+    quint64 value = 0;
+    if (!readDigits(text, base, std::numeric_limits<qint32>::max(), value))
         return text.toString().toInt(ok, base);
     if (ok)
         *ok = true;
     return qint32(value);
 }
 
+bool readPlainSeconds(QStringView text, CanTimeStamp &time)
+{
+    static constexpr quint32 scale[] = {1000000, 100000, 10000, 1000, 100, 10, 1};
+    const QChar *at = text.begin();
+    const QChar *const end = text.end();
+    // Up to 18 digits cannot overflow; a leading zero is the mark of an octal number.
+    if (text.size() > maxDecimalDigits || (text.size() > 1 && at[0] == QLatin1Char('0') && at[1] != QLatin1Char('.')))
+        return false;
+    quint64 seconds = 0;
+    const qsizetype secondsDigits = readLeadingDigits(at, end, seconds);
+    if (secondsDigits == 0 || at == end || *at != QLatin1Char('.'))
+        return false;
+    ++at;
+    quint64 fraction = 0;
+    const qsizetype fractionDigits = readLeadingDigits(at, end, fraction);
+    if (at != end || fractionDigits > 6 || seconds > std::numeric_limits<qint32>::max())
+        return false;
+    time = {qint32(seconds), qint32(fraction * scale[fractionDigits])};
+    return true;
+}
+
 CanTimeStamp readSeconds(QStringView text)
 {
+    CanTimeStamp time;
+    if (readPlainSeconds(text, time))
+        return time;
     const qsizetype firstPoint = text.indexOf(QLatin1Char('.'));
-    if (firstPoint < 0)
-        return {readSigned(text, 0), readFraction(text)};
-    const qsizetype lastPoint = text.lastIndexOf(QLatin1Char('.'));
-    return {readSigned(text.left(firstPoint), 0), readFraction(text.mid(lastPoint + 1))};
+    const QStringView seconds = firstPoint < 0 ? text : text.left(firstPoint);
+    const QStringView fraction = text.mid(text.lastIndexOf(QLatin1Char('.')) + 1);
+    return {readSigned(seconds, 0), fraction.toString().leftJustified(6, QLatin1Char('0')).toInt()};
 }

@@ -4,6 +4,8 @@
 
 #include <QStringView>
 
+#include <array>
+
 /**
  * Numbers as they stand in logs. Every function gives exactly what Qt's conversion of the same text gives, for any
  * text: plain digits are read in place, and whatever else comes (signs, prefixes, blanks, digits of other scripts,
@@ -17,9 +19,52 @@ quint32 readUnsigned(QStringView text, int base, bool *ok = nullptr);
 /// text.toInt(ok, base), base 0 or 10
 qint32 readSigned(QStringView text, int base, bool *ok = nullptr);
 
+namespace TextDetail
+{
+
+constexpr std::array<quint8, 256> makeDigitValues()
+{
+    std::array<quint8, 256> values{};
+    for (uint i = 0; i < 256; ++i) {
+        const uint letter = (i | 0x20) - 'a'; // upper and lower case alike
+        values[i] = quint8(i - '0' < 10 ? i - '0' : letter < 6 ? letter + 10 : 255);
+    }
+    return values;
+}
+
+inline constexpr std::array<quint8, 256> digitValues = makeDigitValues();
+
+/// Value of a hexadecimal digit, 255 for anything else.
+inline uint digitValue(QChar c)
+{
+    return c.unicode() < 256 ? digitValues[c.unicode()] : 255;
+}
+
+} // namespace TextDetail
+
+/// Bytes from pairs of hexadecimal digits, up to the first pair that is none; returns the number of bytes. @p data
+/// must have room for half as many as @p text has characters.
+inline qsizetype readHexPairs(QStringView text, quint8 *data)
+{
+    qsizetype count = 0;
+    for (const QChar *at = text.begin(); text.end() - at >= 2; at += 2) {
+        const uint high = TextDetail::digitValue(at[0]);
+        const uint low = TextDetail::digitValue(at[1]);
+        if ((high | low) >= 16)
+            break;
+        data[count++] = quint8(high << 4 | low);
+    }
+    return count;
+}
+
 /// One byte: the low 8 bits of the number.
 inline quint8 readByte(QStringView text, int base)
 {
+    // Nearly all numbers in a log are two hexadecimal digits: taking them here saves a call for each, a quarter of the
+    // time of a line.
+    quint8 value = 0;
+    if (base == 16 && text.size() == 2 && readHexPairs(text, &value) == 1)
+        return value;
     return quint8(readUnsigned(text, base));
 }
 
@@ -29,3 +74,6 @@ inline quint8 readByte(QStringView text, int base)
  * cut: "5" is 500000 µs and "1234567" is 1234567 µs. A text without a point is both.
  */
 CanTimeStamp readSeconds(QStringView text);
+
+/// readSeconds() for a text made of digits and one point, as nearly all are; false, and nothing read, for any other.
+bool readPlainSeconds(QStringView text, CanTimeStamp &time);

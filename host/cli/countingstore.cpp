@@ -1,0 +1,48 @@
+#include "host/cli/countingstore.h"
+
+#include "host/cli/chunkfile.h"
+#include "host/cli/idfilter.h"
+
+constexpr int countedIds = 65536;
+
+QString CountingStore::identifierCountText() const
+{
+    const int count = static_cast<int>(standardIds.count()) + otherIds.size();
+    return count > countedIds ? QStringLiteral("more than %1").arg(countedIds) : QString::number(count);
+}
+
+void CountingStore::setImportStarted()
+{
+    standardIds.reset();
+    otherIds.clear();
+    ChunkStore::setImportStarted();
+}
+
+void CountingStore::addImportedMessages(const QList<CAN::CanRxMessage> &messages,
+                                        const QMap<unsigned int, QString> &notes)
+{
+    for (const CAN::CanRxMessage &message : messages)
+        count(message);
+    ChunkStore::addImportedMessages(messages, notes);
+}
+
+bool CountingStore::loadQclFile(QString path)
+{
+    if (!ChunkStore::loadQclFile(path))
+        return false;
+    // The messages of a native chunk are not delivered, the store takes them as they are.
+    return forEachMessageOfChunkFile(path, [&](const CAN::CanRxMessage &message, const QString &) {
+        count(message);
+        return true;
+    });
+}
+
+void CountingStore::count(const CAN::CanRxMessage &message)
+{
+    if (message.id == errorFrameId)
+        return;
+    if (!message.isExtended && message.id < standardIds.size())
+        standardIds.set(message.id);
+    else if (otherIds.size() <= countedIds)
+        otherIds.insert((quint64(message.isExtended) << 32) | message.id);
+}

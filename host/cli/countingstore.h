@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/store/chunkstore.h"
+
+#include <QSet>
+
+#include <bitset>
+
+/// A ChunkStore that also counts the identifiers of the current import, a standard and an extended one of the same
+/// value being two. Counts up to 65536 exactly, so that a bus of random identifiers cannot fill the memory.
+class CountingStore : public ChunkStore
+{
+public:
+    using ChunkStore::ChunkStore;
+
+    /// For example "14" or "more than 65536".
+    QString identifierCountText() const;
+
+    void setImportStarted() override;
+    void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
+                             const QMap<unsigned int, QString> &notes) override;
+    bool loadQclFile(QString path) override;
+
+private:
+    void count(const CAN::CanRxMessage &message);
+
+    std::bitset<0x800> standardIds;
+    QSet<quint64> otherIds; ///< with bit 32 for an extended frame
+};

@@ -1,0 +1,152 @@
+#include "canloghandler/canloghandler.h"
+#include "host/cli/countingstore.h"
+#include "host/cli/formats.h"
+#include "host/cli/inputfile.h"
+#include "host/cli/messagetable.h"
+#include "host/cli/output.h"
+#include "host/cli/storefolder.h"
+
+#include <QCommandLineParser>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QPointer>
+
+namespace
+{
+
+/// "1 message", "2 messages"
+QString counted(quint64 count, const QString &what)
+{
+    return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
+}
+
+QString timeSpanText(const ImportRecord &record)
+{
+    const qint64 microseconds = (qint64(record.lastTime.seconds) - record.firstTime.seconds) * 1000000
+                                + record.lastTime.microseconds - record.firstTime.microseconds;
+    return QStringLiteral("%1 to %2 (%3 s)")
+        .arg(timeText(record.firstTime), timeText(record.lastTime),
+             QString::number(double(microseconds) / 1000000, 'f', 3));
+}
+
+QString resultText(const ImportRecord &record, const Format &format, const CountingStore &store)
+{
+    QStringList parts{format.name(), counted(record.messageCount, QStringLiteral("message"))};
+    if (record.messageCount > 0) {
+        const QString identifiers = store.identifierCountText();
+        parts << QStringLiteral("%1 identifier%2")
+                     .arg(identifiers, identifiers == QLatin1String("1") ? QString() : QStringLiteral("s"))
+              << timeSpanText(record);
+    }
+    parts << QStringLiteral("CAN FD: %1").arg(record.fdSeen ? QStringLiteral("yes") : QStringLiteral("no"))
+          << counted(record.noteCount, QStringLiteral("note"));
+    return parts.join(QLatin1String(", "));
+}
+
+/// Asks the library for one import, the way every host does, and waits for its end.
+ImportRecord importFile(CountingStore &store, const QString &path, DatachunkHelper::ImportFileType type)
+{
+    ImportRecord result;
+    QEventLoop loop;
+    QObject::connect(&store, &ChunkStore::importFinished, &loop, [&](const ImportRecord &record) {
+        result = record;
+        loop.quit();
+    });
+    Q_EMIT store.sigImportRequest(QFileInfo(path).absoluteFilePath(), type, QString(), false);
+    loop.exec();
+    return result;
+}
+
+QString failureText(const ImportRecord &record, const CountingStore &store, const CANLogHandler &handler)
+{
+    for (const QString &text : {record.errorText, store.errorString(), handler.getLastErrorText()}) {
+        if (!text.isEmpty())
+            return text;
+    }
+    return QStringLiteral("cannot be read as this type");
+}
+
+/// The @p paths that can be read; complains of the others.
+QStringList readableFiles(const QStringList &paths)
+{
+    QStringList readable;
+    for (const QString &path : paths) {
+        const QString problem = whyUnreadable(path);
+        if (problem.isEmpty())
+            readable.append(path);
+        else
+            complain(path, problem);
+    }
+    return readable;
+}
+
+/// Imports all @p paths and returns how many failed.
+int importFiles(CountingStore &store, const QString &folder, const QStringList &paths, const Format &format,
+                Output &out)
+{
+    QPointer<DatachunkHandler> storePointer(&store);
+    const CANLogHandler handler(storePointer);
+    int failures = 0;
+    for (const QString &path : paths) {
+        const ImportRecord record = importFile(store, path, format.type);
+        if (record.state != ImportRecord::State::Succeeded) {
+            ++failures;
+            complain(path, failureText(record, store, handler));
+            continue;
+        }
+        out.writeLine(
+            printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(record, format, store), folder)));
+        out.flush();
+        if (record.messageCount == 0)
+            complain(path, noMessagesText(format));
+    }
+    return failures;
+}
+
+ExitStatus run(const QCommandLineParser &parser, Output &out)
+{
+    const QStringList paths = parser.positionalArguments();
+    if (paths.isEmpty())
+        return wrongUsage(QStringLiteral("import needs at least one FILE"), QStringLiteral("import"));
+    const Format *format = chosenFormat(parser);
+    if (!format)
+        return ExitStatus::WrongUsage;
+    const QString folder = chosenStoreFolder(parser);
+    if (folder.isEmpty())
+        return wrongUsage(QStringLiteral("--store needs a folder"), QStringLiteral("import"));
+
+    // Looked at before the store is made, so that a mistyped name leaves no empty store behind.
+    const QStringList readable = readableFiles(paths);
+    if (readable.isEmpty())
+        return ExitStatus::Failure;
+    CountingStore store;
+    if (!openStore(store, folder, ChunkStore::Mode::ReadWrite))
+        return ExitStatus::Failure;
+    complainOfDamage(store);
+    const int failures = importFiles(store, folder, readable, *format, out);
+    return failures == 0 && readable.size() == paths.size() ? ExitStatus::Success : ExitStatus::Failure;
+}
+
+void addOptions(QCommandLineParser &parser)
+{
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A log file."), QStringLiteral("FILE..."));
+    parser.addOption(typeOption());
+    parser.addOption(storeOption());
+}
+
+} // namespace
+
+Subcommand importSubcommand()
+{
+    return {
+        QStringLiteral("import"),
+        QStringLiteral("Reads log files into a store."),
+        QStringLiteral("[--type NAME|NUMBER] [--store DIR] FILE..."),
+        QStringLiteral("The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
+                       "with its format, messages, identifiers, time span, CAN FD, notes and the store. A file that\n"
+                       "cannot be imported does not stop the others; the exit status is then 1."),
+        QStringLiteral("  canlog import examples/drive.log\n"
+                       "  canlog import --type candump --store trips monday.log tuesday.log\n"),
+        addOptions,
+        run};
+}

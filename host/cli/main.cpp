@@ -1,0 +1,147 @@
+#include "host/cli/output.h"
+#include "host/cli/subcommand.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QVector>
+
+#include <algorithm>
+#include <csignal>
+
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#endif
+
+namespace
+{
+
+QVector<Subcommand> subcommands()
+{
+    return {importSubcommand(), showSubcommand(), formatsSubcommand()};
+}
+
+QString mainHelp()
+{
+    QString list;
+    for (const Subcommand &subcommand : subcommands())
+        list += QStringLiteral("  %1  %2\n").arg(subcommand.name, -10).arg(subcommand.summary);
+    return QStringLiteral("Usage: canlog SUBCOMMAND [options] [arguments]\n"
+                          "Reads recorded CAN-bus traffic from log files into a store and shows it.\n"
+                          "\n"
+                          "Subcommands:\n"
+                          "%1"
+                          "\n"
+                          "Options:\n"
+                          "  -h, --help     Shows this help; 'canlog SUBCOMMAND --help' shows that of a subcommand.\n"
+                          "  -v, --version  Shows the version.\n"
+                          "\n"
+                          "Exit status: 0 all well; 1 something could not be imported, read or written;\n"
+                          "2 wrong usage.\n"
+                          "\n"
+                          "Example:\n"
+                          "  canlog import examples/drive.log && canlog show --limit 20\n")
+        .arg(list);
+}
+
+QString subcommandHelp(const Subcommand &subcommand, const QCommandLineParser &parser)
+{
+    // The parser's own first line has the program's path and the arguments in an order of its own.
+    const QString usage = parser.helpText();
+    const QString arguments = usage.mid(usage.indexOf(QLatin1String("\n\n")));
+    const QString synopsis = subcommand.synopsis.isEmpty() ? QString() : QLatin1Char(' ') + subcommand.synopsis;
+    const QString details = subcommand.details.isEmpty() ? QString() : subcommand.details + QLatin1Char('\n');
+    return QStringLiteral("Usage: canlog %1%2\n").arg(subcommand.name, synopsis) + subcommand.summary
+           + QLatin1Char('\n') + details + arguments.mid(1) + QLatin1String("\nExample:\n") + subcommand.examples;
+}
+
+QCommandLineOption helpOption()
+{
+    return {{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Shows this help.")};
+}
+
+/// What @p parser found wrong, in the style of this program: one clause, no full stop.
+QString parserProblem(const QCommandLineParser &parser)
+{
+    QString text = parser.errorText();
+    text.replace(0, 1, text.at(0).toLower());
+    return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
+}
+
+ExitStatus runSubcommand(const Subcommand &subcommand, const QStringList &arguments, Output &out)
+{
+    QCommandLineParser parser;
+    subcommand.addOptions(parser);
+    parser.addOption(helpOption());
+    if (!parser.parse(arguments))
+        return wrongUsage(parserProblem(parser), subcommand.name);
+    if (!parser.isSet(QStringLiteral("help")))
+        return subcommand.run(parser, out);
+    out.write(subcommandHelp(subcommand, parser).toLocal8Bit());
+    return ExitStatus::Success;
+}
+
+ExitStatus run(const QStringList &arguments, Output &out)
+{
+    QCommandLineParser parser;
+    // What follows the subcommand's name is the subcommand's.
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    parser.addOption(helpOption());
+    parser.addOption({{QStringLiteral("v"), QStringLiteral("version")}, QString()});
+    if (!parser.parse(arguments))
+        return wrongUsage(parserProblem(parser));
+    if (parser.isSet(QStringLiteral("help"))) {
+        out.write(mainHelp().toLocal8Bit());
+        return ExitStatus::Success;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        out.writeLine(QStringLiteral("canlog " CANLOG_VERSION));
+        return ExitStatus::Success;
+    }
+
+    // The name is left in place: a parser takes the first entry for the program's name and skips it.
+    const QStringList rest = parser.positionalArguments();
+    if (rest.isEmpty())
+        return wrongUsage(QStringLiteral("no subcommand given"));
+    const QVector<Subcommand> all = subcommands();
+    const auto found = std::find_if(all.cbegin(), all.cend(),
+                                    [&](const Subcommand &subcommand) { return subcommand.name == rest.constFirst(); });
+    if (found == all.cend())
+        return wrongUsage(QStringLiteral("unknown subcommand '%1'").arg(rest.constFirst()));
+    return runSubcommand(*found, rest, out);
+}
+
+/// Qt's warnings speak to developers; what a user must know is said by canlog itself.
+void dropQtMessages(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type == QtFatalMsg)
+        complain(text);
+}
+
+/// Makes a failed write an error to be reported instead of the end of the program.
+void prepareStandardStreams()
+{
+#ifdef SIGPIPE
+    std::signal(SIGPIPE, SIG_IGN);
+#endif
+#ifdef SIGXFSZ
+    std::signal(SIGXFSZ, SIG_IGN);
+#endif
+#ifdef Q_OS_UNIX
+    // A file that is opened while a standard stream is closed gets that stream's number, and then its text.
+    for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) == -1)
+            open("/dev/null", O_RDWR);
+    }
+#endif
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    prepareStandardStreams();
+    qInstallMessageHandler(dropQtMessages);
+    const QCoreApplication application(argc, argv);
+    Output out;
+    return static_cast<int>(out.finish(run(QCoreApplication::arguments(), out)));
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "host/cli/subcommand.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstddef>
+
+/**
+ * Standard output, buffered: results and nothing else. A reader that goes away (`canlog show | head`) is no error; what
+ * is written from then on is dropped, and isOpen() tells work that has no other purpose that it may stop.
+ */
+class Output
+{
+public:
+    Output();
+
+    void write(const char *text, std::size_t size);
+    void write(const QByteArray &text);
+    /// @p text in the locale's encoding and a line end.
+    void writeLine(const QString &text);
+    /// Hands on what is buffered, for results that take a while to follow one another.
+    void flush();
+
+    /// False after a write that failed.
+    bool isOpen() const { return errorNumber == 0; }
+    /// To be called last: flushes, and complains of a write that failed for any other reason than a reader gone away.
+    /// Returns the status to end with, given the @p status of the work.
+    ExitStatus finish(ExitStatus status);
+
+private:
+    Q_DISABLE_COPY_MOVE(Output)
+
+    int errorNumber = 0;
+};
+
+/// One line "canlog: text" on standard error.
+void complain(const QString &text);
+/// The same for a problem of the file or folder @p path.
+void complain(const QString &path, const QString &text);
+/// complain() of a wrong command line, with a pointer to the help of @p subcommand (empty: of canlog itself).
+ExitStatus wrongUsage(const QString &text, const QString &subcommand = QString());
+
+/// @p text fit for one line on a terminal: control characters, which a file name or a note may hold, become "?".
+QString printable(QString text);

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "common/canrxmessage.h"
+
+#include <QByteArray>
+#include <QMap>
+#include <QString>
+#include <QVector>
+
+class QDataStream;
+class QFile;
+class QIODevice;
+
+/**
+ * The bytes of one data chunk (`*.qcl`): everything that knows them is here. docs/chunk-format.md describes them.
+ *
+ * What is read may come from anywhere: no field is believed before it was checked, and memory grows with the bytes
+ * that are really there, never with what a field says.
+ */
+namespace ChunkFormat
+{
+
+constexpr int maximumMessages = 100000;
+/// Chunk numbers have at most 15 digits, so that a reader that takes them as a double gets them exactly.
+constexpr quint64 maximumNumber = 999999999999999;
+
+/// What stands before the records: enough to list a chunk without reading it.
+struct Summary {
+    quint64 number = 0; ///< unique in its store; chunks are in order by it
+    int messageCount = 0;
+    CanTimeStamp firstTime; ///< earliest time stamp
+    CanTimeStamp lastTime;  ///< latest time stamp
+    int noteCount = 0;      ///< messages that have a note
+    bool fdSeen = false;    ///< CAN FD frames are among the messages
+};
+
+/// One whole chunk in memory.
+struct Chunk {
+    Summary summary;
+    QVector<CAN::CanRxMessage> messages;
+    QMap<int, QString> notes; ///< by position in `messages`, not by messageIndex, which need not be unique
+};
+
+/// Whether @p a is earlier than @p b. Microseconds above 999999 count as what they are: more seconds.
+bool isEarlier(const CanTimeStamp &a, const CanTimeStamp &b);
+
+/// Encodes one chunk: add its 1 to 100000 messages, then write it. Keeps the encoded records only.
+class Encoder
+{
+public:
+    /// Makes room for about @p messageCount messages.
+    explicit Encoder(int messageCount);
+
+    void add(const CAN::CanRxMessage &message);
+
+    /// Writes the chunk with @p number and @p notes (by position, none of them empty) to @p device. Returns an empty
+    /// text, or what failed in one line; part of the chunk may then have been written.
+    QString write(QIODevice &device, quint64 number, const QMap<int, QString> &notes);
+
+    /// Describes the chunk; number and notes are known after write().
+    const Summary &summary() const { return content; }
+
+private:
+    QByteArray records;
+    Summary content;
+};
+
+/// Reads one chunk from the current position of @p stream, whatever its byte order and version are set to, and leaves
+/// the stream after the chunk. Returns an empty text, or why this is no valid chunk in a few words; @p chunk is then
+/// unspecified and the stream's status is set.
+QString readChunk(QDataStream &stream, Chunk &chunk);
+
+/// Reads the chunk that is the whole of @p file, which is open for reading and at its beginning. Result as above;
+/// bytes after the chunk are a fault.
+QString readChunk(QFile &file, Chunk &chunk);
+
+/// Reads the summary alone of the chunk that is the whole of @p file, and checks it against the file's size. Some 200
+/// bytes are read; damage behind them stays unseen. Result as above.
+QString readSummary(QFile &file, Summary &summary);
+
+} // namespace ChunkFormat

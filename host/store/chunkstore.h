@@ -1,0 +1,118 @@
+#pragma once
+
+#include "common/datachunkhandler.h"
+
+#include <QDateTime>
+#include <QStringList>
+#include <QVector>
+
+#include <functional>
+#include <memory>
+
+/// What the store keeps of one import.
+struct ImportRecord {
+    enum class State {
+        Incomplete, ///< started and never finished: the program was stopped in the middle
+        Succeeded,
+        Failed,
+    };
+
+    QString path; ///< the source file; empty while an import has not ended
+    DatachunkHelper::ImportFileType type = DatachunkHelper::QclZipArchive;
+    State state = State::Incomplete;
+    quint64 messageCount = 0; ///< messages in this store; those of an unpacked archive are in its sub-folder
+    CanTimeStamp firstTime;   ///< earliest time stamp; zero when there is no message
+    CanTimeStamp lastTime;    ///< latest time stamp
+    quint64 noteCount = 0;    ///< messages that have a note
+    bool fdSeen = false;      ///< CAN FD frames are among the messages, or the format said so
+    QString errorText;        ///< why it failed, or which part of a success was left out; may be empty
+};
+Q_DECLARE_METATYPE(ImportRecord)
+
+/**
+ * A store that keeps the messages of its imports as chunk files (`*.qcl`) of at most 100000 messages each in one
+ * folder. Files are written whole or not at all, so a store can be opened after its program was killed at any moment,
+ * with every complete chunk. One program at a time may write a store; any number may read it.
+ *
+ * Memory is bounded by one chunk, whatever the number of messages. The file format is described in
+ * docs/chunk-format.md.
+ *
+ * Which calls make one import:
+ * - setImportStarted(), deliveries, setImportFinished() with flag true;
+ * - the same with a setImportFinished() with flag false before the last one: an archive that was merged. The record
+ *   says what the last call says;
+ * - notifyNewZippedFile() for each entry and notifyZipFileLoaded(), or the latter alone: an archive that was unpacked
+ *   into a sub-folder, which is a store of its own;
+ * - setImportFinished() alone: a request that failed before it began;
+ * - deliveries alone, from a loader that is called directly. Such an import stays Incomplete.
+ *
+ * Where a file cannot be written, the rest of that import is dropped and the import fails with errorString(); the
+ * next import tries again. A store that is not open does nothing and answers false, 0 or nothing.
+ */
+class ChunkStore : public DatachunkHandler
+{
+    Q_OBJECT
+
+public:
+    enum class Mode {
+        Read,      ///< the folder must exist; nothing is written
+        ReadWrite, ///< the folder is made when missing and locked against other writers
+    };
+    /// Gets one message and its note (empty: none); returns false to stop.
+    using Visitor = std::function<bool(const CAN::CanRxMessage &message, const QString &note)>;
+
+    explicit ChunkStore(QObject *parent = nullptr);
+    ~ChunkStore() override;
+
+    /// Opens the store in @p folder, after closing the one that is open. False with errorString() set when that cannot
+    /// be done: no such folder, no permission, locked by another program.
+    bool open(const QString &folder, Mode mode);
+
+    /// One line that says what failed in open(), or in writing since then (for example: no space left on the disk);
+    /// empty when nothing did. The latest fault stays until the next open().
+    QString errorString() const;
+    /// Files in the folder that are no valid chunk, one line each with name and reason; found by open() and by
+    /// forEachMessage(). Of chunks with the same number, which a copied file has, the one whose name fits the number is
+    /// used, or else the first by name; the others are listed here. So is an import journal that is damaged.
+    QStringList warnings() const;
+
+    /// Imports so far, oldest first, those of earlier programs included.
+    QVector<ImportRecord> imports() const;
+    /// Number of messages in all chunks, those left out that are known to be damaged.
+    quint64 messageCount() const;
+    /// Visits all messages in the order in which they were stored, reading chunk by chunk. Returns false when the
+    /// visitor stopped it. Damaged chunks are left out and named in warnings(). What the visitor itself stores is not
+    /// visited.
+    bool forEachMessage(const Visitor &visitor);
+
+    /// Each call with messages makes at least one chunk file. A note goes to the first message of this delivery that
+    /// has its key as messageIndex; a key that none has, to the last message of this delivery or, when it is empty, to
+    /// the last message that this import stored. Texts that meet on one message are joined by " | ".
+    void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
+                             const QMap<unsigned int, QString> &notes) override;
+    /// Writes the last chunk of this import again, with the note.
+    void addMessageNoteToLastMessage(QString note) override;
+    void notifyFdMessage(bool fdSeen) override;
+    void setLastErrorText(const QString &text) override;
+    void setImportStarted() override;
+    /// With @p flag false this is not the end yet: one more call tells path and type.
+    void setImportFinished(bool success, DatachunkHelper::ImportFileType type, QString path, bool flag) override;
+    /// Adds the messages of the chunk file @p path, wherever it is, as a new chunk of this store.
+    bool loadQclFile(QString path) override;
+    QDir getDataChunkLocation() const override;
+    bool parseQCLStream(QDataStream &stream, bool &isFd) override;
+    /// Reads the whole chunk, since the count of a damaged one is 0.
+    unsigned int getMsgCountFromQclStream(QDataStream &stream) override;
+    void notifyNewZippedFile(const QString &header, const QString &filePath, const QDir &folder,
+                             const QString &zipPath) override;
+    void notifyZipFileLoaded(const QString &name) override;
+
+Q_SIGNALS:
+    /// An import that was asked for has ended; @p record is what the store keeps of it. Writing errors make a
+    /// successful read a failed import.
+    void importFinished(const ImportRecord &record);
+
+private:
+    class Private;
+    std::unique_ptr<Private> d;
+};
