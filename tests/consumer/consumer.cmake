@@ -1,0 +1,23 @@
+# Installs the build in BUILD_DIR into a folder of its own, then configures, builds and runs the consumer against it.
+set(prefix ${WORK_DIR}/prefix)
+file(REMOVE_RECURSE ${WORK_DIR})
+
+function(run_or_fail)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "failed: ${ARGN}\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+run_or_fail(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+run_or_fail(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE_DIR} -B ${WORK_DIR}/build
+  -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug)
+run_or_fail(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+run_or_fail(${WORK_DIR}/build/consumer ${LOG})
+if(NOT output MATCHES "^${EXPECTED} messages\n$")
+  message(FATAL_ERROR "expected ${EXPECTED} messages, got: ${output}")
+endif()
+
+# The installed command finds the installed library.
+run_or_fail(${prefix}/bin/canlog --version)

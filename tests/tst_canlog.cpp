@@ -1,0 +1,985 @@
+#include "host/store/chunkstore.h"
+
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+/// What a run of the program gave.
+struct Outcome {
+    int status = -1; ///< -1: it did not end by itself
+    QByteArray out;
+    QByteArray err;
+};
+
+/// Runs the real program and looks at nothing but what a shell sees.
+class TestCanlog : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void help_data();
+    void help();
+    void version();
+    void formats();
+    void wrongUsage_data();
+    void wrongUsage();
+
+    void importThenShow();
+    void importReportsWhatItRead_data();
+    void importReportsWhatItRead();
+    void importNeedsNoStoreOption();
+    void importAddsToTheStore();
+    void importOfTheExample();
+    void exampleIsReproducible();
+    void typeIsTakenByNumberAndName_data();
+    void typeIsTakenByNumberAndName();
+    void importOfAChunkFile();
+    void noMessages();
+    void unusualFileNames_data();
+    void unusualFileNames();
+    void undecodableFileName();
+
+    void unreadableFiles_data();
+    void unreadableFiles();
+    void failuresDoNotStopTheOthers();
+    void missingFileMakesNoStore();
+    void lockedStore();
+    void unusableStore_data();
+    void unusableStore();
+    void fullDisk_data();
+    void fullDisk();
+
+    void showsEveryField();
+    void showsAtMost64Bytes();
+    void showsAFile();
+    void showsAChunkFile();
+    void idFilter_data();
+    void idFilter();
+    void limit_data();
+    void limit();
+    void damagedChunkIsNamed();
+
+    void readerGoesAway_data();
+    void readerGoesAway();
+    void fullOutput();
+    void closedOutput();
+
+    void killedImports();
+
+private:
+    Outcome run(const QString &program, const QStringList &arguments,
+                const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
+    Outcome canlog(const QStringList &arguments) { return run(QStringLiteral(CANLOG_PROGRAM), arguments); }
+    /// Runs @p script in a shell, in which "$canlog" is the program.
+    Outcome shell(const QString &script);
+    QString path(const QString &name) const { return folder->filePath(name); }
+    QString write(const QString &name, const QByteArray &content) const;
+    QString writeLog(const QString &name, int frames) const;
+
+    QScopedPointer<QTemporaryDir> folder; ///< a fresh one for each test, the current folder of the program
+};
+
+static const QByteArray smallLog = "(1345212884.318850) can0 123#11223344\n"
+                                   "(1345212884.400000) can1 18FEF100#FF00AB\n"
+                                   "(1345212885.568850) can0 7FF#\n";
+
+static const QByteArray heading =
+    "   Index               Time  Channel  Dir  Identifier  Flags  Len  Data                     Note\n";
+static const QByteArray smallTable = "       0  1345212884.318850        0  Rx          123  -        4  11 22 33 44\n"
+                                     "       1  1345212884.400000        0  Rx     18FEF100  -        3  FF 00 AB\n"
+                                     "       2  1345212885.568850        0  Rx          7FF  -        0\n";
+static const QByteArray smallResult =
+    "SocketCanDump, 3 messages, 3 identifiers, 1345212884.318850 to 1345212885.568850 (1.250 s), CAN FD: no, 0 notes";
+
+/// Six whole chunks, enough for an import to take a moment.
+constexpr int killedImportFrames = 600000;
+
+void TestCanlog::init()
+{
+    folder.reset(new QTemporaryDir);
+    QVERIFY(folder->isValid());
+}
+
+Outcome TestCanlog::run(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment)
+{
+    QProcess process;
+    process.setWorkingDirectory(folder->path());
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
+        return {-1, process.readAllStandardOutput(), process.readAllStandardError()};
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+Outcome TestCanlog::shell(const QString &script)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("canlog"), QStringLiteral(CANLOG_PROGRAM));
+    return run(QStringLiteral("sh"), {QStringLiteral("-c"), script}, environment);
+}
+
+QString TestCanlog::write(const QString &name, const QByteArray &content) const
+{
+    QFile file(path(name));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(file.fileName()));
+    return name;
+}
+
+QString TestCanlog::writeLog(const QString &name, int frames) const
+{
+    QByteArray content;
+    content.reserve(frames * 50);
+    for (int i = 0; i < frames; ++i) {
+        content += '(' + QByteArray::number(1700000000 + i / 1000) + '.'
+                   + QByteArray::number(i % 1000 * 1000).rightJustified(6, '0') + ") can0 "
+                   + QByteArray::number(0x100 + i % 64, 16) + '#' + QByteArray::number(i, 16).rightJustified(16, '0')
+                   + '\n';
+    }
+    return write(name, content);
+}
+
+static QStringList words(const char *line)
+{
+    return QString::fromUtf8(line).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+// ---- help, version, formats, wrong usage
+
+void TestCanlog::help_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("firstLine");
+    QTest::addColumn<QStringList>("mentions");
+
+    const QByteArray mainUsage = "Usage: canlog SUBCOMMAND [options] [arguments]\n";
+    const QStringList mainMentions{QStringLiteral("\n  import "),
+                                   QStringLiteral("\n  show "),
+                                   QStringLiteral("\n  formats "),
+                                   QStringLiteral("-h, --help"),
+                                   QStringLiteral("-v, --version"),
+                                   QStringLiteral("Exit status"),
+                                   QStringLiteral("\nExample:\n  canlog import ")};
+    QTest::newRow("--help") << words("--help") << mainUsage << mainMentions;
+    QTest::newRow("-h") << words("-h") << mainUsage << mainMentions;
+    QTest::newRow("import") << words("import --help")
+                            << QByteArray("Usage: canlog import [--type NAME|NUMBER] [--store DIR] FILE...\n")
+                            << QStringList{QStringLiteral("--type <NAME|NUMBER>"),
+                                           QStringLiteral("--store <DIR>"),
+                                           QStringLiteral("canlog-store"),
+                                           QStringLiteral("SocketCanDump"),
+                                           QStringLiteral("exit status"),
+                                           QStringLiteral("-h, --help"),
+                                           QStringLiteral("\nExample:\n  canlog import ")};
+    QTest::newRow("show") << words("show -h")
+                          << QByteArray("Usage: canlog show [--store DIR | FILE [--type NAME|NUMBER]] "
+                                        "[--id HEX[,HEX]] [--limit N]\n")
+                          << QStringList{
+                                 QStringLiteral("--store <DIR>"),    QStringLiteral("--type <NAME|NUMBER>"),
+                                 QStringLiteral("--id <HEX[,HEX]>"), QStringLiteral("--limit <N>"),
+                                 QStringLiteral("canlog-store"),     QStringLiteral("SocketCanDump"),
+                                 QStringLiteral("R remote frame"),   QStringLiteral("\nExample:\n  canlog show ")};
+    QTest::newRow("formats") << words("formats --help") << QByteArray("Usage: canlog formats\n")
+                             << QStringList{QStringLiteral("--type"), QStringLiteral("\nExample:\n  canlog formats\n")};
+}
+
+void TestCanlog::help()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, firstLine);
+    QFETCH(QStringList, mentions);
+    const Outcome outcome = canlog(arguments);
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(outcome.out.left(outcome.out.indexOf('\n') + 1), firstLine);
+    for (const QString &mention : mentions)
+        QVERIFY2(QString::fromUtf8(outcome.out).contains(mention), qPrintable(mention));
+}
+
+void TestCanlog::version()
+{
+    for (const char *option : {"--version", "-v"}) {
+        const Outcome outcome = canlog(words(option));
+        QCOMPARE(outcome.err, QByteArray());
+        QCOMPARE(outcome.status, 0);
+        const QRegularExpression form(QStringLiteral("^canlog [0-9]+\\.[0-9]+\\.[0-9]+\\n$"));
+        QVERIFY2(form.match(QString::fromUtf8(outcome.out)).hasMatch(), outcome.out.constData());
+    }
+}
+
+void TestCanlog::formats()
+{
+    const Outcome outcome = canlog(words("formats"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    const QList<QByteArray> lines = outcome.out.split('\n');
+    QCOMPARE(lines.first(), QByteArray("Type  Name                         Short names     Suffix  What it is"));
+    QVERIFY(
+        lines.contains("   1  QclFile                      qcl             .qcl    one data-chunk file of a store"));
+    QVERIFY(lines.contains(
+        "  11  SocketCanDump                candump         .log    SocketCAN candump, screen or log-file form"));
+}
+
+void TestCanlog::wrongUsage_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("line");
+
+    QTest::newRow("nothing") << QStringList() << QByteArray("canlog: no subcommand given; try 'canlog --help'\n");
+    QTest::newRow("unknown subcommand") << words("improt x.log")
+                                        << QByteArray("canlog: unknown subcommand 'improt'; try 'canlog --help'\n");
+    QTest::newRow("unknown option") << words("--verbose")
+                                    << QByteArray("canlog: unknown option 'verbose'; try 'canlog --help'\n");
+    QTest::newRow("unknown option of a subcommand")
+        << words("import --fast small.log")
+        << QByteArray("canlog: unknown option 'fast'; try 'canlog import --help'\n");
+    QTest::newRow("missing value") << words("import small.log --store")
+                                   << QByteArray("canlog: missing value after '--store'; try 'canlog import --help'\n");
+    QTest::newRow("empty store") << QStringList{QStringLiteral("import"), QStringLiteral("--store="),
+                                                QStringLiteral("small.log")}
+                                 << QByteArray("canlog: --store needs a folder; try 'canlog import --help'\n");
+    QTest::newRow("empty store to show") << QStringList{
+        QStringLiteral("show"),
+        QStringLiteral("--store="),
+    } << QByteArray("canlog: --store needs a folder; try 'canlog show --help'\n");
+    QTest::newRow("import without a file")
+        << words("import --store s")
+        << QByteArray("canlog: import needs at least one FILE; try 'canlog import --help'\n");
+    for (const char *type : {"nonsense", "3", "21", "-1", "011", "QclZipArchiv"}) {
+        QTest::addRow("import as %s", type)
+            << QStringList{QStringLiteral("import"), QStringLiteral("--type"), QString::fromLatin1(type),
+                           QStringLiteral("small.log")}
+            << QByteArray("canlog: unknown type '") + type + "'; 'canlog formats' lists the types\n";
+    }
+    QTest::newRow("show as an unknown type")
+        << words("show small.log --type nonsense")
+        << QByteArray("canlog: unknown type 'nonsense'; 'canlog formats' lists the types\n");
+    QTest::newRow("two files") << words("show small.log small.log")
+                               << QByteArray("canlog: show takes one FILE; try 'canlog show --help'\n");
+    QTest::newRow("store and file") << words("show --store s small.log")
+                                    << QByteArray(
+                                           "canlog: show takes either --store or a FILE; try 'canlog show --help'\n");
+    QTest::newRow("type without file")
+        << words("show --type candump")
+        << QByteArray("canlog: --type is for a FILE, a store needs none; try 'canlog show --help'\n");
+    for (const char *id : {"12G", "", "123,", "20000000", "-1", "0x", "0x0x1", "1 2", "FFFF00EF", "+1"}) {
+        QTest::addRow("id '%s'", id) << QStringList{QStringLiteral("show"), QStringLiteral("small.log"),
+                                                    QStringLiteral("--id"), QString::fromLatin1(id)}
+                                     << QByteArray("canlog: bad --id '") + id
+                                            + "', wanted are hexadecimal identifiers; try 'canlog show --help'\n";
+    }
+    for (const char *limit : {"-1", "ten", "", "1.5", "18446744073709551616"}) {
+        QTest::addRow("limit '%s'", limit)
+            << QStringList{QStringLiteral("show"), QStringLiteral("small.log"), QStringLiteral("--limit"),
+                           QString::fromLatin1(limit)}
+            << QByteArray("canlog: bad --limit '") + limit + "', wanted is a number; try 'canlog show --help'\n";
+    }
+    QTest::newRow("formats with an argument")
+        << words("formats candump") << QByteArray("canlog: formats takes no argument; try 'canlog formats --help'\n");
+}
+
+void TestCanlog::wrongUsage()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, line);
+    write(QStringLiteral("small.log"), smallLog);
+    const Outcome outcome = canlog(arguments);
+    QCOMPARE(outcome.err, line);
+    QCOMPARE(outcome.out, QByteArray());
+    QCOMPARE(outcome.status, 2);
+    QCOMPARE(QDir(folder->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+             QStringList{QStringLiteral("small.log")});
+}
+
+// ---- import
+
+void TestCanlog::importThenShow()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    const Outcome imported = canlog(words("import --store trips small.log"));
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.out, "small.log: " + smallResult + ", stored in trips\n");
+    QCOMPARE(imported.status, 0);
+
+    const Outcome shown = canlog(words("show --store trips"));
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.out, heading + smallTable);
+    QCOMPARE(shown.status, 0);
+}
+
+void TestCanlog::importReportsWhatItRead_data()
+{
+    QTest::addColumn<QByteArray>("log");
+    QTest::addColumn<QByteArray>("result");
+
+    QTest::newRow("one message") << QByteArray("(5.5) can0 123#11\n")
+                                 << QByteArray(
+                                        "SocketCanDump, 1 message, 1 identifier, 5.500000 to 5.500000 (0.000 s), "
+                                        "CAN FD: no, 0 notes");
+    QTest::newRow("an identifier many times")
+        << QByteArray("(1.0) can0 123#11\n(2.0) can0 123#22\n(3.0) can0 124#\n")
+        << QByteArray("SocketCanDump, 3 messages, 2 identifiers, 1.000000 to 3.000000 (2.000 s), CAN FD: no, 0 notes");
+
+    QByteArray asMany;
+    for (int i = 0; i < 65536; ++i)
+        asMany += "(1.0) can0 " + QByteArray::number(0x10000 + i, 16) + "#\n";
+    QTest::newRow("65536 identifiers") << asMany
+                                       << QByteArray("SocketCanDump, 65536 messages, 65536 identifiers, "
+                                                     "1.000000 to 1.000000 (0.000 s), CAN FD: no, 0 notes");
+    QTest::newRow("65537 identifiers") << asMany + "(1.0) can0 7#\n"
+                                       << QByteArray("SocketCanDump, 65537 messages, more than 65536 identifiers, "
+                                                     "1.000000 to 1.000000 (0.000 s), CAN FD: no, 0 notes");
+}
+
+void TestCanlog::importReportsWhatItRead()
+{
+    QFETCH(QByteArray, log);
+    QFETCH(QByteArray, result);
+    write(QStringLiteral("x.log"), log);
+    const Outcome outcome = canlog(words("import x.log"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.out, "x.log: " + result + ", stored in canlog-store\n");
+    QCOMPARE(outcome.status, 0);
+}
+
+void TestCanlog::importNeedsNoStoreOption()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).out, "small.log: " + smallResult + ", stored in canlog-store\n");
+    QVERIFY(QFileInfo(path(QStringLiteral("canlog-store"))).isDir());
+    QCOMPARE(canlog(words("show")).out, heading + smallTable);
+}
+
+void TestCanlog::importAddsToTheStore()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).status, 0);
+    QCOMPARE(canlog(words("import small.log small.log")).out,
+             "small.log: " + smallResult + ", stored in canlog-store\n" //
+                 + "small.log: " + smallResult + ", stored in canlog-store\n");
+    const Outcome shown = canlog(words("show"));
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.out, heading + smallTable + smallTable + smallTable);
+}
+
+void TestCanlog::importOfTheExample()
+{
+    QFile example(QStringLiteral(CANLOG_EXAMPLES "/drive.log"));
+    QVERIFY(example.open(QIODevice::ReadOnly));
+    const QList<QByteArray> lines = example.readAll().trimmed().split('\n');
+    QVERIFY(lines.size() > 2000);
+
+    const Outcome imported = canlog({QStringLiteral("import"), example.fileName()});
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.status, 0);
+    const QByteArray first = lines.first().mid(1, 17);
+    const QByteArray last = lines.last().mid(1, 17);
+    const QByteArray expected =
+        ": SocketCanDump, " + QByteArray::number(lines.size()) + " messages, 17 identifiers, " + first + " to " + last;
+    QVERIFY2(imported.out.contains(expected), imported.out.constData());
+
+    // Every frame of the log, in order, written the way the table writes it.
+    const QList<QByteArray> rows = canlog(words("show")).out.trimmed().split('\n');
+    QCOMPARE(rows.size(), lines.size() + 1);
+    for (int i = 0; i < lines.size(); ++i) {
+        const QList<QByteArray> frame = lines.at(i).split(' ').last().split('#');
+        QList<QByteArray> row{QByteArray::number(i),
+                              lines.at(i).mid(1, 17),
+                              "0",
+                              "Rx",
+                              frame.first(),
+                              "-",
+                              QByteArray::number(frame.last().size() / 2)};
+        for (int byte = 0; byte < frame.last().size(); byte += 2)
+            row += frame.last().mid(byte, 2);
+        QCOMPARE(rows.at(i + 1).simplified(), row.join(' '));
+    }
+}
+
+void TestCanlog::exampleIsReproducible()
+{
+    QCOMPARE(run(QStringLiteral(CANLOG_EXAMPLES "/make-drive-log"), {QStringLiteral("again.log")}).status, 0);
+    QFile example(QStringLiteral(CANLOG_EXAMPLES "/drive.log"));
+    QFile again(path(QStringLiteral("again.log")));
+    QVERIFY(example.open(QIODevice::ReadOnly));
+    QVERIFY(again.open(QIODevice::ReadOnly));
+    QVERIFY(example.readAll() == again.readAll());
+}
+
+void TestCanlog::typeIsTakenByNumberAndName_data()
+{
+    QTest::addColumn<QString>("type");
+    for (const char *type : {"11", "candump", "CANDump", "SocketCanDump", "SOCKETCANDUMP"})
+        QTest::newRow(type) << QString::fromLatin1(type);
+}
+
+void TestCanlog::typeIsTakenByNumberAndName()
+{
+    QFETCH(QString, type);
+    write(QStringLiteral("small.log"), smallLog);
+    const Outcome outcome =
+        canlog({QStringLiteral("import"), QStringLiteral("--type"), type, QStringLiteral("small.log")});
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.out, "small.log: " + smallResult + ", stored in canlog-store\n");
+    QCOMPARE(outcome.status, 0);
+}
+
+void TestCanlog::importOfAChunkFile()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import --store first small.log")).status, 0);
+    const QDir first(path(QStringLiteral("first")));
+    const QStringList chunks = first.entryList({QStringLiteral("*.qcl")});
+    QCOMPARE(chunks.size(), 1);
+
+    const Outcome imported =
+        canlog({QStringLiteral("import"), QStringLiteral("--type"), QStringLiteral("qcl"), QStringLiteral("--store"),
+                QStringLiteral("second"), QStringLiteral("first/") + chunks.constFirst()});
+    QCOMPARE(imported.err, QByteArray());
+    QByteArray result = smallResult;
+    result.replace("SocketCanDump", "QclFile");
+    QCOMPARE(imported.out, "first/" + chunks.constFirst().toUtf8() + ": " + result + ", stored in second\n");
+    QCOMPARE(imported.status, 0);
+    QCOMPARE(canlog(words("show --store second")).out, heading + smallTable);
+
+    const Outcome refused = canlog(words("import --type qcl --store second small.log"));
+    QCOMPARE(refused.out, QByteArray());
+    QVERIFY2(refused.err.startsWith("canlog: small.log: "), refused.err.constData());
+    QCOMPARE(refused.err.count('\n'), 1);
+    QCOMPARE(refused.status, 1);
+}
+
+void TestCanlog::noMessages()
+{
+    write(QStringLiteral("notes.txt"), "no frame in here\n");
+    const Outcome imported = canlog(words("import notes.txt"));
+    QCOMPARE(imported.out,
+             QByteArray("notes.txt: SocketCanDump, 0 messages, CAN FD: no, 0 notes, stored in canlog-store\n"));
+    QCOMPARE(imported.err, QByteArray("canlog: notes.txt: no message in it when read as SocketCanDump; try another "
+                                      "--type ('canlog formats' lists them)\n"));
+    QCOMPARE(imported.status, 0);
+
+    const Outcome shown = canlog(words("show notes.txt"));
+    QCOMPARE(shown.out, heading);
+    QCOMPARE(shown.err, imported.err);
+    QCOMPARE(shown.status, 0);
+
+    const Outcome store = canlog(words("show"));
+    QCOMPARE(store.out, heading);
+    QCOMPARE(store.err, QByteArray());
+    QCOMPARE(store.status, 0);
+}
+
+void TestCanlog::unusualFileNames_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("shownName");
+    QTest::addColumn<QString>("locale");
+
+    const QString umlaut = QString::fromUtf8("Prüfstand Ω.log");
+    const QString cUtf8 = QStringLiteral("C.UTF-8");
+    QTest::newRow("umlaut") << umlaut << umlaut << cUtf8;
+    QTest::newRow("umlaut in the C locale") << umlaut << umlaut << QStringLiteral("C");
+    QTest::newRow("option-like") << QStringLiteral("--type") << QStringLiteral("--type") << cUtf8;
+    QTest::newRow("place marker") << QStringLiteral("%1%2.log") << QStringLiteral("%1%2.log") << cUtf8;
+    QTest::newRow("control characters") << QStringLiteral("a\nb\033[2Jc.log") << QStringLiteral("a?b?[2Jc.log")
+                                        << cUtf8;
+}
+
+void TestCanlog::unusualFileNames()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, shownName);
+    QFETCH(QString, locale);
+    write(name, smallLog);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LC_ALL"), locale);
+    const Outcome imported =
+        run(QStringLiteral(CANLOG_PROGRAM), {QStringLiteral("import"), QStringLiteral("--"), name}, environment);
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.out, shownName.toUtf8() + ": " + smallResult + ", stored in canlog-store\n");
+    QCOMPARE(imported.status, 0);
+
+    const Outcome missing =
+        run(QStringLiteral(CANLOG_PROGRAM),
+            {QStringLiteral("show"), QStringLiteral("--"), QStringLiteral("no/") + name}, environment);
+    QCOMPARE(missing.err, "canlog: no/" + shownName.toUtf8() + ": no such file; check its name and the folder\n");
+    QCOMPARE(missing.status, 1);
+}
+
+void TestCanlog::undecodableFileName()
+{
+    // Latin-1 in a UTF-8 locale.
+    const Outcome outcome = shell(QStringLiteral("name=$(printf 'M\\374ller.log'); : > \"$name\"; "
+                                                 "LC_ALL=C.UTF-8 \"$canlog\" import \"$name\"; status=$?; "
+                                                 "rm \"$name\"; exit $status"));
+    QCOMPARE(outcome.err, QByteArray("canlog: M\xEF\xBF\xBDller.log: no such file; its name has bytes that are no "
+                                     "characters in this locale, rename it\n"));
+    QCOMPARE(outcome.out, QByteArray());
+    QCOMPARE(outcome.status, 1);
+}
+
+// ---- what goes wrong
+
+void TestCanlog::unreadableFiles_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("problem");
+
+    QTest::newRow("empty name") << QString() << QByteArray("no such file; check its name and the folder\n");
+    QTest::newRow("missing") << QStringLiteral("missing.log")
+                             << QByteArray("no such file; check its name and the folder\n");
+    QTest::newRow("folder") << QStringLiteral("logs") << QByteArray("is a folder; name the files in it\n");
+    // Not even root can open one, so the test does not depend on who runs it.
+    QTest::newRow("socket") << QStringLiteral("socket")
+                            << QByteArray("cannot be read: No such device or address; check its permissions\n");
+}
+
+void TestCanlog::unreadableFiles()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, problem);
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("logs")));
+    const int socketDescriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, QFile::encodeName(path(QStringLiteral("socket"))).constData(), sizeof address.sun_path);
+    QCOMPARE(::bind(socketDescriptor, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ::close(socketDescriptor);
+    const auto removeSocket = qScopeGuard([&] { QFile::remove(path(QStringLiteral("socket"))); });
+
+    for (const QString &subcommand : {QStringLiteral("import"), QStringLiteral("show")}) {
+        const Outcome outcome = canlog({subcommand, name});
+        const QByteArray shownName = name.isEmpty() ? QByteArray("''") : name.toUtf8();
+        QCOMPARE(outcome.err, "canlog: " + shownName + ": " + problem);
+        QCOMPARE(outcome.out, QByteArray());
+        QCOMPARE(outcome.status, 1);
+    }
+}
+
+void TestCanlog::failuresDoNotStopTheOthers()
+{
+    write(QStringLiteral("first.log"), smallLog);
+    write(QStringLiteral("last.log"), smallLog);
+    const Outcome outcome = canlog(words("import first.log missing.log last.log"));
+    QCOMPARE(outcome.err, QByteArray("canlog: missing.log: no such file; check its name and the folder\n"));
+    QCOMPARE(outcome.out,
+             "first.log: " + smallResult + ", stored in canlog-store\n" //
+                 + "last.log: " + smallResult + ", stored in canlog-store\n");
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(canlog(words("show")).out, heading + smallTable + smallTable);
+}
+
+void TestCanlog::missingFileMakesNoStore()
+{
+    QCOMPARE(canlog(words("import missing.log")).status, 1);
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("canlog-store"))));
+}
+
+void TestCanlog::lockedStore()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).status, 0);
+    ChunkStore holder;
+    QVERIFY(holder.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::ReadWrite));
+
+    const Outcome imported = canlog(words("import small.log"));
+    QVERIFY2(imported.err.startsWith("canlog: ") && imported.err.contains("canlog-store"), imported.err.constData());
+    QVERIFY2(imported.err.contains("lock") || imported.err.contains("in use"), imported.err.constData());
+    QCOMPARE(imported.err.count('\n'), 1);
+    QCOMPARE(imported.out, QByteArray());
+    QCOMPARE(imported.status, 1);
+
+    const Outcome shown = canlog(words("show"));
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.out, heading + smallTable);
+    QCOMPARE(shown.status, 0);
+}
+
+void TestCanlog::unusableStore_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("line"); // the end of it, where the store begins it
+
+    const QByteArray isFile = "canlog: small.log: is a file; a store is a folder, name one with --store\n";
+    QTest::newRow("import into a file") << words("import small.log --store small.log") << isFile;
+    QTest::newRow("show a file as a store") << words("show --store small.log") << isFile;
+    QTest::newRow("cannot be made") << words("import small.log --store small.log/store")
+                                    << QByteArray("small.log/store cannot be made; name another folder with --store\n");
+    QTest::newRow("cannot be made in /proc")
+        << words("import small.log --store /proc/store")
+        << QByteArray("/proc/store cannot be made; name another folder with --store\n");
+    QTest::newRow("does not exist")
+        << words("show --store missing")
+        << QByteArray("canlog: missing: no such store; import a log first, or name its folder with --store\n");
+    QTest::newRow("default does not exist")
+        << words("show")
+        << QByteArray("canlog: canlog-store: no such store; import a log first, or name its folder with --store\n");
+}
+
+void TestCanlog::unusableStore()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, line);
+    write(QStringLiteral("small.log"), smallLog);
+    const Outcome outcome = canlog(arguments);
+    QVERIFY2(outcome.err.startsWith("canlog: ") && outcome.err.endsWith(line), outcome.err.constData());
+    QCOMPARE(outcome.err.count('\n'), 1);
+    QCOMPARE(outcome.out, QByteArray());
+    QCOMPARE(outcome.status, 1);
+}
+
+void TestCanlog::fullDisk_data()
+{
+    QTest::addColumn<QString>("preparation");
+    // A limit on the size of a file fails a write as a full disk does. Its signal ends the program when it is heeded.
+    QTest::newRow("signal ignored by the shell") << QStringLiteral("trap '' XFSZ; ");
+    QTest::newRow("signal as it comes") << QString();
+}
+
+void TestCanlog::fullDisk()
+{
+    QFETCH(QString, preparation);
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).status, 0);
+
+    QByteArray large;
+    for (int i = 0; i < 100000; ++i)
+        large += "(1.0) can0 123#" + QByteArray::number(i).rightJustified(16, '0') + '\n';
+    write(QStringLiteral("large.log"), large);
+    const Outcome outcome =
+        shell(preparation + QStringLiteral("ulimit -c 0; ulimit -f 64; exec \"$canlog\" import large.log"));
+    QVERIFY2(outcome.err.startsWith("canlog: large.log: "), outcome.err.constData());
+    QVERIFY2(!outcome.err.contains("Unknown error"), outcome.err.constData());
+    QCOMPARE(outcome.err.count('\n'), 1);
+    QCOMPARE(outcome.out, QByteArray());
+    QCOMPARE(outcome.status, 1);
+
+    const Outcome shown = canlog(words("show"));
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.out, heading + smallTable);
+}
+
+// ---- show
+
+void TestCanlog::showsEveryField()
+{
+    QList<CAN::CanRxMessage> messages;
+    CAN::CanRxMessage message;
+    message.timeStamp = {1, 2};
+    message.id = 0x5;
+    message.dlc = 1;
+    message.data[0] = 0x0A;
+    message.isTx = true;
+    message.channel = 2;
+    messages << message;
+
+    message = {};
+    message.messageIndex = 1;
+    message.id = 0x5;
+    message.isExtended = true;
+    message.isRemote = true;
+    message.dlc = 8;
+    messages << message;
+
+    message = {};
+    message.messageIndex = 2;
+    message.timeStamp = {2147483647, 999999};
+    message.id = 0x1FFFFFFF;
+    message.isExtended = true;
+    message.isFd = true;
+    message.isBrs = true;
+    message.isEsi = true;
+    message.dlc = 12;
+    for (quint8 i = 0; i < 12; ++i)
+        message.data[i] = quint8(0xF0 + i);
+    message.channel = 65535;
+    messages << message;
+
+    message = {};
+    message.messageIndex = 3;
+    message.id = 0xFFFF00EF;
+    messages << message;
+
+    message = {};
+    message.messageIndex = 4;
+    message.timeStamp = {3, 1234567};
+    message.id = 0x7FF;
+    message.dlc = 8;
+    messages << message;
+
+    {
+        ChunkStore store;
+        QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::ReadWrite));
+        store.setImportStarted();
+        store.addImportedMessages(messages, {{0, QString::fromUtf8("Türe auf")},
+                                             {2, QStringLiteral("wide")},
+                                             {3, QStringLiteral("Stuff\nerror")},
+                                             {4, QStringLiteral("full")}});
+        store.setImportFinished(true, DatachunkHelper::SocketCanDump, QStringLiteral("made up"), true);
+    }
+
+    const QByteArray expected =
+        heading
+        + "       0           1.000002        2  Tx          005  -        1  0A                       Türe auf\n"
+          "       1           0.000000        0  Rx     00000005  R        8\n"
+          "       2  2147483647.999999    65535  Rx     1FFFFFFF  FBE     12  "
+          "F0 F1 F2 F3 F4 F5 F6 F7 F8 F9 FA FB  wide\n"
+          "       3           0.000000        0  Rx        error  -        0                           Stuff?error\n"
+          "       4          3.1234567        0  Rx          7FF  -        8  00 00 00 00 00 00 00 00  full\n";
+    const Outcome outcome = canlog(words("show"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.out, expected);
+    QCOMPARE(outcome.status, 0);
+
+    // "error" chooses error frames.
+    const QList<QByteArray> rows = canlog(words("show --id error,1fffffff")).out.split('\n');
+    QCOMPARE(rows.size(), 4);
+    QVERIFY(rows.at(1).startsWith("       2"));
+    QVERIFY(rows.at(2).startsWith("       3"));
+}
+
+void TestCanlog::showsAtMost64Bytes()
+{
+    write(QStringLiteral("long.log"), "(1.0) can0 123 [200]" + QByteArray(" 5A").repeated(80) + '\n');
+    const QByteArray row =
+        "       0           1.000000        0  Rx          123  -      200 " + QByteArray(" 5A").repeated(64) + '\n';
+    QCOMPARE(canlog(words("show long.log")).out, heading + row);
+    QCOMPARE(canlog(words("import long.log")).status, 0);
+    QCOMPARE(canlog(words("show")).out, heading + row);
+}
+
+void TestCanlog::showsAFile()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    for (const char *arguments : {"show small.log --type candump", "show --type 11 small.log", "show small.log"}) {
+        const Outcome outcome = canlog(words(arguments));
+        QCOMPARE(outcome.err, QByteArray());
+        QCOMPARE(outcome.out, heading + smallTable);
+        QCOMPARE(outcome.status, 0);
+    }
+    QCOMPARE(QDir(folder->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+             QStringList{QStringLiteral("small.log")});
+}
+
+void TestCanlog::showsAChunkFile()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).status, 0);
+    const Outcome shown = shell(QStringLiteral("exec \"$canlog\" show canlog-store/*.qcl --type qcl"));
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.out, heading + smallTable);
+    QCOMPARE(shown.status, 0);
+    const Outcome limited = shell(QStringLiteral("exec \"$canlog\" show canlog-store/*.qcl --type qcl --limit 2"));
+    QCOMPARE(limited.out.count('\n'), 3);
+
+    const Outcome refused = canlog(words("show small.log --type qcl"));
+    QVERIFY2(refused.err.startsWith("canlog: small.log: cannot be read as QclFile"), refused.err.constData());
+    QCOMPARE(refused.err.count('\n'), 1);
+    QCOMPARE(refused.status, 1);
+}
+
+void TestCanlog::idFilter_data()
+{
+    QTest::addColumn<QString>("ids");
+    QTest::addColumn<QByteArray>("indices");
+
+    QTest::newRow("standard") << QStringLiteral("123") << QByteArray("0 3");
+    QTest::newRow("standard, short") << QStringLiteral("5") << QByteArray("2");
+    QTest::newRow("extended") << QStringLiteral("18FEF100") << QByteArray("1");
+    QTest::newRow("lower case") << QStringLiteral("18fef100") << QByteArray("1");
+    QTest::newRow("prefix") << QStringLiteral("0x123") << QByteArray("0 3");
+    QTest::newRow("several") << QStringLiteral("5,18FEF100") << QByteArray("1 2");
+    QTest::newRow("blank after the comma") << QStringLiteral("5, 123") << QByteArray("0 2 3");
+    QTest::newRow("none of them") << QStringLiteral("7FF") << QByteArray();
+    QTest::newRow("extended, low value") << QStringLiteral("00000123") << QByteArray();
+    // The screen form with direction does not say that a frame is extended.
+    QTest::newRow("extended by value alone") << QStringLiteral("1FF00001") << QByteArray("4");
+}
+
+void TestCanlog::idFilter()
+{
+    QFETCH(QString, ids);
+    QFETCH(QByteArray, indices);
+    write(QStringLiteral("x.log"), "(1.0) can0 123#\n(1.1) can0 18FEF100#\n(1.2) can0 005#\n(1.3) can1 123#\n"
+                                   "can0  TX - -  1FF00001   [1]  11\n");
+    QCOMPARE(canlog(words("import x.log")).status, 0);
+    for (const QStringList &source : {QStringList(), QStringList{QStringLiteral("x.log")}}) {
+        const Outcome outcome = canlog(QStringList{QStringLiteral("show"), QStringLiteral("--id"), ids} + source);
+        QCOMPARE(outcome.err, QByteArray());
+        QCOMPARE(outcome.status, 0);
+        QList<QByteArray> shown;
+        for (const QByteArray &row : outcome.out.trimmed().split('\n').mid(1))
+            shown += row.simplified().split(' ').first();
+        QCOMPARE(shown.join(' '), indices);
+    }
+}
+
+void TestCanlog::limit_data()
+{
+    QTest::addColumn<QString>("limit");
+    QTest::addColumn<int>("rows");
+    QTest::newRow("0") << QStringLiteral("0") << 0;
+    QTest::newRow("1") << QStringLiteral("1") << 1;
+    QTest::newRow("2") << QStringLiteral("2") << 2;
+    QTest::newRow("as many as there are") << QStringLiteral("3") << 3;
+    QTest::newRow("more") << QStringLiteral("4") << 3;
+    QTest::newRow("highest") << QStringLiteral("18446744073709551615") << 3;
+}
+
+void TestCanlog::limit()
+{
+    QFETCH(QString, limit);
+    QFETCH(int, rows);
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).status, 0);
+    QByteArray expected = heading;
+    for (int i = 0; i < rows; ++i)
+        expected += smallTable.split('\n').at(i) + '\n';
+    for (const QStringList &source : {QStringList(), QStringList{QStringLiteral("small.log")}}) {
+        const Outcome outcome = canlog(QStringList{QStringLiteral("show"), QStringLiteral("--limit"), limit} + source);
+        QCOMPARE(outcome.err, QByteArray());
+        QCOMPARE(outcome.out, expected);
+        QCOMPARE(outcome.status, 0);
+    }
+    // The limit counts what passes the filter.
+    const Outcome filtered = canlog(words("show --limit 1 --id 7FF"));
+    QCOMPARE(filtered.out, heading + smallTable.split('\n').at(2) + '\n');
+}
+
+void TestCanlog::damagedChunkIsNamed()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).status, 0);
+    write(QStringLiteral("canlog-store/junk.qcl"), "no chunk at all");
+    const Outcome shown = canlog(words("show"));
+    QVERIFY2(shown.err.startsWith("canlog: warning: ") && shown.err.contains("junk.qcl"), shown.err.constData());
+    QCOMPARE(shown.err.count('\n'), 1);
+    QCOMPARE(shown.out, heading + smallTable);
+    QCOMPARE(shown.status, 0);
+}
+
+// ---- standard output that ends
+
+void TestCanlog::readerGoesAway_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::newRow("store") << QStringLiteral("show --store s");
+    QTest::newRow("file") << QStringLiteral("show large.log");
+}
+
+void TestCanlog::readerGoesAway()
+{
+    QFETCH(QString, arguments);
+    // Far more than a pipe holds.
+    writeLog(QStringLiteral("large.log"), 150000);
+    QCOMPARE(canlog(words("import --store s large.log")).status, 0);
+    const Outcome outcome = shell(QStringLiteral("{ \"$canlog\" %1; echo $? > status; } | head -n 2").arg(arguments));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.out,
+             heading + "       0  1700000000.000000        0  Rx          100  -        8  00 00 00 00 00 00 00 00\n");
+    QFile status(path(QStringLiteral("status")));
+    QVERIFY(status.open(QIODevice::ReadOnly));
+    QCOMPARE(status.readAll(), QByteArray("0\n"));
+}
+
+void TestCanlog::fullOutput()
+{
+    if (!QFileInfo::exists(QStringLiteral("/dev/full")))
+        QSKIP("needs /dev/full");
+    write(QStringLiteral("small.log"), smallLog);
+    const Outcome outcome = shell(QStringLiteral("exec \"$canlog\" show small.log > /dev/full"));
+    QCOMPARE(outcome.err, QByteArray("canlog: standard output: cannot be written: No space left on device\n"));
+    QCOMPARE(outcome.status, 1);
+}
+
+void TestCanlog::closedOutput()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    const Outcome outcome = shell(QStringLiteral("exec \"$canlog\" import small.log <&- >&- 2>&-"));
+    QCOMPARE(outcome.status, 0);
+    const Outcome shown = canlog(words("show"));
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.out, heading + smallTable);
+}
+
+// ---- the store outlives its writer
+
+/// Opens the store, reads all of it and returns the number of messages; -1 when anything is wrong with it.
+static qint64 readWholeStore(const QString &folder, ChunkStore::Mode mode)
+{
+    ChunkStore store;
+    if (!store.open(folder, mode)) {
+        qWarning() << store.errorString();
+        return -1;
+    }
+    quint64 count = 0;
+    bool inOrder = true;
+    const bool complete = store.forEachMessage([&](const CAN::CanRxMessage &message, const QString &) {
+        inOrder = inOrder && message.messageIndex == count;
+        ++count;
+        return true;
+    });
+    if (complete && inOrder && store.warnings().isEmpty() && store.messageCount() == count)
+        return qint64(count);
+    qWarning() << complete << inOrder << store.warnings() << store.messageCount() << count;
+    return -1;
+}
+
+void TestCanlog::killedImports()
+{
+    bool ok = false;
+    const int wanted = qEnvironmentVariableIntValue("CANLOG_TEST_KILLS", &ok);
+    const int kills = ok ? wanted : 50;
+
+    const QString log = writeLog(QStringLiteral("large.log"), killedImportFrames);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(canlog({QStringLiteral("import"), QStringLiteral("--store"), QStringLiteral("whole"), log}).status, 0);
+    const int duration = int(timer.nsecsElapsed() / 1000);
+    QCOMPARE(readWholeStore(path(QStringLiteral("whole")), ChunkStore::Mode::Read), qint64(killedImportFrames));
+
+    QRandomGenerator random(20240521);
+    int killedHalfway = 0;
+    for (int i = 0; i < kills; ++i) {
+        const QString store = path(QStringLiteral("store%1").arg(i));
+        const int delay = random.bounded(duration);
+        QProcess process;
+        process.setWorkingDirectory(folder->path());
+        process.start(QStringLiteral(CANLOG_PROGRAM),
+                      {QStringLiteral("import"), QStringLiteral("--store"), store, log});
+        QVERIFY(process.waitForStarted());
+        QThread::usleep(static_cast<unsigned long>(delay));
+        process.kill();
+        QVERIFY(process.waitForFinished());
+        if (!QFileInfo::exists(store))
+            continue; // killed before it came to that
+
+        const qint64 count = readWholeStore(store, ChunkStore::Mode::Read);
+        QVERIFY2(count >= 0 && count <= killedImportFrames && count % 100000 == 0,
+                 qPrintable(QStringLiteral("kill %1 after %2 us left %3 messages").arg(i).arg(delay).arg(count)));
+        {
+            ChunkStore writable;
+            QVERIFY2(writable.open(store, ChunkStore::Mode::ReadWrite), qPrintable(writable.errorString()));
+            QCOMPARE(writable.messageCount(), quint64(count));
+            QCOMPARE(writable.warnings(), QStringList());
+        }
+        if (count > 0 && count < killedImportFrames)
+            ++killedHalfway;
+        QVERIFY(QDir(store).removeRecursively());
+    }
+    // Without these the kills would have shown nothing.
+    if (kills >= 20)
+        QVERIFY2(killedHalfway >= kills / 10, qPrintable(QString::number(killedHalfway)));
+}
+
+QTEST_GUILESS_MAIN(TestCanlog)
+#include "tst_canlog.moc"
