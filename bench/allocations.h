@@ -1,0 +1,4 @@
+#pragma once
+
+/// Number of heap allocations of this process so far, Qt's own included.
+long long allocationCount();

@@ -1,0 +1,215 @@
+// Times every reader beside two measures taken on the same file in the same run:
+//
+//   floor   read the file, find the line ends, append a default record a line to a new list per batch, deliver
+//   plain   what one writes with Qt at first: readLine, simplified, split, toUInt of every field, append, deliver
+//
+// Machines differ and are noisy, so only the ratios count; each time is the lowest of the repetitions.
+
+#include "bench/allocations.h"
+#include "bench/logs.h"
+#include "canloghandler/canloghandler.h"
+#include "host/store/streamstore.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+
+namespace
+{
+
+constexpr int frameCount = 1000000;
+constexpr int batchSize = 100000;
+
+class CountingStore : public StreamStore
+{
+public:
+    void addImportedMessages(const QList<CAN::CanRxMessage> &messages, const QMap<unsigned int, QString> &) override
+    {
+        count += messages.size();
+    }
+    qint64 count = 0;
+};
+
+void readFloor(const QString &path, DatachunkHandler &store)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return;
+    QList<CAN::CanRxMessage> messages;
+    char block[16384];
+    for (qint64 size = 0; (size = file.read(block, sizeof block)) > 0;) {
+        const char *at = block;
+        const char *const end = block + size;
+        while ((at = static_cast<const char *>(std::memchr(at, '\n', std::size_t(end - at))))) {
+            ++at;
+            messages.append(CAN::CanRxMessage());
+            if (messages.size() == batchSize) {
+                store.addImportedMessages(messages, {});
+                messages = {};
+            }
+        }
+    }
+    store.addImportedMessages(messages, {});
+}
+
+void readPlain(const QString &path, DatachunkHandler &store)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return;
+    QTextStream stream(&file);
+    QList<CAN::CanRxMessage> messages;
+    while (!stream.atEnd()) {
+        const QStringList fields = stream.readLine().simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        CAN::CanRxMessage message;
+        bool ok = false;
+        for (const QString &field : fields)
+            message.id += field.toUInt(&ok, 16);
+        messages.append(message);
+        if (messages.size() == batchSize) {
+            store.addImportedMessages(messages, {});
+            messages = {};
+        }
+    }
+    store.addImportedMessages(messages, {});
+}
+
+struct Result {
+    double nanosecondsPerLine = 0;
+    double allocationsPerLine = 0;
+};
+
+/// Google Benchmark's usual table, and the lowest time of each benchmark kept for ours.
+class KeepingReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs) {
+            if (run.run_type != Run::RT_Iteration || run.error_occurred)
+                continue;
+            const double time = run.GetAdjustedRealTime() * 1e6 / frameCount; // reported in ms
+            Result &result = results[run.run_name.function_name];
+            if (result.nanosecondsPerLine == 0 || time < result.nanosecondsPerLine)
+                result = {time, run.counters.at("allocations/line")};
+        }
+    }
+    std::map<std::string, Result> results;
+};
+
+template <typename Read>
+void measure(const std::string &name, Read read)
+{
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [read](benchmark::State &state) {
+                                     const long long before = allocationCount();
+                                     for (auto _ : state) {
+                                         CountingStore store;
+                                         read(store);
+                                         if (store.count != frameCount)
+                                             state.SkipWithError("not every line was read as a message");
+                                     }
+                                     state.counters["allocations/line"] = double(allocationCount() - before)
+                                                                          / double(frameCount)
+                                                                          / double(state.iterations());
+                                 })
+        ->Unit(benchmark::kMillisecond)
+        ->MeasureProcessCPUTime()
+        ->UseRealTime()
+        ->Repetitions(5);
+}
+
+bool readWithLibrary(const BenchFormat &format, const QString &path, DatachunkHandler &store)
+{
+    QPointer<DatachunkHandler> pointer(&store);
+    CANLogHandler handler(pointer);
+    return format.read(handler, path);
+}
+
+/// Peak memory of this process in KiB; 0 where the system does not tell.
+long peakMemory()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toLong();
+    }
+    return 0;
+}
+
+/// How much more memory ten million lines take than one million.
+void printMemory(const QTemporaryDir &folder)
+{
+    const BenchFormat &format = benchFormats().first();
+    long peaks[2] = {};
+    for (int i = 0; i < 2; ++i) {
+        const int millions = i == 0 ? 1 : 10;
+        const QString path = folder.filePath(QStringLiteral("memory.log"));
+        CountingStore store;
+        if (!writeLog(format, path, millions * 1000000) || !readWithLibrary(format, path, store))
+            return;
+        peaks[i] = peakMemory();
+        std::printf("%s, %d million lines: %lld messages, peak memory of the process %ld KiB\n", format.name, millions,
+                    static_cast<long long>(store.count), peaks[i]);
+        QFile::remove(path);
+    }
+    std::printf("growth of the peak: %ld KiB\n\n", peaks[1] - peaks[0]);
+}
+
+void printTable(const std::map<std::string, Result> &results, const QTemporaryDir &folder)
+{
+    std::printf("\n%-20s %10s %10s %14s %12s %12s\n", "format", "ns/line", "MB/s", "allocations/line", "x floor",
+                "x plain");
+    for (const BenchFormat &format : benchFormats()) {
+        const std::string name = format.name;
+        const auto ours = results.find(name + "/library");
+        const auto floor = results.find(name + "/floor");
+        const auto plain = results.find(name + "/plain");
+        if (ours == results.end() || floor == results.end() || plain == results.end())
+            continue;
+        const double time = ours->second.nanosecondsPerLine;
+        const double bytesPerLine = double(QFileInfo(folder.filePath(QLatin1String(format.name))).size()) / frameCount;
+        std::printf("%-20s %10.1f %10.1f %14.4f %12.2f %12.2f\n", format.name, time, bytesPerLine * 1000 / time,
+                    ours->second.allocationsPerLine, time / floor->second.nanosecondsPerLine,
+                    plain->second.nanosecondsPerLine / time);
+    }
+    std::printf("x floor: times the floor's time, lower is better; x plain: times faster than the plain Qt loop\n");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QTemporaryDir folder;
+
+    if (argc == 1)
+        printMemory(folder); // first: what comes later has its own peak
+    benchmark::Initialize(&argc, argv);
+
+    for (const BenchFormat &format : benchFormats()) {
+        const QString path = folder.filePath(QLatin1String(format.name));
+        if (!writeLog(format, path, frameCount)) {
+            std::fprintf(stderr, "bench_readers: cannot write %s\n", qPrintable(path));
+            return 1;
+        }
+        const std::string name = format.name;
+        measure(name + "/floor", [path](DatachunkHandler &store) { readFloor(path, store); });
+        measure(name + "/plain", [path](DatachunkHandler &store) { readPlain(path, store); });
+        measure(name + "/library", [path, &format](DatachunkHandler &store) { readWithLibrary(format, path, store); });
+    }
+    KeepingReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    printTable(reporter.results, folder);
+    return 0;
+}
