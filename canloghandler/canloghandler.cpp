@@ -54,7 +54,10 @@ CANLogHandler::CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *paren
     connectStore();
 }
 
-CANLogHandler::~CANLogHandler() = default;
+CANLogHandler::~CANLogHandler()
+{
+    Q_ASSERT_X(!zipInProgress, "CANLogHandler", "destroyed while a zip job runs");
+}
 
 QPointer<DatachunkHandler> CANLogHandler::getPDatachunkHandler() const
 {

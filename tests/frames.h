@@ -133,7 +133,8 @@ inline Frames frames(std::initializer_list<Frame> list = {})
 /// All fields in one line. Two messages have the same text only if they are equal.
 inline QString describe(const CAN::CanRxMessage &message)
 {
-    int shown = qMin(int(message.dlc), int(sizeof message.data));
+    // Zeros past the eighth byte are shown only where another byte follows.
+    int shown = qMin(int(message.dlc), 8);
     for (int i = shown; i < int(sizeof message.data); ++i) {
         if (message.data[i] != 0)
             shown = i + 1;

@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 /// One call of a store function, or an event from elsewhere that was noted between the calls.
 struct Call {
@@ -98,12 +99,17 @@ public:
     void append(const Call &call)
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        entries.append(call);
+        entries.push_back(call);
     }
     QVector<Call> calls() const
     {
+        // A vector of its own: one that shares its elements with the log would be read without the lock.
         const std::lock_guard<std::mutex> lock(mutex);
-        return entries;
+        QVector<Call> result;
+        result.reserve(static_cast<int>(entries.size()));
+        for (const Call &call : entries)
+            result.append(call);
+        return result;
     }
     QStringList texts() const
     {
@@ -121,7 +127,7 @@ public:
 
 private:
     mutable std::mutex mutex;
-    QVector<Call> entries;
+    std::vector<Call> entries;
 };
 
 /**

@@ -6,6 +6,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <vector>
 
 using StorePointer = QPointer<DatachunkHandler>;
 

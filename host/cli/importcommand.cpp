@@ -57,9 +57,9 @@ ImportRecord importFile(CountingStore &store, const QString &path, DatachunkHelp
     return result;
 }
 
-QString failureText(const ImportRecord &record, const CountingStore &store, const CANLogHandler &handler)
+QString failureText(const ImportRecord &record, const CANLogHandler &handler)
 {
-    for (const QString &text : {record.errorText, store.errorString(), handler.getLastErrorText()}) {
+    for (const QString &text : {record.errorText, handler.getLastErrorText()}) {
         if (!text.isEmpty())
             return text;
     }
@@ -91,7 +91,7 @@ int importFiles(CountingStore &store, const QString &folder, const QStringList &
         const ImportRecord record = importFile(store, path, format.type);
         if (record.state != ImportRecord::State::Succeeded) {
             ++failures;
-            complain(path, failureText(record, store, handler));
+            complain(path, failureText(record, handler));
             continue;
         }
         out.writeLine(

@@ -400,6 +400,17 @@ void Encoder::add(const CAN::CanRxMessage &message)
     include(content, message);
 }
 
+bool writeAll(QIODevice &device, const QByteArray &bytes)
+{
+    for (qint64 done = 0; done < bytes.size();) {
+        const qint64 count = device.write(bytes.constData() + done, bytes.size() - done);
+        if (count <= 0)
+            return false;
+        done += count;
+    }
+    return true;
+}
+
 QString Encoder::write(QIODevice &device, quint64 number, const QMap<int, QString> &notes)
 {
     content.number = number;
@@ -432,7 +443,7 @@ QString Encoder::write(QIODevice &device, quint64 number, const QMap<int, QStrin
     endingStream << checksum.result();
 
     for (const QByteArray *part : {&beginning, &records, &ending})
-        if (device.write(*part) != part->size())
+        if (!writeAll(device, *part))
             return device.errorString();
     return {};
 }

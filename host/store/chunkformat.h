@@ -44,6 +44,10 @@ struct Chunk {
 /// Whether @p a is earlier than @p b. Microseconds above 999999 count as what they are: more seconds.
 bool isEarlier(const CanTimeStamp &a, const CanTimeStamp &b);
 
+/// Writes all of @p bytes. False with the device's error set when that fails: after a write that was cut short, only
+/// the next one says why.
+bool writeAll(QIODevice &device, const QByteArray &bytes);
+
 /// Encodes one chunk: add its 1 to 100000 messages, then write it. Keeps the encoded records only.
 class Encoder
 {

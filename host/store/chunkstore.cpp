@@ -535,8 +535,9 @@ bool ChunkStore::Private::writeJournal()
         entries.append(toJson(import));
     const QJsonObject root{{QStringLiteral("version"), journalVersion}, {QStringLiteral("imports"), entries}};
     const QByteArray text = QJsonDocument(root).toJson();
-    return writeFile(journalName(),
-                     [&](QIODevice &file) { return file.write(text) == text.size() ? QString() : file.errorString(); });
+    return writeFile(journalName(), [&](QIODevice &file) {
+        return ChunkFormat::writeAll(file, text) ? QString() : file.errorString();
+    });
 }
 
 void ChunkStore::Private::begin(Phase newPhase)
