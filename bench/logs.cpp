@@ -21,10 +21,10 @@ struct BenchFrame {
     uchar data[8];
 };
 
-QByteArray hexBytes(const BenchFrame &frame, const char *separator)
+QByteArray hexBytes(const BenchFrame &frame, char separator = '\0')
 {
     return QByteArray::fromRawData(reinterpret_cast<const char *>(frame.data), sizeof frame.data)
-        .toHex(*separator)
+        .toHex(separator)
         .toUpper();
 }
 
@@ -39,15 +39,15 @@ constexpr long long epoch = 1345212884;
 QByteArray candumpLogLine(int number)
 {
     const BenchFrame frame(number);
-    return '(' + seconds(frame, epoch) + ") can0 " + QByteArray::number(frame.id, 16).toUpper() + '#'
-           + hexBytes(frame, "") + '\n';
+    return '(' + seconds(frame, epoch) + ") can0 " + QByteArray::number(frame.id, 16).toUpper() + '#' + hexBytes(frame)
+           + '\n';
 }
 
 QByteArray candumpScreenLine(int number)
 {
     const BenchFrame frame(number);
     return " (" + seconds(frame, epoch) + ")  can0  " + QByteArray::number(frame.id, 16).toUpper() + "   [8]  "
-           + hexBytes(frame, " ") + '\n';
+           + hexBytes(frame, ' ') + '\n';
 }
 
 } // namespace

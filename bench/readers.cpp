@@ -7,6 +7,7 @@
 
 #include "bench/allocations.h"
 #include "bench/logs.h"
+#include "bench/lowesttimes.h"
 #include "canloghandler/canloghandler.h"
 #include "host/store/streamstore.h"
 
@@ -18,8 +19,8 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <map>
 #include <string>
 
 namespace
@@ -33,9 +34,20 @@ class CountingStore : public StreamStore
 public:
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages, const QMap<unsigned int, QString> &) override
     {
+        if (count == 0)
+            allocationsAtFirstBatch = allocationCount();
         count += messages.size();
     }
+    /// Per message, after the first batch: what is needed once does not count.
+    double allocationsPerMessage() const
+    {
+        return double(allocationCount() - allocationsAtFirstBatch) / double(count - batchSize);
+    }
+
     qint64 count = 0;
+
+private:
+    long long allocationsAtFirstBatch = 0;
 };
 
 void readFloor(const QString &path, DatachunkHandler &store)
@@ -82,45 +94,23 @@ void readPlain(const QString &path, DatachunkHandler &store)
     store.addImportedMessages(messages, {});
 }
 
-struct Result {
-    double nanosecondsPerLine = 0;
-    double allocationsPerLine = 0;
-};
-
-/// Google Benchmark's usual table, and the lowest time of each benchmark kept for ours.
-class KeepingReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred)
-                continue;
-            const double time = run.GetAdjustedRealTime() * 1e6 / frameCount; // reported in ms
-            Result &result = results[run.run_name.function_name];
-            if (result.nanosecondsPerLine == 0 || time < result.nanosecondsPerLine)
-                result = {time, run.counters.at("allocations/line")};
-        }
-    }
-    std::map<std::string, Result> results;
-};
-
 template <typename Read>
 void measure(const std::string &name, Read read)
 {
-    benchmark::RegisterBenchmark(name.c_str(),
-                                 [read](benchmark::State &state) {
-                                     const long long before = allocationCount();
-                                     for (auto _ : state) {
-                                         CountingStore store;
-                                         read(store);
-                                         if (store.count != frameCount)
-                                             state.SkipWithError("not every line was read as a message");
-                                     }
-                                     state.counters["allocations/line"] = double(allocationCount() - before)
-                                                                          / double(frameCount)
-                                                                          / double(state.iterations());
-                                 })
+    const auto run = [read](benchmark::State &state) {
+        double allocations = 0;
+        for (auto _ : state) {
+            CountingStore store;
+            read(store);
+            allocations = store.allocationsPerMessage();
+            if (store.count != frameCount) {
+                std::fprintf(stderr, "bench_readers: not every line was read as a message\n");
+                std::exit(1);
+            }
+        }
+        state.counters["allocations/line"] = allocations;
+    };
+    benchmark::RegisterBenchmark(name.c_str(), run)
         ->Unit(benchmark::kMillisecond)
         ->MeasureProcessCPUTime()
         ->UseRealTime()
@@ -166,22 +156,22 @@ void printMemory(const QTemporaryDir &folder)
     std::printf("growth of the peak: %ld KiB\n\n", peaks[1] - peaks[0]);
 }
 
-void printTable(const std::map<std::string, Result> &results, const QTemporaryDir &folder)
+void printTable(const LowestTimes &times, const QTemporaryDir &folder)
 {
-    std::printf("\n%-20s %10s %10s %14s %12s %12s\n", "format", "ns/line", "MB/s", "allocations/line", "x floor",
+    std::printf("\n%-20s %10s %10s %16s %10s %10s\n", "format", "ns/line", "MB/s", "allocations/line", "x floor",
                 "x plain");
     for (const BenchFormat &format : benchFormats()) {
         const std::string name = format.name;
-        const auto ours = results.find(name + "/library");
-        const auto floor = results.find(name + "/floor");
-        const auto plain = results.find(name + "/plain");
-        if (ours == results.end() || floor == results.end() || plain == results.end())
+        const double ours = times.milliseconds(name + "/library");
+        const double floor = times.milliseconds(name + "/floor");
+        const double plain = times.milliseconds(name + "/plain");
+        if (ours == 0 || floor == 0 || plain == 0)
             continue;
-        const double time = ours->second.nanosecondsPerLine;
+        const double nanosecondsPerLine = ours * 1e6 / frameCount;
         const double bytesPerLine = double(QFileInfo(folder.filePath(QLatin1String(format.name))).size()) / frameCount;
-        std::printf("%-20s %10.1f %10.1f %14.4f %12.2f %12.2f\n", format.name, time, bytesPerLine * 1000 / time,
-                    ours->second.allocationsPerLine, time / floor->second.nanosecondsPerLine,
-                    plain->second.nanosecondsPerLine / time);
+        std::printf("%-20s %10.1f %10.1f %16.4f %10.2f %10.2f\n", format.name, nanosecondsPerLine,
+                    bytesPerLine * 1000 / nanosecondsPerLine, times.counter(name + "/library", "allocations/line"),
+                    ours / floor, plain / ours);
     }
     std::printf("x floor: times the floor's time, lower is better; x plain: times faster than the plain Qt loop\n");
 }
@@ -208,8 +198,8 @@ int main(int argc, char **argv)
         measure(name + "/plain", [path](DatachunkHandler &store) { readPlain(path, store); });
         measure(name + "/library", [path, &format](DatachunkHandler &store) { readWithLibrary(format, path, store); });
     }
-    KeepingReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    printTable(reporter.results, folder);
+    LowestTimes times;
+    benchmark::RunSpecifiedBenchmarks(&times);
+    printTable(times, folder);
     return 0;
 }

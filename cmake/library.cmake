@@ -32,7 +32,7 @@ add_library(CANLogHandler SHARED
 add_library(CANLogHandler::CANLogHandler ALIAS CANLogHandler)
 set_target_properties(CANLogHandler PROPERTIES
   VERSION ${PROJECT_VERSION}
-  SOVERSION ${PROJECT_VERSION_MAJOR}
+  SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} # until 1.0, each minor version may break
 )
 generate_export_header(CANLogHandler
   BASE_NAME CANLOGHANDLER

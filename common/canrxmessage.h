@@ -39,6 +39,8 @@ struct CanTimeStamp {
 namespace CAN
 {
 
+inline constexpr quint32 maxStandardId = 0x7FF; ///< the highest identifier of 11 bits
+
 /**
  * One recorded CAN frame: a plain value of fixed layout, copied freely. All fields are zero or false at first.
  *

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/canerrortypes.h"
 #include "common/canloghandler_export.h"
 #include "common/canrxmessage.h"
 #include "common/datachunkhelper.h"

@@ -80,5 +80,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         }
     }
     require(!reader.next());
+
+    require(reader.rewind() && stream.seek(0));
+    while (!stream.atEnd())
+        require(reader.next() && reader.line() == stream.readLine());
+    require(!reader.next());
     return 0;
 }

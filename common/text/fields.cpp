@@ -7,10 +7,10 @@
 namespace
 {
 
-/// How many of the four characters at @p at, from the first on, are surely no blanks.
-inline int leadingNoBlanks(const QChar *at)
+/// How many of the four characters at @p at, from the first on, are surely not blank.
+inline int leadingNonBlanks(const QChar *at)
 {
-    // All four at once in one 64-bit number: a character that surely is no blank is not above 0x7F and reaches its own
+    // All four at once in one 64-bit number: a character that surely is not blank is not above 0x7F and reaches its own
     // top bit when what is missing from 0x21, the first character after the blank, is added. A line of 44 characters
     // is split in 12 instead of 30 ns. What a character carries over falsifies only those after it.
     quint64 codes;
@@ -29,9 +29,9 @@ inline int leadingNoBlanks(const QChar *at)
 inline const QChar *findBlank(const QChar *at, const QChar *end)
 {
     while (end - at >= 4) {
-        const int noBlanks = leadingNoBlanks(at);
-        at += noBlanks;
-        if (noBlanks == 4)
+        const int nonBlanks = leadingNonBlanks(at);
+        at += nonBlanks;
+        if (nonBlanks == 4)
             continue;
         if (isBlank(*at))
             return at;

@@ -16,8 +16,9 @@
  * gives for a file that stays as it is, with the stream's default codec and its byte-order marks. A line ends at a
  * line feed; one carriage return before it, or at the end of the file, belongs to the line end.
  *
- * No line costs an allocation. Only the end of a line longer than maxLineLength is lost: no tool writes such a line,
- * and a broken file must not fill the memory. A file that cannot be read any further ends there.
+ * A pipe, of which that loop would give nothing, is read to its end. No line costs an allocation. Only the end of a
+ * line longer than maxLineLength is lost: no tool writes such a line, and a broken file must not fill the memory. A
+ * file that cannot be read any further ends there, as if it were whole.
  */
 class LineReader
 {
