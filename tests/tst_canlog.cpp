@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -42,6 +43,8 @@ private Q_SLOTS:
     void typeIsTakenByNumberAndName_data();
     void typeIsTakenByNumberAndName();
     void importOfAChunkFile();
+    void everyFailureHasItsOwnReason();
+    void redirectedInput();
     void noMessages();
     void unusualFileNames_data();
     void unusualFileNames();
@@ -66,6 +69,7 @@ private Q_SLOTS:
     void limit_data();
     void limit();
     void damagedChunkIsNamed();
+    void onlyChunkIsDamaged();
 
     void readerGoesAway_data();
     void readerGoesAway();
@@ -99,8 +103,8 @@ static const QByteArray smallTable = "       0  1345212884.318850        0  Rx  
 static const QByteArray smallResult =
     "SocketCanDump, 3 messages, 3 identifiers, 1345212884.318850 to 1345212885.568850 (1.250 s), CAN FD: no, 0 notes";
 
-/// Six whole chunks, enough for an import to take a moment.
-constexpr int killedImportFrames = 600000;
+/// Four whole chunks, enough for an import to take a moment.
+constexpr int killedImportFrames = 400000;
 
 void TestCanlog::init()
 {
@@ -182,11 +186,15 @@ void TestCanlog::help_data()
     QTest::newRow("show") << words("show -h")
                           << QByteArray("Usage: canlog show [--store DIR | FILE [--type NAME|NUMBER]] "
                                         "[--id HEX[,HEX]] [--limit N]\n")
-                          << QStringList{
-                                 QStringLiteral("--store <DIR>"),    QStringLiteral("--type <NAME|NUMBER>"),
-                                 QStringLiteral("--id <HEX[,HEX]>"), QStringLiteral("--limit <N>"),
-                                 QStringLiteral("canlog-store"),     QStringLiteral("SocketCanDump"),
-                                 QStringLiteral("R remote frame"),   QStringLiteral("\nExample:\n  canlog show ")};
+                          << QStringList{QStringLiteral("--store <DIR>"),
+                                         QStringLiteral("--type <NAME|NUMBER>"),
+                                         QStringLiteral("--id <HEX[,HEX]>"),
+                                         QStringLiteral("--limit <N>"),
+                                         QStringLiteral("canlog-store"),
+                                         QStringLiteral("SocketCanDump"),
+                                         QStringLiteral("R remote frame"),
+                                         QStringLiteral("exit status"),
+                                         QStringLiteral("\nExample:\n  canlog show ")};
     QTest::newRow("formats") << words("formats --help") << QByteArray("Usage: canlog formats\n")
                              << QStringList{QStringLiteral("--type"), QStringLiteral("\nExample:\n  canlog formats\n")};
 }
@@ -257,11 +265,13 @@ void TestCanlog::wrongUsage_data()
         QTest::addRow("import as %s", type)
             << QStringList{QStringLiteral("import"), QStringLiteral("--type"), QString::fromLatin1(type),
                            QStringLiteral("small.log")}
-            << QByteArray("canlog: unknown type '") + type + "'; 'canlog formats' lists the types\n";
+            << QByteArray("canlog: unknown type '") + type
+                   + "', 'canlog formats' lists the types; try 'canlog import --help'\n";
     }
     QTest::newRow("show as an unknown type")
         << words("show small.log --type nonsense")
-        << QByteArray("canlog: unknown type 'nonsense'; 'canlog formats' lists the types\n");
+        << QByteArray("canlog: unknown type 'nonsense', 'canlog formats' lists the types; "
+                      "try 'canlog show --help'\n");
     QTest::newRow("two files") << words("show small.log small.log")
                                << QByteArray("canlog: show takes one FILE; try 'canlog show --help'\n");
     QTest::newRow("store and file") << words("show --store s small.log")
@@ -271,16 +281,17 @@ void TestCanlog::wrongUsage_data()
         << words("show --type candump")
         << QByteArray("canlog: --type is for a FILE, a store needs none; try 'canlog show --help'\n");
     for (const char *id : {"12G", "", "123,", "20000000", "-1", "0x", "0x0x1", "1 2", "FFFF00EF", "+1"}) {
-        QTest::addRow("id '%s'", id) << QStringList{QStringLiteral("show"), QStringLiteral("small.log"),
-                                                    QStringLiteral("--id"), QString::fromLatin1(id)}
-                                     << QByteArray("canlog: bad --id '") + id
-                                            + "', wanted are hexadecimal identifiers; try 'canlog show --help'\n";
+        QTest::addRow("id '%s'", id)
+            << QStringList{QStringLiteral("show"), QStringLiteral("small.log"), QStringLiteral("--id"),
+                           QString::fromLatin1(id)}
+            << QByteArray("canlog: bad --id '") + id
+                   + "', wanted are hexadecimal identifiers or 'error'; try 'canlog show --help'\n";
     }
     for (const char *limit : {"-1", "ten", "", "1.5", "18446744073709551616"}) {
-        QTest::addRow("limit '%s'", limit)
-            << QStringList{QStringLiteral("show"), QStringLiteral("small.log"), QStringLiteral("--limit"),
-                           QString::fromLatin1(limit)}
-            << QByteArray("canlog: bad --limit '") + limit + "', wanted is a number; try 'canlog show --help'\n";
+        QTest::addRow("limit '%s'", limit) << QStringList{QStringLiteral("show"), QStringLiteral("small.log"),
+                                                          QStringLiteral("--limit"), QString::fromLatin1(limit)}
+                                           << QByteArray("canlog: bad --limit '") + limit
+                                                  + "', wanted is 0 or a higher number; try 'canlog show --help'\n";
     }
     QTest::newRow("formats with an argument")
         << words("formats candump") << QByteArray("canlog: formats takes no argument; try 'canlog formats --help'\n");
@@ -452,9 +463,33 @@ void TestCanlog::importOfAChunkFile()
 
     const Outcome refused = canlog(words("import --type qcl --store second small.log"));
     QCOMPARE(refused.out, QByteArray());
-    QVERIFY2(refused.err.startsWith("canlog: small.log: "), refused.err.constData());
-    QCOMPARE(refused.err.count('\n'), 1);
+    QCOMPARE(refused.err,
+             QByteArray("canlog: small.log: cannot be read as QclFile (it is no data chunk); try another --type\n"));
     QCOMPARE(refused.status, 1);
+}
+
+void TestCanlog::everyFailureHasItsOwnReason()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import --store first small.log")).status, 0);
+    QFile chunk(path(QStringLiteral("first/chunk-00000001.qcl")));
+    QVERIFY(chunk.open(QIODevice::ReadOnly));
+    const QByteArray whole = chunk.readAll();
+    write(QStringLiteral("cut.qcl"), whole.chopped(1));
+    write(QStringLiteral("wrong.qcl"), whole.chopped(4) + "sum?");
+    const QByteArray cut = "canlog: cut.qcl: cannot be read as QclFile (it ends too early); try another --type\n";
+    const QByteArray wrong =
+        "canlog: wrong.qcl: cannot be read as QclFile (its checksum is wrong); try another --type\n";
+
+    const Outcome imported = canlog(words("import --type qcl cut.qcl first/chunk-00000001.qcl wrong.qcl"));
+    QCOMPARE(imported.err, cut + wrong);
+    QCOMPARE(imported.out.count('\n'), 1);
+    QCOMPARE(imported.status, 1);
+    for (const auto &[name, line] : {std::make_pair("cut.qcl", cut), std::make_pair("wrong.qcl", wrong)}) {
+        const Outcome shown = canlog(words("show --type qcl") << QString::fromLatin1(name));
+        QCOMPARE(shown.err, line);
+        QCOMPARE(shown.status, 1);
+    }
 }
 
 void TestCanlog::noMessages()
@@ -538,9 +573,11 @@ void TestCanlog::unreadableFiles_data()
     QTest::newRow("missing") << QStringLiteral("missing.log")
                              << QByteArray("no such file; check its name and the folder\n");
     QTest::newRow("folder") << QStringLiteral("logs") << QByteArray("is a folder; name the files in it\n");
-    // Not even root can open one, so the test does not depend on who runs it.
-    QTest::newRow("socket") << QStringLiteral("socket")
-                            << QByteArray("cannot be read: No such device or address; check its permissions\n");
+    const QByteArray notPlain = "is a pipe, socket or device; name a plain file\n";
+    QTest::newRow("socket") << QStringLiteral("socket") << notPlain;
+    QTest::newRow("named pipe") << QStringLiteral("pipe") << notPlain;
+    QTest::newRow("link to a named pipe") << QStringLiteral("link") << notPlain;
+    QTest::newRow("device") << QStringLiteral("/dev/null") << notPlain;
 }
 
 void TestCanlog::unreadableFiles()
@@ -554,6 +591,8 @@ void TestCanlog::unreadableFiles()
     qstrncpy(address.sun_path, QFile::encodeName(path(QStringLiteral("socket"))).constData(), sizeof address.sun_path);
     QCOMPARE(::bind(socketDescriptor, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     ::close(socketDescriptor);
+    QCOMPARE(::mkfifo(QFile::encodeName(path(QStringLiteral("pipe"))).constData(), 0600), 0);
+    QVERIFY(QFile::link(path(QStringLiteral("pipe")), path(QStringLiteral("link"))));
     const auto removeSocket = qScopeGuard([&] { QFile::remove(path(QStringLiteral("socket"))); });
 
     for (const QString &subcommand : {QStringLiteral("import"), QStringLiteral("show")}) {
@@ -563,6 +602,20 @@ void TestCanlog::unreadableFiles()
         QCOMPARE(outcome.out, QByteArray());
         QCOMPARE(outcome.status, 1);
     }
+}
+
+void TestCanlog::redirectedInput()
+{
+    if (!QFileInfo::exists(QStringLiteral("/dev/stdin")))
+        QSKIP("needs /dev/stdin");
+    write(QStringLiteral("small.log"), smallLog);
+    const Outcome imported = shell(QStringLiteral("exec \"$canlog\" import /dev/stdin < small.log"));
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.out, "/dev/stdin: " + smallResult + ", stored in canlog-store\n");
+    QCOMPARE(imported.status, 0);
+    const Outcome piped = shell(QStringLiteral("cat small.log | \"$canlog\" import /dev/stdin"));
+    QCOMPARE(piped.err, QByteArray("canlog: /dev/stdin: is a pipe, socket or device; name a plain file\n"));
+    QCOMPARE(piped.status, 1);
 }
 
 void TestCanlog::failuresDoNotStopTheOthers()
@@ -716,6 +769,12 @@ void TestCanlog::showsEveryField()
     message.dlc = 8;
     messages << message;
 
+    message = {};
+    message.messageIndex = 5;
+    message.timeStamp = {-1, -50000};
+    message.id = 0x7FF;
+    messages << message;
+
     {
         ChunkStore store;
         QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::ReadWrite));
@@ -723,7 +782,9 @@ void TestCanlog::showsEveryField()
         store.addImportedMessages(messages, {{0, QString::fromUtf8("Türe auf")},
                                              {2, QStringLiteral("wide")},
                                              {3, QStringLiteral("Stuff\nerror")},
-                                             {4, QStringLiteral("full")}});
+                                             {4, QStringLiteral("full")},
+                                             {5, QStringLiteral("before")},
+                                             {99, QStringLiteral("the start")}});
         store.setImportFinished(true, DatachunkHelper::SocketCanDump, QStringLiteral("made up"), true);
     }
 
@@ -734,11 +795,20 @@ void TestCanlog::showsEveryField()
           "       2  2147483647.999999    65535  Rx     1FFFFFFF  FBE     12  "
           "F0 F1 F2 F3 F4 F5 F6 F7 F8 F9 FA FB  wide\n"
           "       3           0.000000        0  Rx        error  -        0                           Stuff?error\n"
-          "       4          3.1234567        0  Rx          7FF  -        8  00 00 00 00 00 00 00 00  full\n";
+          "       4           4.234567        0  Rx          7FF  -        8  00 00 00 00 00 00 00 00  full\n"
+          "       5          -1.050000        0  Rx          7FF  -        0                           "
+          "before | the start\n";
     const Outcome outcome = canlog(words("show"));
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.out, expected);
     QCOMPARE(outcome.status, 0);
+
+    // The chunk file alone shows the same.
+    const Outcome chunk = canlog(words("show --type qcl canlog-store/chunk-00000001.qcl"));
+    QCOMPARE(chunk.err, QByteArray());
+    QCOMPARE(chunk.out, expected);
+    QCOMPARE(canlog(words("show --type qcl canlog-store/chunk-00000001.qcl --id 1FFFFFFF")).out,
+             heading + expected.split('\n').at(3) + '\n');
 
     // "error" chooses error frames.
     const QList<QByteArray> rows = canlog(words("show --id error,1fffffff")).out.split('\n');
@@ -782,8 +852,8 @@ void TestCanlog::showsAChunkFile()
     QCOMPARE(limited.out.count('\n'), 3);
 
     const Outcome refused = canlog(words("show small.log --type qcl"));
-    QVERIFY2(refused.err.startsWith("canlog: small.log: cannot be read as QclFile"), refused.err.constData());
-    QCOMPARE(refused.err.count('\n'), 1);
+    QCOMPARE(refused.err,
+             QByteArray("canlog: small.log: cannot be read as QclFile (it is no data chunk); try another --type\n"));
     QCOMPARE(refused.status, 1);
 }
 
@@ -864,7 +934,33 @@ void TestCanlog::damagedChunkIsNamed()
     QVERIFY2(shown.err.startsWith("canlog: warning: ") && shown.err.contains("junk.qcl"), shown.err.constData());
     QCOMPARE(shown.err.count('\n'), 1);
     QCOMPARE(shown.out, heading + smallTable);
-    QCOMPARE(shown.status, 0);
+    QCOMPARE(shown.status, 1);
+}
+
+void TestCanlog::onlyChunkIsDamaged()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QCOMPARE(canlog(words("import small.log")).status, 0);
+    QFile chunk(path(QStringLiteral("canlog-store/chunk-00000001.qcl")));
+    QVERIFY(chunk.open(QIODevice::ReadWrite));
+    QVERIFY(chunk.seek(chunk.size() - 4));
+    QCOMPARE(chunk.write("sum?"), qint64(4));
+    chunk.close();
+    const Outcome shown = canlog(words("show"));
+    QCOMPARE(shown.err, QByteArray("canlog: warning: chunk-00000001.qcl: its checksum is wrong\n"));
+    QCOMPARE(shown.out, heading);
+    QCOMPARE(shown.status, 1);
+
+    // A store can still be added to, with a word about what is missing.
+    QVERIFY(chunk.remove());
+    const QByteArray warning = "canlog: warning: chunk-00000001.qcl: it is missing\n";
+    const Outcome imported = canlog(words("import small.log"));
+    QCOMPARE(imported.err, warning);
+    QCOMPARE(imported.status, 0);
+    const Outcome again = canlog(words("show"));
+    QCOMPARE(again.err, warning);
+    QCOMPARE(again.out, heading + smallTable);
+    QCOMPARE(again.status, 1);
 }
 
 // ---- standard output that ends
@@ -914,10 +1010,10 @@ void TestCanlog::closedOutput()
 // ---- the store outlives its writer
 
 /// Opens the store, reads all of it and returns the number of messages; -1 when anything is wrong with it.
-static qint64 readWholeStore(const QString &folder, ChunkStore::Mode mode)
+static qint64 readWholeStore(const QString &folder)
 {
     ChunkStore store;
-    if (!store.open(folder, mode)) {
+    if (!store.open(folder, ChunkStore::Mode::Read)) {
         qWarning() << store.errorString();
         return -1;
     }
@@ -945,40 +1041,54 @@ void TestCanlog::killedImports()
     timer.start();
     QCOMPARE(canlog({QStringLiteral("import"), QStringLiteral("--store"), QStringLiteral("whole"), log}).status, 0);
     const int duration = int(timer.nsecsElapsed() / 1000);
-    QCOMPARE(readWholeStore(path(QStringLiteral("whole")), ChunkStore::Mode::Read), qint64(killedImportFrames));
+    QCOMPARE(readWholeStore(path(QStringLiteral("whole"))), qint64(killedImportFrames));
+    write(QStringLiteral("small.log"), smallLog);
 
     QRandomGenerator random(20240521);
     int killedHalfway = 0;
     for (int i = 0; i < kills; ++i) {
         const QString store = path(QStringLiteral("store%1").arg(i));
-        const int delay = random.bounded(duration);
+        // Every other import is killed at any moment, which on a busy machine may often be before its first chunk. The
+        // others have got as far as one of their chunks, however long that takes.
+        const bool isTimed = i % 2 == 0;
+        const int delay = random.bounded(isTimed ? duration : 10000);
+        const QString reached = store + QStringLiteral("/chunk-0000000%1.qcl").arg(random.bounded(1, 4));
         QProcess process;
         process.setWorkingDirectory(folder->path());
         process.start(QStringLiteral(CANLOG_PROGRAM),
                       {QStringLiteral("import"), QStringLiteral("--store"), store, log});
         QVERIFY(process.waitForStarted());
+        while (!isTimed && !QFileInfo::exists(reached) && !process.waitForFinished(1))
+            continue;
         QThread::usleep(static_cast<unsigned long>(delay));
         process.kill();
-        QVERIFY(process.waitForFinished());
+        QVERIFY(process.state() == QProcess::NotRunning || process.waitForFinished());
         if (!QFileInfo::exists(store))
             continue; // killed before it came to that
 
-        const qint64 count = readWholeStore(store, ChunkStore::Mode::Read);
+        const qint64 count = readWholeStore(store);
         QVERIFY2(count >= 0 && count <= killedImportFrames && count % 100000 == 0,
                  qPrintable(QStringLiteral("kill %1 after %2 us left %3 messages").arg(i).arg(delay).arg(count)));
+        if (count > 0 && count < killedImportFrames)
+            ++killedHalfway;
+
+        // What the killed program left behind does not disturb the next import.
+        const Outcome next =
+            canlog({QStringLiteral("import"), QStringLiteral("--store"), store, QStringLiteral("small.log")});
+        QCOMPARE(next.err, QByteArray());
+        QCOMPARE(next.status, 0);
         {
             ChunkStore writable;
             QVERIFY2(writable.open(store, ChunkStore::Mode::ReadWrite), qPrintable(writable.errorString()));
-            QCOMPARE(writable.messageCount(), quint64(count));
+            QCOMPARE(writable.messageCount(), quint64(count) + 3);
             QCOMPARE(writable.warnings(), QStringList());
         }
-        if (count > 0 && count < killedImportFrames)
-            ++killedHalfway;
         QVERIFY(QDir(store).removeRecursively());
     }
     // Without these the kills would have shown nothing.
-    if (kills >= 20)
-        QVERIFY2(killedHalfway >= kills / 10, qPrintable(QString::number(killedHalfway)));
+    if (kills >= 2)
+        QVERIFY2(killedHalfway >= qMax(1, kills / 10), qPrintable(QString::number(killedHalfway)));
+    qInfo("%d of %d imports were killed half-way", killedHalfway, kills);
 }
 
 QTEST_GUILESS_MAIN(TestCanlog)

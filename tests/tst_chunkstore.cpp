@@ -1,6 +1,7 @@
 #include "frames.h"
 #include "host/store/chunkformat.h"
 #include "host/store/chunkstore.h"
+#include "host/store/timetext.h"
 
 #include <QBuffer>
 #include <QDataStream>
@@ -308,12 +309,15 @@ private Q_SLOTS:
     void handMadeChunkIsValid();
     void recordsComeBackBitForBit_data();
     void recordsComeBackBitForBit();
+    void timeAsText_data();
+    void timeAsText();
     void headerTellsTimeSpanAndCount_data();
     void headerTellsTimeSpanAndCount();
     void deliveryIsSplitIntoChunks_data();
     void deliveryIsSplitIntoChunks();
     void numbersAscendAcrossReopening();
     void numberOfDamagedFileIsNotUsedAgain();
+    void foreignNumberIsIgnored();
     void numberOfRemovedChunkIsNotUsedAgain();
     void numbersCanRunOut();
 
@@ -347,6 +351,9 @@ private Q_SLOTS:
     void damagedJournal_data();
     void damagedJournal();
     void partlyDamagedJournal();
+    void secondDamageKeepsTheFirstCopy();
+    void journalThatMustNotBeReplaced_data();
+    void journalThatMustNotBeReplaced();
     void journalIsWrittenTwiceAnImport();
 
     void truncatedAtEveryByte();
@@ -362,6 +369,7 @@ private Q_SLOTS:
     void unusableStream();
 
     void loadChunkFile();
+    void chunksThatAreAddedAreShown();
     void loadRefusesOtherFiles_data();
     void loadRefusesOtherFiles();
 
@@ -369,7 +377,9 @@ private Q_SLOTS:
     void damageIsFoundWhenRead();
     void damageThatIsRepairedIsForgotten();
     void equalNumbers();
+    void copyReplacesADamagedChunk();
     void vanishedChunk();
+    void missingChunk();
     void temporaryFilesOfAKilledProgram();
 
     void secondWriterIsRefused();
@@ -511,6 +521,33 @@ void ChunkStoreTest::recordsComeBackBitForBit()
     QCOMPARE(contentOf(folder).messages, twice);
 }
 
+void ChunkStoreTest::timeAsText_data()
+{
+    QTest::addColumn<int>("seconds");
+    QTest::addColumn<int>("microseconds");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("zero") << 0 << 0 << QStringLiteral("0.000000");
+    QTest::newRow("ordinary") << 1345212884 << 318850 << QStringLiteral("1345212884.318850");
+    QTest::newRow("leading zeros") << 5 << 7 << QStringLiteral("5.000007");
+    QTest::newRow("seven digits of microseconds") << 2 << 1234567 << QStringLiteral("3.234567");
+    QTest::newRow("both negative") << -1 << -50000 << QStringLiteral("-1.050000");
+    QTest::newRow("negative microseconds") << 0 << -1 << QStringLiteral("-0.000001");
+    QTest::newRow("negative microseconds, less in all") << 2 << -500000 << QStringLiteral("1.500000");
+    QTest::newRow("negative seconds") << -1 << 250000 << QStringLiteral("-0.750000");
+    const int least = std::numeric_limits<int>::min();
+    const int most = std::numeric_limits<int>::max();
+    QTest::newRow("least") << least << least << QStringLiteral("-2147485795.483648");
+    QTest::newRow("most") << most << most << QStringLiteral("2147485794.483647");
+}
+
+void ChunkStoreTest::timeAsText()
+{
+    QFETCH(int, seconds);
+    QFETCH(int, microseconds);
+    QFETCH(QString, text);
+    QCOMPARE(timeText({seconds, microseconds}), text);
+}
+
 void ChunkStoreTest::headerTellsTimeSpanAndCount_data()
 {
     QTest::addColumn<Frames>("messages");
@@ -593,12 +630,14 @@ void ChunkStoreTest::numbersAscendAcrossReopening()
 
 void ChunkStoreTest::numberOfDamagedFileIsNotUsedAgain()
 {
-    QVERIFY(QDir().mkpath(folder));
-    writeFile(chunkPath(17), "damaged");
     ChunkStore store;
     QVERIFY(store.open(folder, readWrite));
     import(store, frames({Frame(1)}));
-    QVERIFY(QFile::exists(chunkPath(18)));
+    import(store, frames({Frame(1)}));
+    writeFile(chunkPath(2), "damaged");
+    QVERIFY(store.open(folder, readWrite));
+    import(store, frames({Frame(1)}));
+    QVERIFY(QFile::exists(chunkPath(3)));
 
     HandMade chunk;
     chunk.header = QStringLiteral("20-moved here");
@@ -606,8 +645,31 @@ void ChunkStoreTest::numberOfDamagedFileIsNotUsedAgain()
     QVERIFY(store.open(folder, readWrite));
     import(store, frames({Frame(1)}));
     QVERIFY(QFile::exists(chunkPath(21)));
-    QCOMPARE(chunkNames(folder).size(), 4);
-    QCOMPARE(fileContent(chunkPath(17)), QByteArray("damaged"));
+    QCOMPARE(chunkNames(folder).size(), 5);
+    QCOMPARE(fileContent(chunkPath(2)), QByteArray("damaged"));
+}
+
+void ChunkStoreTest::foreignNumberIsIgnored()
+{
+    const QString last = folder + QStringLiteral("/chunk-999999999999999.qcl");
+    QVERIFY(QDir().mkpath(folder));
+    writeFile(last, "foreign");
+    writeFile(chunkPath(2), "foreign, too");
+    ChunkStore store;
+    QVERIFY(store.open(folder, readWrite));
+    QCOMPARE(store.warnings().size(), 2);
+    for (quint32 id = 1; id <= 2; ++id) {
+        import(store, frames({Frame(id)}));
+        QCOMPARE(store.imports().last().state, State::Succeeded);
+    }
+    QVERIFY(store.open(folder, readWrite));
+    import(store, frames({Frame(3)}));
+    for (const int number : {1, 3, 4})
+        QCOMPARE(headerOf(chunkPath(number)).section(QLatin1Char('-'), 0, 0), QString::number(number));
+    QCOMPARE(contentOf(folder).messages, frames({Frame(1).index(0), Frame(2).index(0), Frame(3).index(0)}));
+    QCOMPARE(chunkNames(folder).size(), 5);
+    QCOMPARE(fileContent(last), QByteArray("foreign"));
+    QCOMPARE(fileContent(chunkPath(2)), QByteArray("foreign, too"));
 }
 
 void ChunkStoreTest::numberOfRemovedChunkIsNotUsedAgain()
@@ -1211,7 +1273,9 @@ void ChunkStoreTest::damagedJournal_data()
     QTest::newRow("cut off") << QByteArray("{\"version\": 1, \"imports\": [{\"path\": ");
     QTest::newRow("an array") << QByteArray("[]");
     QTest::newRow("another object") << QByteArray("{}");
-    QTest::newRow("another version") << QByteArray("{\"version\": 2, \"imports\": []}");
+    QTest::newRow("no such version") << QByteArray("{\"version\": 0, \"imports\": []}");
+    QTest::newRow("version is a text") << QByteArray("{\"version\": \"2\", \"imports\": []}");
+    QTest::newRow("version with a fraction") << QByteArray("{\"version\": 2.5, \"imports\": []}");
     QTest::newRow("imports are no list") << QByteArray("{\"version\": 1, \"imports\": 5}");
     QTest::newRow("entry is no object") << QByteArray("{\"version\": 1, \"imports\": [5]}");
     QTest::newRow("entry is empty") << QByteArray("{\"version\": 1, \"imports\": [{}]}");
@@ -1249,6 +1313,10 @@ void ChunkStoreTest::damagedJournal()
         QCOMPARE(contentOf(store).messages, numberedFrames(3));
     }
     QCOMPARE(fileContent(folder + QStringLiteral("/imports-damaged.json")), journal);
+    // There is a good journal again, even when nothing is imported.
+    QVERIFY(store.open(folder, readOnly));
+    QCOMPARE(store.warnings(), QStringList());
+    QVERIFY(store.open(folder, readWrite));
     import(store, numberedFrames(1));
     QVERIFY(store.open(folder, readWrite));
     QCOMPARE(store.warnings(), QStringList());
@@ -1269,12 +1337,93 @@ void ChunkStoreTest::partlyDamagedJournal()
     second.insert(QStringLiteral("state"), QStringLiteral("unheard of"));
     entries.replace(1, second);
     root.insert(QStringLiteral("imports"), entries);
-    writeFile(journal, QJsonDocument(root).toJson());
+    const QByteArray damaged = QJsonDocument(root).toJson();
+    writeFile(journal, damaged);
+    const auto checkImports = [&] {
+        QCOMPARE(store.imports().size(), 2);
+        QCOMPARE(store.imports().at(0).path, QStringLiteral("0"));
+        QCOMPARE(store.imports().at(1).path, QStringLiteral("2"));
+    };
+    for (const ChunkStore::Mode mode : {readOnly, readWrite}) {
+        QVERIFY(store.open(folder, mode));
+        QCOMPARE(store.warnings(), QStringList{QStringLiteral("imports.json: 1 of its entries cannot be read")});
+        checkImports();
+    }
+    // What could be read is written at once, what could not is in the copy.
+    QVERIFY(store.open(folder, readOnly));
+    QCOMPARE(store.warnings(), QStringList());
+    checkImports();
+    QCOMPARE(fileContent(folder + QStringLiteral("/imports-damaged.json")), damaged);
+}
+
+void ChunkStoreTest::secondDamageKeepsTheFirstCopy()
+{
+    ChunkStore store;
+    QVERIFY(store.open(folder, readWrite));
+    for (const char *journal : {"first", "second", "third"}) {
+        writeFile(folder + QStringLiteral("/imports.json"), journal);
+        QVERIFY(store.open(folder, readWrite));
+    }
+    QCOMPARE(fileContent(folder + QStringLiteral("/imports-damaged.json")), QByteArray("first"));
+    QCOMPARE(fileContent(folder + QStringLiteral("/imports-damaged-2.json")), QByteArray("second"));
+    QCOMPARE(fileContent(folder + QStringLiteral("/imports-damaged-3.json")), QByteArray("third"));
+}
+
+void ChunkStoreTest::journalThatMustNotBeReplaced_data()
+{
+    QTest::addColumn<QString>("kind");
+    for (const char *kind : {"later version", "folder", "fifo", "no permission"})
+        QTest::newRow(kind) << QString::fromLatin1(kind);
+}
+
+void ChunkStoreTest::journalThatMustNotBeReplaced()
+{
+    QFETCH(QString, kind);
+    ChunkStore store;
+    QVERIFY(store.open(folder, readWrite));
+    import(store, numberedFrames(3));
+    const QString journal = folder + QStringLiteral("/imports.json");
+    const QByteArray later = "{\"version\": 2, \"imports\": []}";
+    if (kind == QLatin1String("later version"))
+        writeFile(journal, later);
+    else if (kind != QLatin1String("no permission"))
+        QVERIFY(QFile::remove(journal));
+    if (kind == QLatin1String("folder"))
+        QVERIFY(QDir().mkpath(journal));
+#ifdef Q_OS_UNIX
+    if (kind == QLatin1String("fifo"))
+        QCOMPARE(mkfifo(QFile::encodeName(journal).constData(), 0600), 0);
+    if (kind == QLatin1String("no permission")) {
+        if (geteuid() == 0)
+            QSKIP("root may read everything");
+        QVERIFY(QFile::setPermissions(journal, {}));
+    }
+#endif
+    const QStringList before = QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System);
+
+    store.open(path(QStringLiteral("other")), readWrite); // gives the lock back
+    QVERIFY(!store.open(folder, readWrite));
+    const QString start =
+        QStringLiteral("The store %1 cannot be written: its import journal imports.json cannot be read: ").arg(folder);
+    QVERIFY2(store.errorString().startsWith(start), qPrintable(store.errorString()));
+    QVERIFY(!store.errorString().contains(QLatin1Char('\n')));
+    QCOMPARE(store.messageCount(), quint64(0));
+    import(store, numberedFrames(1));
+    // Not even the lock is left, and the journal is as it was.
+    QStringList after = QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System);
+    after.removeAll(QStringLiteral(".lock"));
+    QStringList expected = before;
+    expected.removeAll(QStringLiteral(".lock"));
+    QCOMPARE(after, expected);
+    QVERIFY(!QFile::exists(folder + QStringLiteral("/.lock")));
+    if (kind == QLatin1String("later version"))
+        QCOMPARE(fileContent(journal), later);
+
     QVERIFY(store.open(folder, readOnly));
     QCOMPARE(store.warnings().size(), 1);
-    QCOMPARE(store.imports().size(), 2);
-    QCOMPARE(store.imports().at(0).path, QStringLiteral("0"));
-    QCOMPARE(store.imports().at(1).path, QStringLiteral("2"));
+    QVERIFY(store.warnings().at(0).startsWith(QStringLiteral("imports.json: ")));
+    QCOMPARE(store.imports().size(), 0);
+    QCOMPARE(contentOf(store).messages, numberedFrames(3));
 }
 
 void ChunkStoreTest::journalIsWrittenTwiceAnImport()
@@ -1625,16 +1774,47 @@ void ChunkStoreTest::loadChunkFile()
     QCOMPARE(contentOf(store).notes.value(3), QStringLiteral("for the loaded one"));
 }
 
+void ChunkStoreTest::chunksThatAreAddedAreShown()
+{
+    class LookingStore : public ChunkStore
+    {
+    public:
+        QList<int> counts;
+
+    protected:
+        void chunkAdded(const QVector<CanRxMessage> &messages) override { counts.append(messages.size()); }
+    };
+    const QString chunk = path(QStringLiteral("a.qcl"));
+    LookingStore store;
+    QVERIFY(store.open(folder, readWrite));
+    QVERIFY(!store.loadQclFile(chunk));
+    QVERIFY(!parses(store, "damaged"));
+    QCOMPARE(store.counts, QList<int>());
+    writeFile(chunk, HandMade().bytes());
+    QVERIFY(store.loadQclFile(chunk));
+    QVERIFY(parses(store, HandMade().bytes()));
+    import(store, numberedFrames(3)); // these are delivered
+    QCOMPARE(store.counts, (QList<int>{2, 2}));
+}
+
 void ChunkStoreTest::loadRefusesOtherFiles_data()
 {
     QTest::addColumn<QString>("kind");
-    for (const char *kind : {"missing", "empty", "text", "longer", "folder", "fifo"})
-        QTest::newRow(kind) << QString::fromLatin1(kind);
+    QTest::addColumn<QString>("text");
+    QTest::newRow("missing") << QStringLiteral("missing") << QStringLiteral("No such file or directory");
+    QTest::newRow("empty") << QStringLiteral("empty") << QStringLiteral("it ends too early");
+    QTest::newRow("text") << QStringLiteral("text") << QStringLiteral("it is no data chunk");
+    QTest::newRow("longer") << QStringLiteral("longer") << QStringLiteral("it goes on after its end");
+    QTest::newRow("folder") << QStringLiteral("folder") << QStringLiteral("it is no plain file");
+#ifdef Q_OS_UNIX
+    QTest::newRow("fifo") << QStringLiteral("fifo") << QStringLiteral("it is no plain file");
+#endif
 }
 
 void ChunkStoreTest::loadRefusesOtherFiles()
 {
     QFETCH(QString, kind);
+    QFETCH(QString, text);
     const QString file = path(QStringLiteral("a.qcl"));
     if (kind == QLatin1String("empty"))
         writeFile(file, {});
@@ -1655,7 +1835,8 @@ void ChunkStoreTest::loadRefusesOtherFiles()
     store.setImportFinished(false, DatachunkHelper::QclFile, file, true);
     const ImportRecord record = store.imports().last();
     QCOMPARE(record.state, State::Failed);
-    QVERIFY2(record.errorText.contains(file), qPrintable(record.errorText));
+    QCOMPARE(record.path, file);
+    QCOMPARE(record.errorText, text);
     QCOMPARE(store.messageCount(), quint64(0));
     QCOMPARE(chunkNames(folder), QStringList());
 }
@@ -1754,6 +1935,55 @@ void ChunkStoreTest::equalNumbers()
     const Content content = contentOf(reader);
     QCOMPARE(content.messages.size(), 4);
     QCOMPARE(content.messages.at(2).dlc, quint8(9));
+}
+
+void ChunkStoreTest::copyReplacesADamagedChunk()
+{
+    ChunkStore store;
+    QVERIFY(store.open(folder, readWrite));
+    import(store, numberedFrames(2));
+    import(store, frames({Frame(9)}));
+    const QByteArray good = fileContent(chunkPath(1));
+    QByteArray bad = good;
+    bad[bad.size() - 1] = char(bad.at(bad.size() - 1) ^ 1);
+    writeFile(folder + QStringLiteral("/backup.qcl"), good);
+    writeFile(folder + QStringLiteral("/a.qcl"), bad);
+    writeFile(chunkPath(1), bad);
+
+    ChunkStore reader;
+    QVERIFY(reader.open(folder, readOnly));
+    Frames expected = numberedFrames(2);
+    expected.append(frames({Frame(9)}));
+    for (int round = 0; round < 2; ++round) {
+        QCOMPARE(contentOf(reader).messages, expected);
+        QCOMPARE(reader.messageCount(), quint64(3));
+        QCOMPARE(reader.warnings(),
+                 (QStringList{QStringLiteral("a.qcl: it has the same number as chunk-00000001.qcl"),
+                              QStringLiteral("backup.qcl: it has the same number as chunk-00000001.qcl"),
+                              QStringLiteral("chunk-00000001.qcl: its checksum is wrong"),
+                              QStringLiteral("a.qcl: its checksum is wrong")}));
+    }
+    QVERIFY(QFile::remove(folder + QStringLiteral("/backup.qcl")));
+    QCOMPARE(contentOf(reader).messages, frames({Frame(9)}));
+    QCOMPARE(reader.messageCount(), quint64(1));
+}
+
+void ChunkStoreTest::missingChunk()
+{
+    ChunkStore store;
+    QVERIFY(store.open(folder, readWrite));
+    for (int i = 0; i < 4; ++i)
+        import(store, numberedFrames(2));
+    QVERIFY(QFile::remove(chunkPath(2)));
+    // The same chunk under another name is there, and one that is damaged is not missing either.
+    QVERIFY(QFile::rename(chunkPath(3), folder + QStringLiteral("/renamed.qcl")));
+    writeFile(chunkPath(4), "damaged");
+    for (const ChunkStore::Mode mode : {readOnly, readWrite}) {
+        QVERIFY(store.open(folder, mode));
+        QCOMPARE(store.warnings(), (QStringList{QStringLiteral("chunk-00000004.qcl: it is no data chunk"),
+                                                QStringLiteral("chunk-00000002.qcl: it is missing")}));
+        QCOMPARE(contentOf(store).messages.size(), 4);
+    }
 }
 
 void ChunkStoreTest::vanishedChunk()
@@ -2027,6 +2257,22 @@ void ChunkStoreTest::readOnlyStoreIsNotWritten()
     QCOMPARE(record.state, State::Failed);
     QCOMPARE(record.errorText, text);
     QCOMPARE(record.messageCount, quint64(0));
+    QCOMPARE(record.path, QStringLiteral("/log"));
+
+    // Such an import is told of and kept nowhere, however it comes.
+    store.setImportStarted();
+    QCOMPARE(store.imports().size(), 1);
+    store.setImportFinished(true, DatachunkHelper::QclFile, QStringLiteral("/b"), false);
+    QCOMPARE(store.imports().size(), 1);
+    store.setImportFinished(true, DatachunkHelper::QclZipArchive, QStringLiteral("/b"), true);
+    store.setImportFinished(true, DatachunkHelper::QclFile, QStringLiteral("/c"), true);
+    store.notifyZipFileLoaded(QStringLiteral("d.zip"));
+    QCOMPARE(finished.size(), 4);
+    for (const QList<QVariant> &arguments : finished)
+        QCOMPARE(arguments.at(0).value<ImportRecord>().state, State::Failed);
+    QCOMPARE(store.imports().size(), 1);
+    QCOMPARE(store.imports().at(0).state, State::Succeeded);
+
     QCOMPARE(store.messageCount(), quint64(2));
     QCOMPARE(fileContent(chunkPath(1)), chunk);
     QCOMPARE(fileContent(folder + QStringLiteral("/imports.json")), journal);

@@ -1,6 +1,5 @@
 #include "host/cli/countingstore.h"
 
-#include "host/cli/chunkfile.h"
 #include "host/cli/idfilter.h"
 
 constexpr int countedIds = 65536;
@@ -26,15 +25,10 @@ void CountingStore::addImportedMessages(const QList<CAN::CanRxMessage> &messages
     ChunkStore::addImportedMessages(messages, notes);
 }
 
-bool CountingStore::loadQclFile(QString path)
+void CountingStore::chunkAdded(const QVector<CAN::CanRxMessage> &messages)
 {
-    if (!ChunkStore::loadQclFile(path))
-        return false;
-    // The messages of a native chunk are not delivered, the store takes them as they are.
-    return forEachMessageOfChunkFile(path, [&](const CAN::CanRxMessage &message, const QString &) {
+    for (const CAN::CanRxMessage &message : messages)
         count(message);
-        return true;
-    });
 }
 
 void CountingStore::count(const CAN::CanRxMessage &message)

@@ -19,7 +19,9 @@ public:
     void setImportStarted() override;
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
                              const QMap<unsigned int, QString> &notes) override;
-    bool loadQclFile(QString path) override;
+
+protected:
+    void chunkAdded(const QVector<CAN::CanRxMessage> &messages) override;
 
 private:
     void count(const CAN::CanRxMessage &message);

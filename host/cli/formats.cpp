@@ -47,11 +47,11 @@ QCommandLineOption typeOption()
             QStringLiteral("NAME|NUMBER"), defaultFormat};
 }
 
-const Format *chosenFormat(const QCommandLineParser &parser)
+const Format *chosenFormat(const QCommandLineParser &parser, const QString &subcommand)
 {
     const QString wanted = parser.value(QStringLiteral("type"));
     const Format *format = findFormat(wanted);
     if (!format)
-        complain(QStringLiteral("unknown type '%1'; 'canlog formats' lists the types").arg(wanted));
+        wrongUsage(QStringLiteral("unknown type '%1', 'canlog formats' lists the types").arg(wanted), subcommand);
     return format;
 }

@@ -27,5 +27,6 @@ const Format *findFormat(const QString &numberOrName);
 
 /// `--type NAME|NUMBER`
 QCommandLineOption typeOption();
-/// The format that the option chose, or the default one. Null, after a complaint, when there is no such format.
-const Format *chosenFormat(const QCommandLineParser &parser);
+/// The format that the option chose, or the default one. Null, after a complaint that points to the help of
+/// @p subcommand, when there is no such format.
+const Format *chosenFormat(const QCommandLineParser &parser, const QString &subcommand);

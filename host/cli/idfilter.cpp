@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-constexpr quint32 highestStandardId = 0x7FF;
 constexpr quint32 highestExtendedId = 0x1FFFFFFF;
 
 bool IdFilter::add(const QString &list)
@@ -32,6 +31,6 @@ bool IdFilter::add(const QString &list)
 bool IdFilter::passes(const CAN::CanRxMessage &message) const
 {
     return wanted.isEmpty() || std::any_of(wanted.cbegin(), wanted.cend(), [&](const Wanted &one) {
-               return one.id == message.id && (one.id > highestStandardId || one.isExtended == message.isExtended);
+               return one.id == message.id && (one.id > CAN::maxStandardId || one.isExtended == message.isExtended);
            });
 }

@@ -2,9 +2,9 @@
 #include "host/cli/countingstore.h"
 #include "host/cli/formats.h"
 #include "host/cli/inputfile.h"
-#include "host/cli/messagetable.h"
 #include "host/cli/output.h"
 #include "host/cli/storefolder.h"
+#include "host/store/timetext.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
@@ -22,8 +22,7 @@ QString counted(quint64 count, const QString &what)
 
 QString timeSpanText(const ImportRecord &record)
 {
-    const qint64 microseconds = (qint64(record.lastTime.seconds) - record.firstTime.seconds) * 1000000
-                                + record.lastTime.microseconds - record.firstTime.microseconds;
+    const qint64 microseconds = inMicroseconds(record.lastTime) - inMicroseconds(record.firstTime);
     return QStringLiteral("%1 to %2 (%3 s)")
         .arg(timeText(record.firstTime), timeText(record.lastTime),
              QString::number(double(microseconds) / 1000000, 'f', 3));
@@ -43,9 +42,13 @@ QString resultText(const ImportRecord &record, const Format &format, const Count
     return parts.join(QLatin1String(", "));
 }
 
-/// Asks the library for one import, the way every host does, and waits for its end.
+/// Asks the library for one import, the way every host does, and waits for its end. What the library says of a
+/// failure fills in for a record that says nothing.
 ImportRecord importFile(CountingStore &store, const QString &path, DatachunkHelper::ImportFileType type)
 {
+    // A handler for each file: its error text may otherwise be that of an earlier one.
+    QPointer<DatachunkHandler> storePointer(&store);
+    const CANLogHandler handler(storePointer);
     ImportRecord result;
     QEventLoop loop;
     QObject::connect(&store, &ChunkStore::importFinished, &loop, [&](const ImportRecord &record) {
@@ -54,16 +57,15 @@ ImportRecord importFile(CountingStore &store, const QString &path, DatachunkHelp
     });
     Q_EMIT store.sigImportRequest(QFileInfo(path).absoluteFilePath(), type, QString(), false);
     loop.exec();
+    if (result.errorText.isEmpty())
+        result.errorText = handler.getLastErrorText();
     return result;
 }
 
-QString failureText(const ImportRecord &record, const CANLogHandler &handler)
+QString failureText(const ImportRecord &record, const Format &format, const ChunkStore &store)
 {
-    for (const QString &text : {record.errorText, handler.getLastErrorText()}) {
-        if (!text.isEmpty())
-            return text;
-    }
-    return QStringLiteral("cannot be read as this type");
+    // Another type is no help when the store cannot be written.
+    return store.errorString().isEmpty() ? notReadText(format, record.errorText) : record.errorText;
 }
 
 /// The @p paths that can be read; complains of the others.
@@ -84,14 +86,12 @@ QStringList readableFiles(const QStringList &paths)
 int importFiles(CountingStore &store, const QString &folder, const QStringList &paths, const Format &format,
                 Output &out)
 {
-    QPointer<DatachunkHandler> storePointer(&store);
-    const CANLogHandler handler(storePointer);
     int failures = 0;
     for (const QString &path : paths) {
         const ImportRecord record = importFile(store, path, format.type);
         if (record.state != ImportRecord::State::Succeeded) {
             ++failures;
-            complain(path, failureText(record, handler));
+            complain(path, failureText(record, format, store));
             continue;
         }
         out.writeLine(
@@ -108,7 +108,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     const QStringList paths = parser.positionalArguments();
     if (paths.isEmpty())
         return wrongUsage(QStringLiteral("import needs at least one FILE"), QStringLiteral("import"));
-    const Format *format = chosenFormat(parser);
+    const Format *format = chosenFormat(parser, QStringLiteral("import"));
     if (!format)
         return ExitStatus::WrongUsage;
     const QString folder = chosenStoreFolder(parser);

@@ -2,6 +2,7 @@
 
 #include "host/cli/idfilter.h"
 #include "host/cli/output.h"
+#include "host/store/timetext.h"
 
 #include <QtGlobal>
 
@@ -64,23 +65,10 @@ private:
     char *end = row;
 };
 
-/// Writes the time to @p text, which has room for 32 characters, and returns its length.
-int formatTime(CanTimeStamp time, char *text)
-{
-    char *end = std::to_chars(text, text + 12, time.seconds).ptr;
-    *end++ = '.';
-    char digits[12];
-    const auto result = std::to_chars(std::begin(digits), std::end(digits), time.microseconds);
-    const auto length = static_cast<int>(result.ptr - digits);
-    end = std::fill_n(end, std::max(0, 6 - length), '0');
-    end = std::copy_n(digits, length, end);
-    return static_cast<int>(end - text);
-}
-
 void addTime(Row &row, CanTimeStamp time)
 {
     char text[32];
-    row.addRight(text, formatTime(time, text), timeWidth);
+    row.addRight(text, writeTime(time, text), timeWidth);
 }
 
 void addIdentifier(Row &row, const CAN::CanRxMessage &message)
@@ -174,10 +162,4 @@ void writeTableRow(Output &out, const CAN::CanRxMessage &message, const QString 
     }
     row.addText("\n");
     out.write(row.begin(), static_cast<std::size_t>(row.length()));
-}
-
-QString timeText(CanTimeStamp time)
-{
-    char text[32];
-    return QString::fromLatin1(text, formatTime(time, text));
 }

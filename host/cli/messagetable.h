@@ -10,6 +10,3 @@ class Output;
 void writeTableHeading(Output &out);
 /// Writes one row. Costs no allocation without a note: stores hold millions of messages.
 void writeTableRow(Output &out, const CAN::CanRxMessage &message, const QString &note);
-
-/// Seconds with six decimals, for example "1345212884.318850".
-QString timeText(CanTimeStamp time);

@@ -1,11 +1,12 @@
 #include "canloghandler/canloghandler.h"
-#include "host/cli/chunkfile.h"
 #include "host/cli/formats.h"
 #include "host/cli/idfilter.h"
 #include "host/cli/inputfile.h"
 #include "host/cli/messagetable.h"
 #include "host/cli/output.h"
 #include "host/cli/storefolder.h"
+#include "host/store/chunkformat.h"
+#include "host/store/notes.h"
 #include "host/store/streamstore.h"
 
 #include <QCommandLineParser>
@@ -18,7 +19,7 @@
 namespace
 {
 
-/// Prints the messages that pass the filter, up to the limit.
+/// Prints messages up to the limit.
 class MessagePrinter
 {
 public:
@@ -33,9 +34,12 @@ public:
     /// False when nothing more will be printed: the limit is reached, or nobody reads the output.
     bool wantsMore() const { return left > 0 && out.isOpen(); }
 
+    /// Whether the filter lets @p message pass, which is asked before print().
+    bool isWanted(const CAN::CanRxMessage &message) const { return filter.passes(message); }
+
     void print(const CAN::CanRxMessage &message, const QString &note)
     {
-        if (!wantsMore() || !filter.passes(message))
+        if (!wantsMore())
             return;
         writeTableRow(out, message, note);
         --left;
@@ -62,33 +66,43 @@ public:
     }
 
     bool isEmpty() const { return empty; }
+    /// Why the data-chunk file could not be read; empty when it could be, and of other formats.
+    QString fault() const { return chunkFault; }
 
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
                              const QMap<unsigned int, QString> &notes) override
     {
-        for (const CAN::CanRxMessage &message : messages)
-            take(message, notes.isEmpty() ? QString() : notes.value(message.messageIndex));
-        // What is left was read after the last message.
-        const auto first = latest ? notes.upperBound(latest->messageIndex) : notes.cend();
-        for (auto note = first; note != notes.cend(); ++note)
-            addMessageNoteToLastMessage(note.value());
+        QMap<int, QString> allNotes;
+        if (messages.isEmpty())
+            addMessageNoteToLastMessage(joinedNotes(notes));
+        else
+            allNotes = notesByPosition(messages, notes);
+        for (int i = 0; i < messages.size(); ++i) {
+            if (take(messages.at(i)))
+                latestNote = allNotes.value(i);
+        }
         if (!printer.wantsMore())
             printer.exitEarly();
     }
     void addMessageNoteToLastMessage(QString note) override
     {
-        latestNote += latestNote.isEmpty() ? note : QLatin1String("; ") + note;
+        if (latest)
+            joinNote(latestNote, note);
     }
     void setImportFinished(bool, DatachunkHelper::ImportFileType, QString, bool) override { printLatest(); }
     bool loadQclFile(QString path) override;
 
 private:
-    void take(const CAN::CanRxMessage &message, const QString &note)
+    /// Makes @p message the latest one, still without its note; false when it will not be shown.
+    bool take(const CAN::CanRxMessage &message)
     {
         printLatest();
-        latest = message;
-        latestNote = note;
         empty = false;
+        if (!printer.isWanted(message))
+            return false;
+        latest = message;
+        latestNote.clear();
+        return true;
     }
     void printLatest()
     {
@@ -100,15 +114,22 @@ private:
     MessagePrinter &printer;
     std::optional<CAN::CanRxMessage> latest;
     QString latestNote;
+    QString chunkFault;
     bool empty = true;
 };
 
 bool PrintingStore::loadQclFile(QString path)
 {
-    return forEachMessageOfChunkFile(path, [&](const CAN::CanRxMessage &message, const QString &note) {
-        take(message, note);
+    ChunkFormat::Chunk chunk;
+    chunkFault = ChunkFormat::readChunkFile(path, chunk);
+    if (!chunkFault.isEmpty())
+        return false;
+    ChunkFormat::forEachMessage(chunk, [&](const CAN::CanRxMessage &message, const QString &note) {
+        if (take(message))
+            latestNote = note;
         return printer.wantsMore();
     });
+    return true;
 }
 
 ExitStatus showFile(const QString &path, const Format &format, MessagePrinter &printer)
@@ -117,9 +138,8 @@ ExitStatus showFile(const QString &path, const Format &format, MessagePrinter &p
     QPointer<DatachunkHandler> storePointer(&store);
     CANLogHandler handler(storePointer);
     if (!handler.loadFile(path, format.type, QString(), false)) {
-        const QString reason = handler.getLastErrorText();
-        complain(path, reason.isEmpty() ? QStringLiteral("cannot be read as %1; try another --type").arg(format.name())
-                                        : reason);
+        const QString reason = store.fault();
+        complain(path, notReadText(format, reason.isEmpty() ? handler.getLastErrorText() : reason));
         return ExitStatus::Failure;
     }
     if (store.isEmpty())
@@ -130,11 +150,12 @@ ExitStatus showFile(const QString &path, const Format &format, MessagePrinter &p
 ExitStatus showStore(ChunkStore &store, MessagePrinter &printer)
 {
     store.forEachMessage([&](const CAN::CanRxMessage &message, const QString &note) {
-        printer.print(message, note);
+        if (printer.isWanted(message))
+            printer.print(message, note);
         return printer.wantsMore();
     });
     complainOfDamage(store);
-    return ExitStatus::Success;
+    return store.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 /// What is wrong with the combination of options and arguments; empty when nothing is.
@@ -162,7 +183,8 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     IdFilter filter;
     const QString ids = parser.value(QStringLiteral("id"));
     if (parser.isSet(QStringLiteral("id")) && !filter.add(ids))
-        return wrongUsage(QStringLiteral("bad --id '%1', wanted are hexadecimal identifiers").arg(ids), help);
+        return wrongUsage(QStringLiteral("bad --id '%1', wanted are hexadecimal identifiers or 'error'").arg(ids),
+                          help);
 
     quint64 limit = std::numeric_limits<quint64>::max();
     if (parser.isSet(QStringLiteral("limit"))) {
@@ -170,9 +192,9 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
         bool ok = false;
         limit = text.toULongLong(&ok);
         if (!ok)
-            return wrongUsage(QStringLiteral("bad --limit '%1', wanted is a number").arg(text), help);
+            return wrongUsage(QStringLiteral("bad --limit '%1', wanted is 0 or a higher number").arg(text), help);
     }
-    const Format *format = chosenFormat(parser);
+    const Format *format = chosenFormat(parser, help);
     if (!format)
         return ExitStatus::WrongUsage;
 
@@ -212,13 +234,15 @@ void addOptions(QCommandLineParser &parser)
 
 Subcommand showSubcommand()
 {
-    return {QStringLiteral("show"),
-            QStringLiteral("Prints the messages of a store or of a log file as a table."),
-            QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER]] [--id HEX[,HEX]] [--limit N]"),
-            QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none."),
-            QStringLiteral("  canlog show --limit 20\n"
-                           "  canlog show --store trips --id 0C9,18FEF100\n"
-                           "  canlog show examples/drive.log --type candump | less\n"),
-            addOptions,
-            run};
+    return {
+        QStringLiteral("show"),
+        QStringLiteral("Prints the messages of a store or of a log file as a table."),
+        QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER]] [--id HEX[,HEX]] [--limit N]"),
+        QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
+                       "What is left out of a damaged store is named on standard error; the exit status is then 1."),
+        QStringLiteral("  canlog show --limit 20\n"
+                       "  canlog show --store trips --id 0C9,18FEF100\n"
+                       "  canlog show examples/drive.log --type candump | less\n"),
+        addOptions,
+        run};
 }

@@ -1,7 +1,10 @@
 #include "host/store/chunkformat.h"
 
+#include "host/store/timetext.h"
+
 #include <QDataStream>
 #include <QFile>
+#include <QFileInfo>
 #include <QtEndian>
 
 #include <array>
@@ -186,24 +189,9 @@ QString textFrom(const char *bytes, int size)
     return text;
 }
 
-qint64 inMicroseconds(const CanTimeStamp &time)
-{
-    return qint64(time.seconds) * 1000000 + time.microseconds;
-}
-
-QString timeText(const CanTimeStamp &time)
-{
-    const qint64 microseconds = inMicroseconds(time);
-    const quint64 amount = microseconds < 0 ? quint64(-microseconds) : quint64(microseconds);
-    return QStringLiteral("%1%2.%3 s")
-        .arg(microseconds < 0 ? QStringLiteral("-") : QString())
-        .arg(amount / 1000000)
-        .arg(amount % 1000000, 6, 10, QLatin1Char('0'));
-}
-
 QString headerText(const Summary &summary)
 {
-    return QStringLiteral("%1-%2 to %3, %4 %5")
+    return QStringLiteral("%1-%2 s to %3 s, %4 %5")
         .arg(summary.number)
         .arg(timeText(summary.firstTime), timeText(summary.lastTime))
         .arg(summary.messageCount)
@@ -467,6 +455,31 @@ QString readChunk(QFile &file, Chunk &chunk)
     if (fault.isEmpty() && !file.atEnd())
         return QStringLiteral("it goes on after its end");
     return fault;
+}
+
+QString readChunkFile(const QString &path, Chunk &chunk)
+{
+    // Opening a pipe may wait for ever.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        return QStringLiteral("it is no plain file");
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return file.errorString();
+    return readChunk(file, chunk);
+}
+
+bool forEachMessage(const Chunk &chunk, const Visitor &visitor)
+{
+    auto note = chunk.notes.cbegin();
+    for (int i = 0; i < chunk.messages.size(); ++i) {
+        const bool hasNote = note != chunk.notes.cend() && note.key() == i;
+        if (!visitor(chunk.messages.at(i), hasNote ? note.value() : QString()))
+            return false;
+        if (hasNote)
+            ++note;
+    }
+    return true;
 }
 
 QString readSummary(QFile &file, Summary &summary)

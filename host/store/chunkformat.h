@@ -7,6 +7,8 @@
 #include <QString>
 #include <QVector>
 
+#include <functional>
+
 class QDataStream;
 class QFile;
 class QIODevice;
@@ -40,6 +42,9 @@ struct Chunk {
     QVector<CAN::CanRxMessage> messages;
     QMap<int, QString> notes; ///< by position in `messages`, not by messageIndex, which need not be unique
 };
+
+/// Gets one message and its note (empty: none); returns false to stop.
+using Visitor = std::function<bool(const CAN::CanRxMessage &message, const QString &note)>;
 
 /// Whether @p a is earlier than @p b. Microseconds above 999999 count as what they are: more seconds.
 bool isEarlier(const CanTimeStamp &a, const CanTimeStamp &b);
@@ -77,6 +82,12 @@ QString readChunk(QDataStream &stream, Chunk &chunk);
 /// Reads the chunk that is the whole of @p file, which is open for reading and at its beginning. Result as above;
 /// bytes after the chunk are a fault.
 QString readChunk(QFile &file, Chunk &chunk);
+
+/// Reads the chunk file @p path. Result as above; only a plain file is opened.
+QString readChunkFile(const QString &path, Chunk &chunk);
+
+/// Visits the messages of @p chunk in their order; false when the visitor stopped it.
+bool forEachMessage(const Chunk &chunk, const Visitor &visitor);
 
 /// Reads the summary alone of the chunk that is the whole of @p file, and checks it against the file's size. Some 200
 /// bytes are read; damage behind them stays unseen. Result as above.

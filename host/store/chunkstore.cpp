@@ -1,9 +1,8 @@
 #include "host/store/chunkstore.h"
 
-#include "host/store/chunkformat.h"
+#include "host/store/notes.h"
 
 #include <QCoreApplication>
-#include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -20,13 +19,18 @@
 #include <limits>
 #include <vector>
 
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
 namespace
 {
 
 struct StoredChunk {
-    QString fileName;
+    QStringList fileNames; ///< the one that is used, then those with the same number
     ChunkFormat::Summary summary;
-    bool damaged = false; ///< found when it was last read
+    bool damaged = false; ///< found when it was last read: none of the files is valid
 };
 
 struct Import {
@@ -41,22 +45,11 @@ QString journalName()
 {
     return QStringLiteral("imports.json");
 }
-QString damagedJournalName()
-{
-    return QStringLiteral("imports-damaged.json");
-}
 constexpr int journalVersion = 1;
 
 QString chunkFileName(quint64 number)
 {
     return QStringLiteral("chunk-%1.qcl").arg(number, 8, 10, QLatin1Char('0'));
-}
-
-/// The number in a name that chunkFileName() may have made; 0 for any other.
-quint64 numberInFileName(const QString &name)
-{
-    static const QRegularExpression pattern(QStringLiteral("\\Achunk-([0-9]{8,15})\\.qcl\\z"));
-    return pattern.match(name).captured(1).toULongLong();
 }
 
 /// What QSaveFile leaves behind when its program is killed: the final name and six random letters.
@@ -67,27 +60,23 @@ bool isTemporaryFile(const QString &name)
     return pattern.match(name).hasMatch();
 }
 
-void join(QString &note, const QString &text)
+QString warningText(const QString &fileName, const QString &fault)
 {
-    if (text.isEmpty())
-        return;
-    if (!note.isEmpty())
-        note += QLatin1String(" | ");
-    note += text;
+    return QStringLiteral("%1: %2").arg(fileName, fault);
 }
 
-QMap<int, QString> notesByPosition(const QList<CAN::CanRxMessage> &messages, QMap<unsigned int, QString> notes)
+/// Makes the names of the files in @p folder outlast a power loss, where the system can.
+void syncFolder(const QString &folder)
 {
-    QMap<int, QString> result;
-    for (int i = 0; i < messages.size() && !notes.isEmpty(); ++i) {
-        const QString text = notes.take(messages.at(i).messageIndex);
-        if (!text.isEmpty())
-            result.insert(i, text);
-    }
-    for (const QString &text : qAsConst(notes))
-        if (!text.isEmpty())
-            join(result[messages.size() - 1], text);
-    return result;
+#ifdef Q_OS_UNIX
+    const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return;
+    ::fsync(descriptor);
+    ::close(descriptor);
+#else
+    Q_UNUSED(folder)
+#endif
 }
 
 void include(ImportRecord &record, const ChunkFormat::Summary &summary)
@@ -99,14 +88,6 @@ void include(ImportRecord &record, const ChunkFormat::Summary &summary)
     record.messageCount += quint64(summary.messageCount);
     record.noteCount += quint64(summary.noteCount);
     record.fdSeen = record.fdSeen || summary.fdSeen;
-}
-
-QString readChunkFile(const QString &path, ChunkFormat::Chunk &chunk)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return file.errorString();
-    return ChunkFormat::readChunk(file, chunk);
 }
 
 QString stateText(ImportRecord::State state)
@@ -227,22 +208,32 @@ bool fromJson(const QJsonValue &value, Import &import)
                           [](quint64 number) { return number <= ChunkFormat::maximumNumber; });
 }
 
-/// Reads the journal @p path into @p imports. Returns what is wrong with it in a few words, or an empty text; a
-/// missing journal is an empty one.
-QString readJournal(const QString &path, QVector<Import> &imports)
+struct JournalFault {
+    QString text;         ///< in a few words; empty when there is none
+    bool isDamage = true; ///< false: it may be in order, but cannot be read here
+};
+
+/// Reads the journal @p path into @p imports, all of it that can be read. A missing journal is an empty one.
+JournalFault readJournal(const QString &path, QVector<Import> &imports)
 {
-    QFile file(path);
-    if (!file.exists())
+    const QFileInfo info(path);
+    if (!info.exists())
         return {};
-    if (!file.open(QIODevice::ReadOnly))
-        return file.errorString();
+    if (!info.isFile())
+        return {QStringLiteral("it is no plain file"), false};
+    QFile file(path);
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    if (file.error() != QFileDevice::NoError)
+        return {file.errorString(), false};
     QJsonParseError error;
-    const QJsonObject root = QJsonDocument::fromJson(file.readAll(), &error).object();
+    const QJsonObject root = QJsonDocument::fromJson(text, &error).object();
     if (error.error != QJsonParseError::NoError)
-        return error.errorString();
-    if (root.value(QStringLiteral("version")).toInt() != journalVersion
-        || !root.value(QStringLiteral("imports")).isArray())
-        return QStringLiteral("it is no import journal of a known version");
+        return {error.errorString()};
+    const int version = root.value(QStringLiteral("version")).toInt();
+    if (version > journalVersion)
+        return {QStringLiteral("its version %1 is not known").arg(version), false};
+    if (version != journalVersion || !root.value(QStringLiteral("imports")).isArray())
+        return {QStringLiteral("it is no import journal")};
     int damaged = 0;
     const QJsonArray entries = root.value(QStringLiteral("imports")).toArray();
     for (const QJsonValue &value : entries) {
@@ -252,7 +243,7 @@ QString readJournal(const QString &path, QVector<Import> &imports)
         else
             ++damaged;
     }
-    return damaged == 0 ? QString() : QStringLiteral("%1 of its entries cannot be read").arg(damaged);
+    return {damaged == 0 ? QString() : QStringLiteral("%1 of its entries cannot be read").arg(damaged)};
 }
 
 /// Takes the lock, also over from a program that was killed.
@@ -321,7 +312,7 @@ public:
     void finish(bool success, DatachunkHelper::ImportFileType type, const QString &path);
     ImportRecord end();
     bool isDelivering() const { return phase == Phase::Started || phase == Phase::Delivering; }
-    Import &currentImport() { return imports.last(); }
+    Import &currentImport() { return mode == Mode::Read ? unstored : imports.last(); }
 
     void fail(const QString &text);
     void leaveOut(const QString &text);
@@ -330,7 +321,7 @@ public:
     bool writeChunk(ChunkFormat::Encoder &encoder, const QMap<int, QString> &notes);
     bool addChunk(const ChunkFormat::Chunk &chunk);
     void addNoteToLastMessage(const QString &text);
-    void setDamage(quint64 number, const QString &fault);
+    void setDamage(quint64 number, const QStringList &faults, const ChunkFormat::Summary *found);
 
     QString folder; ///< absolute; empty when the store is not open
     Mode mode = Mode::Read;
@@ -340,6 +331,7 @@ public:
     std::vector<StoredChunk> chunks; ///< ascending by number
     quint64 nextNumber = 1;
     QVector<Import> imports;
+    Import unstored; ///< the current import into a store that is open for reading; it fails
 
     Phase phase = Phase::Idle; ///< unless idle, the current import is the last one
     QString writeFault;        ///< why no more of the current import is written
@@ -350,7 +342,9 @@ public:
 private:
     void removeTemporaryFiles() const;
     void readChunks();
-    void readImports();
+    bool readImports();
+    void findChunksOfImports();
+    bool replaceJournal();
     void fill(bool success, DatachunkHelper::ImportFileType type, const QString &path);
     bool writeFile(const QString &name, const std::function<QString(QIODevice &)> &write);
     bool writeJournal();
@@ -385,16 +379,16 @@ bool ChunkStore::Private::openFolder(const QString &path, Mode openMode)
         lock = std::make_unique<QLockFile>(absolute + QStringLiteral("/.lock"));
         if (!take(*lock)) {
             errorString = lockFault(*lock, absolute);
-            lock.reset();
             return false;
         }
     }
     folder = absolute;
     mode = openMode;
+    readChunks();
+    if (!readImports())
+        return false;
     if (mode == Mode::ReadWrite)
         removeTemporaryFiles();
-    readChunks();
-    readImports();
     return true;
 }
 
@@ -413,10 +407,8 @@ void ChunkStore::Private::readChunks()
     for (const QString &name : names) {
         if (!name.endsWith(QLatin1String(".qcl")))
             continue;
-        // A damaged file is not overwritten either: it may be the only copy.
-        highest = qMax(highest, numberInFileName(name));
         StoredChunk chunk;
-        chunk.fileName = name;
+        chunk.fileNames.append(name);
         QFile file(filePath(name));
         const QString fault =
             file.open(QIODevice::ReadOnly) ? ChunkFormat::readSummary(file, chunk.summary) : file.errorString();
@@ -424,49 +416,81 @@ void ChunkStore::Private::readChunks()
             chunks.push_back(chunk);
             highest = qMax(highest, chunk.summary.number);
         } else {
-            warnings.append(QStringLiteral("%1: %2").arg(name, fault));
+            warnings.append(warningText(name, fault));
         }
     }
     nextNumber = highest + 1;
 
     const auto hasOtherName = [](const StoredChunk &chunk) {
-        return chunk.fileName != chunkFileName(chunk.summary.number);
+        return chunk.fileNames.first() != chunkFileName(chunk.summary.number);
     };
     std::sort(chunks.begin(), chunks.end(), [&](const StoredChunk &a, const StoredChunk &b) {
         if (a.summary.number != b.summary.number)
             return a.summary.number < b.summary.number;
         if (hasOtherName(a) != hasOtherName(b))
             return hasOtherName(b);
-        return a.fileName < b.fileName;
+        return a.fileNames.first() < b.fileNames.first();
     });
     std::vector<StoredChunk> unique;
     unique.reserve(chunks.size());
     for (const StoredChunk &chunk : chunks) {
-        if (!unique.empty() && unique.back().summary.number == chunk.summary.number)
-            warnings.append(
-                QStringLiteral("%1: it has the same number as %2").arg(chunk.fileName, unique.back().fileName));
-        else
+        if (unique.empty() || unique.back().summary.number != chunk.summary.number) {
             unique.push_back(chunk);
+            continue;
+        }
+        QStringList &all = unique.back().fileNames;
+        all.append(chunk.fileNames);
+        warnings.append(warningText(all.last(), QStringLiteral("it has the same number as %1").arg(all.first())));
     }
     chunks = unique;
 }
 
-void ChunkStore::Private::readImports()
+/// False when the store must not be written with such a journal.
+bool ChunkStore::Private::readImports()
 {
-    const QString fault = readJournal(filePath(journalName()), imports);
-    if (!fault.isEmpty()) {
-        warnings.append(QStringLiteral("%1: %2").arg(journalName(), fault));
-        if (mode == Mode::ReadWrite) {
-            // The next import writes a new journal; what the old one still says is for a person to look at.
-            QFile::remove(filePath(damagedJournalName()));
-            QFile::rename(filePath(journalName()), filePath(damagedJournalName()));
-        }
+    const JournalFault fault = readJournal(filePath(journalName()), imports);
+    if (mode == Mode::ReadWrite && !fault.isDamage) {
+        errorString = QStringLiteral("The store %1 cannot be written: its import journal %2 cannot be read: %3")
+                          .arg(folder, journalName(), fault.text);
+        return false;
     }
+    if (!fault.text.isEmpty())
+        warnings.append(warningText(journalName(), fault.text));
+    findChunksOfImports();
+    return fault.text.isEmpty() || mode == Mode::Read || replaceJournal();
+}
+
+/// Writes what could be read of a damaged journal, and keeps the old one: a person may see more in it.
+bool ChunkStore::Private::replaceJournal()
+{
+    QString copy = QStringLiteral("imports-damaged.json");
+    for (int i = 2; QFileInfo::exists(filePath(copy)); ++i)
+        copy = QStringLiteral("imports-damaged-%1.json").arg(i);
+    QFile journal(filePath(journalName()));
+    if (journal.copy(filePath(copy)))
+        return writeJournal();
+    fail(QStringLiteral("%1 cannot be written: %2").arg(filePath(copy), journal.errorString()));
+    return false;
+}
+
+void ChunkStore::Private::findChunksOfImports()
+{
+    const auto isKnown = [&](quint64 number) {
+        const auto chunk =
+            std::lower_bound(chunks.cbegin(), chunks.cend(), number,
+                             [](const StoredChunk &a, quint64 wanted) { return a.summary.number < wanted; });
+        return chunk != chunks.cend() && chunk->summary.number == number;
+    };
     for (int i = 0; i < imports.size(); ++i) {
         Import &import = imports[i];
         nextNumber = qMax(nextNumber, import.firstChunk);
-        for (const quint64 number : qAsConst(import.chunks))
+        for (const quint64 number : qAsConst(import.chunks)) {
             nextNumber = qMax(nextNumber, number + 1);
+            // A file that is there is damaged, or the writer has added it since the chunks were listed.
+            const QString name = chunkFileName(number);
+            if (!isKnown(number) && !QFileInfo::exists(filePath(name)))
+                warnings.append(warningText(name, QStringLiteral("it is missing")));
+        }
         if (import.record.state != ImportRecord::State::Incomplete)
             continue;
         const quint64 end = i + 1 < imports.size() ? imports.at(i + 1).firstChunk : ChunkFormat::maximumNumber + 1;
@@ -544,7 +568,10 @@ void ChunkStore::Private::begin(Phase newPhase)
 {
     Import import;
     import.firstChunk = nextNumber;
-    imports.append(import);
+    if (mode == Mode::Read)
+        unstored = import;
+    else
+        imports.append(import);
     phase = newPhase;
     writeFault.clear();
     firstLeftOut.clear();
@@ -581,7 +608,9 @@ void ChunkStore::Private::fill(bool success, DatachunkHelper::ImportFileType typ
 void ChunkStore::Private::finish(bool success, DatachunkHelper::ImportFileType type, const QString &path)
 {
     fill(success, type, path);
-    if (!writeJournal())
+    if (writeJournal())
+        syncFolder(folder); // once for all files of the import: each costs milliseconds
+    else
         fill(success, type, path);
 }
 
@@ -594,6 +623,7 @@ ImportRecord ChunkStore::Private::end()
 
 bool ChunkStore::Private::writeChunk(ChunkFormat::Encoder &encoder, const QMap<int, QString> &notes)
 {
+    // A file that is no valid chunk is not overwritten either: it may be the only copy.
     while (QFileInfo::exists(filePath(chunkFileName(nextNumber))))
         ++nextNumber;
     if (nextNumber > ChunkFormat::maximumNumber) {
@@ -605,7 +635,7 @@ bool ChunkStore::Private::writeChunk(ChunkFormat::Encoder &encoder, const QMap<i
     if (!writeFile(name, [&](QIODevice &file) { return encoder.write(file, number, notes); }))
         return false;
     StoredChunk chunk;
-    chunk.fileName = name;
+    chunk.fileNames.append(name);
     chunk.summary = encoder.summary();
     chunks.push_back(chunk);
     ++nextNumber;
@@ -629,37 +659,40 @@ void ChunkStore::Private::addNoteToLastMessage(const QString &text)
     if (!mayDeliver() || text.isEmpty() || !isDelivering() || currentImport().chunks.isEmpty())
         return;
     StoredChunk &stored = chunks.back();
+    const QString name = stored.fileNames.first();
     ChunkFormat::Chunk chunk;
-    const QString fault = readChunkFile(filePath(stored.fileName), chunk);
+    const QString fault = ChunkFormat::readChunkFile(filePath(name), chunk);
     if (!fault.isEmpty()) {
-        fail(QStringLiteral("%1 cannot be read again to add a note: %2").arg(filePath(stored.fileName), fault));
+        fail(QStringLiteral("%1 cannot be read again to add a note: %2").arg(filePath(name), fault));
         return;
     }
     const int last = chunk.messages.size() - 1;
     const bool isNew = !chunk.notes.contains(last);
-    join(chunk.notes[last], text);
+    joinNote(chunk.notes[last], text);
     ChunkFormat::Encoder encoder(chunk.messages.size());
     for (const CAN::CanRxMessage &message : qAsConst(chunk.messages))
         encoder.add(message);
-    if (!writeFile(stored.fileName,
-                   [&](QIODevice &file) { return encoder.write(file, stored.summary.number, chunk.notes); }))
+    if (!writeFile(name, [&](QIODevice &file) { return encoder.write(file, stored.summary.number, chunk.notes); }))
         return;
     stored.summary = encoder.summary();
     if (isNew)
         ++currentImport().record.noteCount;
 }
 
-/// Keeps what reading the chunk with @p number showed; an empty @p fault is a good chunk.
-void ChunkStore::Private::setDamage(quint64 number, const QString &fault)
+/// Keeps what reading the chunk with @p number showed: the @p faults of its files up to the good one, and what was
+/// @p found in that; null when there is none.
+void ChunkStore::Private::setDamage(quint64 number, const QStringList &faults, const ChunkFormat::Summary *found)
 {
     const auto chunk = std::find_if(chunks.begin(), chunks.end(),
                                     [&](const StoredChunk &other) { return other.summary.number == number; });
     if (chunk == chunks.end())
         return;
-    chunk->damaged = !fault.isEmpty();
-    const QString warning = QStringLiteral("%1: %2").arg(chunk->fileName, fault);
-    if (chunk->damaged && !warnings.contains(warning))
-        warnings.append(warning);
+    chunk->damaged = found == nullptr;
+    if (found)
+        chunk->summary = *found;
+    for (const QString &fault : faults)
+        if (!warnings.contains(fault))
+            warnings.append(fault);
 }
 
 ChunkStore::ChunkStore(QObject *parent)
@@ -676,7 +709,12 @@ bool ChunkStore::open(const QString &folder, Mode mode)
 {
     d.reset(); // gives the former lock back first: it may be the same folder
     d = std::make_unique<Private>();
-    return d->openFolder(folder, mode);
+    if (d->openFolder(folder, mode))
+        return true;
+    const QString fault = d->errorString;
+    d = std::make_unique<Private>();
+    d->errorString = fault;
+    return false;
 }
 
 QString ChunkStore::errorString() const
@@ -716,21 +754,21 @@ bool ChunkStore::forEachMessage(const Visitor &visitor)
     const QString folder = d->folder;
     ChunkFormat::Chunk chunk;
     for (const StoredChunk &stored : chunks) {
-        QString fault = readChunkFile(folder + QLatin1Char('/') + stored.fileName, chunk);
-        if (fault.isEmpty() && chunk.summary.number != stored.summary.number)
-            fault = QStringLiteral("its number has changed");
-        if (d->folder == folder)
-            d->setDamage(stored.summary.number, fault);
-        if (!fault.isEmpty())
-            continue;
-        auto note = chunk.notes.cbegin();
-        for (int i = 0; i < chunk.messages.size(); ++i) {
-            const bool hasNote = note != chunk.notes.cend() && note.key() == i;
-            if (!visitor(chunk.messages.at(i), hasNote ? note.value() : QString()))
-                return false;
-            if (hasNote)
-                ++note;
+        const quint64 number = stored.summary.number;
+        QStringList faults;
+        for (const QString &name : stored.fileNames) {
+            QString fault = ChunkFormat::readChunkFile(folder + QLatin1Char('/') + name, chunk);
+            if (fault.isEmpty() && chunk.summary.number != number)
+                fault = QStringLiteral("its number has changed");
+            if (fault.isEmpty())
+                break;
+            faults.append(warningText(name, fault));
         }
+        const bool isReadable = faults.size() < stored.fileNames.size();
+        if (d->folder == folder)
+            d->setDamage(number, faults, isReadable ? &chunk.summary : nullptr);
+        if (isReadable && !ChunkFormat::forEachMessage(chunk, visitor))
+            return false;
     }
     return true;
 }
@@ -738,10 +776,7 @@ bool ChunkStore::forEachMessage(const Visitor &visitor)
 void ChunkStore::addImportedMessages(const QList<CAN::CanRxMessage> &messages, const QMap<unsigned int, QString> &notes)
 {
     if (messages.isEmpty()) {
-        QString text;
-        for (const QString &note : notes)
-            join(text, note);
-        d->addNoteToLastMessage(text);
+        d->addNoteToLastMessage(joinedNotes(notes));
         return;
     }
     if (!d->beginDelivery())
@@ -806,14 +841,20 @@ bool ChunkStore::loadQclFile(QString path)
 {
     if (!d->mayDeliver())
         return false;
-    // Anything but a plain file may keep a reader waiting for ever.
     ChunkFormat::Chunk chunk;
-    const QString fault = QFileInfo(path).isFile() ? readChunkFile(path, chunk) : QStringLiteral("it is no file");
+    const QString fault = ChunkFormat::readChunkFile(path, chunk);
     if (!fault.isEmpty()) {
-        d->leaveOut(QStringLiteral("%1 is left out: %2").arg(path, fault));
+        d->leaveOut(fault); // of which file, the record says
         return false;
     }
-    return d->addChunk(chunk);
+    if (!d->addChunk(chunk))
+        return false;
+    chunkAdded(chunk.messages);
+    return true;
+}
+
+void ChunkStore::chunkAdded(const QVector<CAN::CanRxMessage> &)
+{
 }
 
 QDir ChunkStore::getDataChunkLocation() const
@@ -834,6 +875,7 @@ bool ChunkStore::parseQCLStream(QDataStream &stream, bool &isFd)
     }
     if (!d->addChunk(chunk))
         return false;
+    chunkAdded(chunk.messages);
     isFd = chunk.summary.fdSeen;
     return true;
 }

@@ -1,23 +1,23 @@
 #pragma once
 
 #include "common/datachunkhandler.h"
+#include "host/store/chunkformat.h"
 
 #include <QDateTime>
 #include <QStringList>
 #include <QVector>
 
-#include <functional>
 #include <memory>
 
 /// What the store keeps of one import.
 struct ImportRecord {
     enum class State {
-        Incomplete, ///< started and never finished: the program was stopped in the middle
+        Incomplete, ///< not finished: it still runs, perhaps in another program, or its program was stopped
         Succeeded,
         Failed,
     };
 
-    QString path; ///< the source file; empty while an import has not ended
+    QString path; ///< the source file; empty until the import ends, but known at once of an archive that is unpacked
     DatachunkHelper::ImportFileType type = DatachunkHelper::QclZipArchive;
     State state = State::Incomplete;
     quint64 messageCount = 0; ///< messages in this store; those of an unpacked archive are in its sub-folder
@@ -32,7 +32,8 @@ Q_DECLARE_METATYPE(ImportRecord)
 /**
  * A store that keeps the messages of its imports as chunk files (`*.qcl`) of at most 100000 messages each in one
  * folder. Files are written whole or not at all, so a store can be opened after its program was killed at any moment,
- * with every complete chunk. One program at a time may write a store; any number may read it.
+ * with every complete chunk; on Unix an import that has ended outlasts a power loss, too. One program at a time may
+ * write a store; any number may read it.
  *
  * Memory is bounded by one chunk, whatever the number of messages. The file format is described in
  * docs/chunk-format.md.
@@ -47,7 +48,8 @@ Q_DECLARE_METATYPE(ImportRecord)
  * - deliveries alone, from a loader that is called directly. Such an import stays Incomplete.
  *
  * Where a file cannot be written, the rest of that import is dropped and the import fails with errorString(); the
- * next import tries again. A store that is not open does nothing and answers false, 0 or nothing.
+ * next import tries again. An import into a store that is open for reading fails and is not kept. A store that is not
+ * open does nothing and answers false, 0 or nothing.
  */
 class ChunkStore : public DatachunkHandler
 {
@@ -58,22 +60,23 @@ public:
         Read,      ///< the folder must exist; nothing is written
         ReadWrite, ///< the folder is made when missing and locked against other writers
     };
-    /// Gets one message and its note (empty: none); returns false to stop.
-    using Visitor = std::function<bool(const CAN::CanRxMessage &message, const QString &note)>;
+    using Visitor = ChunkFormat::Visitor;
 
     explicit ChunkStore(QObject *parent = nullptr);
     ~ChunkStore() override;
 
     /// Opens the store in @p folder, after closing the one that is open. False with errorString() set when that cannot
-    /// be done: no such folder, no permission, locked by another program.
+    /// be done: no such folder, no permission, locked by another program. A store whose import journal cannot be read,
+    /// or is of a later version, opens for reading only: writing would lose that journal.
     bool open(const QString &folder, Mode mode);
 
     /// One line that says what failed in open(), or in writing since then (for example: no space left on the disk);
     /// empty when nothing did. The latest fault stays until the next open().
     QString errorString() const;
-    /// Files in the folder that are no valid chunk, one line each with name and reason; found by open() and by
-    /// forEachMessage(). Of chunks with the same number, which a copied file has, the one whose name fits the number is
-    /// used, or else the first by name; the others are listed here. So is an import journal that is damaged.
+    /// What was left out of the store, one line each with file name and reason; found by open() and by
+    /// forEachMessage(): files that are no valid chunk, chunks of an import that are missing, an import journal that is
+    /// damaged. Of chunks with the same number, which a copied file has, the one whose name fits the number is used, or
+    /// else the first by name, and the others are listed here; when it turns out to be damaged the next one is used.
     QStringList warnings() const;
 
     /// Imports so far, oldest first, those of earlier programs included.
@@ -85,9 +88,8 @@ public:
     /// visited.
     bool forEachMessage(const Visitor &visitor);
 
-    /// Each call with messages makes at least one chunk file. A note goes to the first message of this delivery that
-    /// has its key as messageIndex; a key that none has, to the last message of this delivery or, when it is empty, to
-    /// the last message that this import stored. Texts that meet on one message are joined by " | ".
+    /// Each call with messages makes at least one chunk file. Notes find their messages as host/store/notes.h has it;
+    /// those of a delivery without messages go to the last message that this import stored.
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
                              const QMap<unsigned int, QString> &notes) override;
     /// Writes the last chunk of this import again, with the note.
@@ -111,6 +113,11 @@ Q_SIGNALS:
     /// An import that was asked for has ended; @p record is what the store keeps of it. Writing errors make a
     /// successful read a failed import.
     void importFinished(const ImportRecord &record);
+
+protected:
+    /// Gets the messages of each native chunk that was added. They come in no delivery, so a store that looks at all
+    /// messages must override this as well as addImportedMessages().
+    virtual void chunkAdded(const QVector<CAN::CanRxMessage> &messages);
 
 private:
     class Private;
