@@ -22,6 +22,10 @@ struct Loader {
 };
 
 constexpr Loader loaders[] = {
+    {DatachunkHelper::QclZipArchive, false,
+     [](CANLogHandler &handler, const Request &request) {
+         return request.flag ? handler.loadZipMerged(request.path) : handler.loadZipFile(request.path);
+     }},
     {DatachunkHelper::QclFile, false,
      [](CANLogHandler &handler, const Request &request) {
          const QPointer<DatachunkHandler> store = handler.getPDatachunkHandler();

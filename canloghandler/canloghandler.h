@@ -5,6 +5,7 @@
 #include "common/datachunkhelper.h"
 
 #include <QDir>
+#include <QMap>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -56,10 +57,33 @@ public:
 
     /**
      * Packs every plain file in @p sourceDir, not its sub-folders, into a new archive at @p zipPath. Runs in the
-     * calling thread; files that cannot be read are left out, and nothing is reported. Ends with the handler ready for
-     * the next zip request.
+     * calling thread; files that cannot be read, or have more than 1 GiB, are left out, and nothing is reported. When
+     * the archive cannot be written to its end there is none afterwards. Ends with the handler ready for the next zip
+     * request.
      */
     void zipDatachunks(QString zipPath, QDir sourceDir);
+
+    /**
+     * Reading archives of data chunks: entries whose names end in "qcl". They are taken in the order of the numbers
+     * that their headers begin with; of two with the same number the latter counts. An entry that proves damaged when
+     * it is read as a whole is left out.
+     * @{
+     */
+    /// Puts the names of the chunks in @p zipPath into @p entries, by number. Nothing when it cannot be opened.
+    void sortZipFile(QString zipPath, QMap<double, QString> &entries);
+    /// Sets @p entryCount to the number of chunks, and adds the number of their messages, which the store tells, to
+    /// @p messageCount.
+    void checkZipFile(QString zipPath, unsigned short &entryCount, unsigned int &messageCount);
+    /**
+     * Unpacks the chunks into a new folder, named like the archive, in the store's folder, and tells the store of
+     * each; when there is a folder of that name, only that the archive is loaded. False, with a text in the store or
+     * in getLastErrorText(), when the archive is not readable or the chunks cannot be written; nothing stays then.
+     */
+    bool loadZipFile(QString zipPath);
+    /// Has the store parse all chunks, as one import of native chunks with its own start and finish notices. Returns
+    /// what the last chunk gave, or whether the archive could be opened when there is none.
+    bool loadZipMerged(QString zipPath);
+    /** @} */
 
 public Q_SLOTS:
     /**

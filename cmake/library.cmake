@@ -26,6 +26,7 @@ add_library(CANLogHandler SHARED
   common/datachunkhandler.cpp
   canloghandler/canloghandler.cpp
   canloghandler/socketcandump.cpp
+  canloghandler/ziploading.cpp
   canloghandler/zipwriting.cpp
   ${public_headers}
 )

@@ -1,24 +1,15 @@
-#include "canloghandler/canloghandler.h"
 #include "host/cli/countingstore.h"
 #include "host/cli/formats.h"
 #include "host/cli/inputfile.h"
 #include "host/cli/output.h"
 #include "host/cli/storefolder.h"
+#include "host/cli/storerequest.h"
 #include "host/store/timetext.h"
 
 #include <QCommandLineParser>
-#include <QEventLoop>
-#include <QFileInfo>
-#include <QPointer>
 
 namespace
 {
-
-/// "1 message", "2 messages"
-QString counted(quint64 count, const QString &what)
-{
-    return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
-}
 
 QString timeSpanText(const ImportRecord &record)
 {
@@ -40,26 +31,6 @@ QString resultText(const ImportRecord &record, const Format &format, const Count
     parts << QStringLiteral("CAN FD: %1").arg(record.fdSeen ? QStringLiteral("yes") : QStringLiteral("no"))
           << counted(record.noteCount, QStringLiteral("note"));
     return parts.join(QLatin1String(", "));
-}
-
-/// Asks the library for one import, the way every host does, and waits for its end. What the library says of a
-/// failure fills in for a record that says nothing.
-ImportRecord importFile(CountingStore &store, const QString &path, DatachunkHelper::ImportFileType type)
-{
-    // A handler for each file: its error text may otherwise be that of an earlier one.
-    QPointer<DatachunkHandler> storePointer(&store);
-    const CANLogHandler handler(storePointer);
-    ImportRecord result;
-    QEventLoop loop;
-    QObject::connect(&store, &ChunkStore::importFinished, &loop, [&](const ImportRecord &record) {
-        result = record;
-        loop.quit();
-    });
-    Q_EMIT store.sigImportRequest(QFileInfo(path).absoluteFilePath(), type, QString(), false);
-    loop.exec();
-    if (result.errorText.isEmpty())
-        result.errorText = handler.getLastErrorText();
-    return result;
 }
 
 QString failureText(const ImportRecord &record, const Format &format, const ChunkStore &store)
@@ -88,7 +59,7 @@ int importFiles(CountingStore &store, const QString &folder, const QStringList &
 {
     int failures = 0;
     for (const QString &path : paths) {
-        const ImportRecord record = importFile(store, path, format.type);
+        const ImportRecord record = requestImport(store, path, format.type);
         if (record.state != ImportRecord::State::Succeeded) {
             ++failures;
             complain(path, failureText(record, format, store));

@@ -17,7 +17,8 @@ namespace
 
 QVector<Subcommand> subcommands()
 {
-    return {importSubcommand(), showSubcommand(), formatsSubcommand()};
+    return {importSubcommand(), showSubcommand(),  formatsSubcommand(), zipSubcommand(),
+            unzipSubcommand(),  mergeSubcommand(), checkSubcommand()};
 }
 
 QString mainHelp()

@@ -61,6 +61,11 @@ ExitStatus wrongUsage(const QString &text, const QString &subcommand)
     return ExitStatus::WrongUsage;
 }
 
+QString counted(quint64 count, const QString &what)
+{
+    return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
+}
+
 QString printable(QString text)
 {
     for (QChar &c : text) {

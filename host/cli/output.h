@@ -42,5 +42,8 @@ void complain(const QString &path, const QString &text);
 /// complain() of a wrong command line, with a pointer to the help of @p subcommand (empty: of canlog itself).
 ExitStatus wrongUsage(const QString &text, const QString &subcommand = QString());
 
+/// "1 message", "2 messages"
+QString counted(quint64 count, const QString &what);
+
 /// @p text fit for one line on a terminal: control characters, which a file name or a note may hold, become "?".
 QString printable(QString text);

@@ -29,3 +29,7 @@ struct Subcommand {
 Subcommand importSubcommand();
 Subcommand showSubcommand();
 Subcommand formatsSubcommand();
+Subcommand zipSubcommand();
+Subcommand unzipSubcommand();
+Subcommand mergeSubcommand();
+Subcommand checkSubcommand();

@@ -883,7 +883,7 @@ bool ChunkStore::parseQCLStream(QDataStream &stream, bool &isFd)
 unsigned int ChunkStore::getMsgCountFromQclStream(QDataStream &stream)
 {
     ChunkFormat::Chunk chunk;
-    if (!d->isOpen() || !ChunkFormat::readChunk(stream, chunk).isEmpty())
+    if (!ChunkFormat::readChunk(stream, chunk).isEmpty())
         return 0;
     return unsigned(chunk.summary.messageCount);
 }

@@ -1,0 +1,276 @@
+#include "canloghandler/canloghandler.h"
+
+#include <QBuffer>
+#include <QDataStream>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryFile>
+#include <QtEndian>
+#include <quazip/quazip.h>
+#include <quazip/quazipfile.h>
+
+// Archives of native data chunks. An entry is a chunk when its name ends in "qcl"; all others are passed over. A chunk
+// begins with a header text such as
+//
+//   17-0.000000 s to 12.500000 s, 3000 messages
+//
+// whose number, up to the first "-", puts the chunks of an archive in order. What follows is the store's to read.
+//
+// Archives come from anywhere: an entry that proves damaged, or whose name leads out of the folder it is to be unpacked
+// into, counts as one that cannot be opened.
+
+namespace
+{
+
+constexpr qint64 copyBlockSize = 10000;
+constexpr quint32 maxHeaderSize = 1024 * 1024; // in bytes; a longer one is no header
+
+/// Opens the current entry of @p entry's archive if it is a data chunk.
+bool openChunk(QuaZipFile &entry)
+{
+    return entry.getActualFileName().endsWith(QLatin1String("qcl")) && entry.open(QIODevice::ReadOnly);
+}
+
+/// The text that @p chunk begins with, empty when there is none.
+QString readHeader(QIODevice &chunk)
+{
+    // The text is preceded by its size, which is not to be trusted.
+    QByteArray bytes = chunk.read(sizeof(quint32));
+    if (bytes.size() == sizeof(quint32)) {
+        const auto size = qFromBigEndian<quint32>(bytes.constData());
+        if (size <= maxHeaderSize)
+            bytes += chunk.read(size);
+    }
+    QDataStream stream(bytes);
+    stream.setVersion(QDataStream::Qt_5_6);
+    QString header;
+    stream >> header;
+    return header;
+}
+
+double orderOf(const QString &header)
+{
+    return header.split(QLatin1Char('-')).constFirst().toDouble();
+}
+
+/// "drive" for "/logs/drive.zip"
+QString baseName(const QString &zipPath)
+{
+    QString name = zipPath.section(QLatin1Char('/'), -1);
+    return name.remove(QLatin1String(".zip"));
+}
+
+/// Calls @p visit(entry) for the data chunks among @p names, in order, each opened for reading; until it returns false.
+template <typename Visit>
+void visitChunks(QuaZip &archive, const QMap<double, QString> &names, Visit visit)
+{
+    // QuaZip looks a name up in what it has come across, and searches no further than an entry without a name.
+    for (bool more = archive.goToFirstFile(); more; more = archive.goToNextFile())
+        archive.getCurrentFileName();
+    for (const QString &name : names) {
+        if (!archive.setCurrentFile(name, QuaZip::csSensitive))
+            continue;
+        QuaZipFile entry(&archive);
+        if (openChunk(entry) && !visit(entry))
+            return;
+    }
+}
+
+enum class Copy {
+    Complete,
+    Damaged,     ///< the entry cannot be read to its end, or is not what its checksum says
+    NotWritable, ///< the target takes no more
+};
+
+/// Copies the rest of @p entry, after @p firstBlock that was read from it already, to @p target, and closes it.
+Copy copyEntry(QuaZipFile &entry, QIODevice &target, QByteArray firstBlock = {})
+{
+    const qint64 size = entry.usize();
+    qint64 done = 0;
+    for (QByteArray block = firstBlock.isEmpty() ? entry.read(copyBlockSize) : firstBlock; !block.isEmpty();
+         block = entry.read(copyBlockSize)) {
+        if (target.write(block) != block.size())
+            return Copy::NotWritable;
+        done += block.size();
+    }
+    entry.close(); // only now is the checksum known
+    return done == size && entry.getZipError() == UNZ_OK ? Copy::Complete : Copy::Damaged;
+}
+
+/// Calls @p read(stream) on a copy of @p entry in a temporary file, so that the store can go to and fro in it. A
+/// damaged entry is passed over. False when the file cannot be written.
+template <typename Read>
+bool readFromTemporaryFile(QuaZipFile &entry, Read read)
+{
+    QTemporaryFile file;
+    if (!file.open())
+        return false;
+    switch (copyEntry(entry, file)) {
+    case Copy::Complete:
+        break;
+    case Copy::Damaged:
+        return true;
+    case Copy::NotWritable:
+        return false;
+    }
+    if (!file.flush() || file.error() != QFileDevice::NoError || !file.seek(0))
+        return false;
+    QDataStream stream(&file);
+    read(stream);
+    return true;
+}
+
+/// Whether @p name can only stand for something inside the folder that it is put behind.
+bool staysInside(const QString &name)
+{
+    const bool hasDrive = name.size() > 1 && name.at(1) == QLatin1Char(':') && name.at(0).isLetter();
+    return !hasDrive && !name.startsWith(QLatin1Char('/')) && !name.contains(QLatin1Char('\\'))
+           && !name.contains(QChar(QChar::Null)) && !name.split(QLatin1Char('/')).contains(QLatin1String(".."));
+}
+
+/// Whether @p path is free to be written and not led out of @p folder by a link on the way.
+bool isFreeInside(const QString &path, const QDir &folder)
+{
+    const QFileInfo info(path);
+    if (info.exists() || info.isSymLink())
+        return false;
+    const QString parent = info.dir().canonicalPath();
+    const QString top = folder.canonicalPath();
+    return parent.isEmpty() || parent == top || parent.startsWith(top + QLatin1Char('/'));
+}
+
+/// Unpacks @p entry into @p folder and tells the store. False, with the store's error text set, when the file cannot
+/// be written; an entry that is damaged or has no place in the folder is passed over.
+bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, const QPointer<DatachunkHandler> &store)
+{
+    const QString name = entry.getActualFileName();
+    const QString path = folder.absolutePath() + QLatin1Char('/') + name;
+    if (!staysInside(name) || !isFreeInside(path, folder))
+        return true;
+
+    QString header;
+    QFile target(path);
+    if (target.open(QIODevice::ReadWrite | QIODevice::NewOnly)) {
+        QByteArray firstBlock = entry.read(copyBlockSize);
+        QBuffer beginning(&firstBlock);
+        beginning.open(QIODevice::ReadOnly);
+        header = readHeader(beginning);
+        const Copy copy = copyEntry(entry, target, firstBlock);
+        if (copy == Copy::Damaged) {
+            target.remove();
+            return true;
+        }
+        if (copy == Copy::NotWritable || !target.flush() || target.error() != QFileDevice::NoError) {
+            if (store)
+                store->setLastErrorText(CANLogHandler::tr("Cannot write %1").arg(path));
+            return false;
+        }
+        target.close();
+    }
+    if (store)
+        store->notifyNewZippedFile(header, path, folder, zipPath);
+    return true;
+}
+
+} // namespace
+
+void CANLogHandler::sortZipFile(QString zipPath, QMap<double, QString> &entries)
+{
+    QuaZip archive(zipPath);
+    if (!archive.open(QuaZip::mdUnzip))
+        return;
+    for (bool more = archive.goToFirstFile(); more; more = archive.goToNextFile()) {
+        QuaZipFile entry(&archive);
+        if (!openChunk(entry))
+            continue;
+        const QString header = readHeader(entry);
+        if (entry.getZipError() == UNZ_OK)
+            entries.insert(orderOf(header), entry.getActualFileName());
+    }
+}
+
+void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, unsigned int &messageCount)
+{
+    QMap<double, QString> names;
+    sortZipFile(zipPath, names);
+    entryCount = static_cast<unsigned short>(names.size());
+    QuaZip archive(zipPath);
+    if (names.isEmpty() || !archive.open(QuaZip::mdUnzip))
+        return;
+    visitChunks(archive, names, [&](QuaZipFile &entry) {
+        return readFromTemporaryFile(entry, [&](QDataStream &stream) {
+            if (pDatachunkHandler)
+                messageCount += pDatachunkHandler->getMsgCountFromQclStream(stream);
+        });
+    });
+}
+
+bool CANLogHandler::loadZipFile(QString zipPath)
+{
+    if (!pDatachunkHandler)
+        return false;
+    const QString folderName = QFileInfo(zipPath).fileName();
+    QDir folder = pDatachunkHandler->getDataChunkLocation();
+    // A folder of that name was unpacked from this archive before.
+    if (!folder.cd(folderName)) {
+        QMap<double, QString> names;
+        sortZipFile(zipPath, names);
+        QuaZip archive(zipPath);
+        if (!archive.open(QuaZip::mdUnzip)) {
+            if (pDatachunkHandler)
+                pDatachunkHandler->setLastErrorText(tr("Invalid zip file"));
+            return false;
+        }
+        if (!folder.mkdir(folderName) || !folder.cd(folderName)) {
+            lastErrorText = tr("Cannot create directory");
+            return false;
+        }
+        bool ok = true;
+        visitChunks(archive, names, [&](QuaZipFile &entry) {
+            ok = unpackChunk(entry, folder, zipPath, pDatachunkHandler);
+            return ok;
+        });
+        if (!ok) {
+            folder.removeRecursively(); // or half an archive would count as unpacked
+            return false;
+        }
+    }
+    if (pDatachunkHandler)
+        pDatachunkHandler->notifyZipFileLoaded(folderName);
+    return true;
+}
+
+bool CANLogHandler::loadZipMerged(QString zipPath)
+{
+    QMap<double, QString> names;
+    sortZipFile(zipPath, names);
+    if (pDatachunkHandler)
+        pDatachunkHandler->setImportStarted();
+
+    QuaZip archive(zipPath);
+    const bool isOpen = archive.open(QuaZip::mdUnzip);
+    bool ok = isOpen;
+    if (isOpen) {
+        visitChunks(archive, names, [&](QuaZipFile &entry) {
+            const bool written = readFromTemporaryFile(entry, [&](QDataStream &stream) {
+                bool isFd = false;
+                ok = pDatachunkHandler && pDatachunkHandler->parseQCLStream(stream, isFd);
+                if (ok && pDatachunkHandler)
+                    pDatachunkHandler->notifyFdMessage(isFd);
+            });
+            if (!written) {
+                ok = false;
+                if (pDatachunkHandler)
+                    pDatachunkHandler->setLastErrorText(tr("Cannot write a temporary file"));
+            }
+            return written;
+        });
+        if (pDatachunkHandler)
+            pDatachunkHandler->notifyZipFileLoaded(baseName(zipPath));
+    }
+    // The store sees a native import without a path; the request's own finish notice follows from loadFile(). Hosts
+    // count on both.
+    if (pDatachunkHandler)
+        pDatachunkHandler->setImportFinished(ok, DatachunkHelper::QclFile, QString(), false);
+    return ok;
+}
