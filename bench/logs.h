@@ -6,6 +6,7 @@
 /// One kind of log that the benchmarks write for themselves and the way our library reads it.
 struct BenchFormat {
     const char *name;
+    QByteArray header;             ///< lines before the first frame
     QByteArray (*line)(int frame); ///< the frame of that number as one line, with its end
     bool (*read)(class CANLogHandler &handler, const QString &path);
 };

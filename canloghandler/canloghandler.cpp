@@ -31,8 +31,22 @@ constexpr Loader loaders[] = {
          const QPointer<DatachunkHandler> store = handler.getPDatachunkHandler();
          return store && store->loadQclFile(request.path);
      }},
+    {DatachunkHelper::NorvikTxt, true,
+     [](CANLogHandler &handler, const Request &request) { return handler.loadNorvikTxtFile(request.path); }},
     {DatachunkHelper::SocketCanDump, true,
      [](CANLogHandler &handler, const Request &request) { return handler.loadSocketCanDump(request.path); }},
+    {DatachunkHelper::KvaserTxtLog, true,
+     [](CANLogHandler &handler, const Request &request) { return handler.loadKvaserTxtLog(request.path); }},
+    {DatachunkHelper::KvaserCanKingLog, true,
+     [](CANLogHandler &handler, const Request &request) { return handler.loadKvaserCanKingLog(request.path); }},
+    {DatachunkHelper::VectorAscLog, true,
+     [](CANLogHandler &handler, const Request &request) { return handler.loadVectorAscLog(request.path); }},
+    {DatachunkHelper::VectorAscLogWithoutBitcount, true,
+     [](CANLogHandler &handler, const Request &request) {
+         return handler.loadVectorAscLogWithoutBitcount(request.path);
+     }},
+    {DatachunkHelper::WiresharkCsv, true,
+     [](CANLogHandler &handler, const Request &request) { return handler.loadWiresharkCSV(request.path); }},
 };
 
 const Loader *loaderFor(ImportFileType type)

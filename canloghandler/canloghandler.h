@@ -52,7 +52,14 @@ public:
      * batch, which may be empty, and returns false when the file cannot be opened.
      * @{
      */
+    bool loadNorvikTxtFile(QString path);
     bool loadSocketCanDump(QString path);
+    bool loadKvaserTxtLog(QString path);
+    /// False also when the file cannot be read twice or when a line is cut short; the batch at hand is lost then.
+    bool loadKvaserCanKingLog(QString path);
+    bool loadVectorAscLog(QString path);
+    bool loadVectorAscLogWithoutBitcount(QString path);
+    bool loadWiresharkCSV(QString path);
     /** @} */
 
     /**

@@ -27,6 +27,11 @@ void MessageBatch::commit(const QString &note)
     if (!note.isEmpty())
         notes.insert(nextIndex, note);
     ++nextIndex;
+    commitNumbered();
+}
+
+void MessageBatch::commitNumbered()
+{
     if (++used == batchSize)
         deliver();
 }

@@ -19,6 +19,8 @@ public:
     CAN::CanRxMessage &next();
     /// Takes the message of next() into the batch under the next number, with @p note unless that is empty.
     void commit(const QString &note = {});
+    /// The same for a format with numbers of its own: the message keeps the messageIndex it was given.
+    void commitNumbered();
     /// The final delivery.
     void finish();
 

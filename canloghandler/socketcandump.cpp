@@ -1,8 +1,7 @@
 #include "canloghandler/canloghandler.h"
+#include "canloghandler/framefields.h"
 #include "canloghandler/messagebatch.h"
-#include "common/text/fields.h"
 #include "common/text/linereader.h"
-#include "common/text/numbers.h"
 
 #include <QFile>
 
@@ -19,25 +18,6 @@
 
 namespace
 {
-
-/// "[8]" without its brackets, wherever they stand; likewise "(12.5)". @p scratch holds the text when it is not one
-/// piece of @p field.
-QStringView withoutBrackets(QStringView field, QChar open, QChar close, QString &scratch)
-{
-    while (field.startsWith(open) || field.startsWith(close))
-        field = field.mid(1);
-    while (field.endsWith(open) || field.endsWith(close))
-        field.chop(1);
-    bool hasMore = false;
-    for (const QChar c : field)
-        hasMore |= c == open || c == close;
-    if (!hasMore)
-        return field;
-    scratch = field.toString();
-    scratch.remove(open);
-    scratch.remove(close);
-    return scratch;
-}
 
 class CandumpLine
 {
@@ -127,7 +107,7 @@ private:
         const QStringView field = fields[0];
         const bool isBracketed = field.startsWith(QLatin1Char('(')) && field.endsWith(QLatin1Char(')'));
         if (!isBracketed || !readPlainSeconds(field.mid(1).chopped(1), message.timeStamp))
-            message.timeStamp = readSeconds(withoutBrackets(field, QLatin1Char('('), QLatin1Char(')'), scratch));
+            message.timeStamp = readSeconds(without(field, QLatin1Char('('), QLatin1Char(')'), scratch));
     }
 
     static void readId(QStringView field, CAN::CanRxMessage &message)
@@ -140,10 +120,8 @@ private:
     /// above the 64 bytes that a message holds.
     void readPayload(int lengthField, CAN::CanRxMessage &message)
     {
-        message.dlc = readByte(withoutBrackets(fields[lengthField], QLatin1Char('['), QLatin1Char(']'), scratch), 10);
-        const int count = std::min({fields.count() - lengthField - 1, int(message.dlc), int(sizeof message.data)});
-        for (int i = 0; i < count; ++i)
-            message.data[i] = readByte(fields[lengthField + 1 + i], 16);
+        message.dlc = readByte(without(fields[lengthField], QLatin1Char('['), QLatin1Char(']'), scratch), 10);
+        readDataBytes(fields, lengthField + 1, message.dlc, 16, message);
     }
 
     Fields fields;

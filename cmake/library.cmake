@@ -25,7 +25,12 @@ target_link_libraries(CANLogHandlerInternals PUBLIC Qt5::Core)
 add_library(CANLogHandler SHARED
   common/datachunkhandler.cpp
   canloghandler/canloghandler.cpp
+  canloghandler/kvasercankinglog.cpp
+  canloghandler/kvasertxtlog.cpp
+  canloghandler/norviktxtfile.cpp
   canloghandler/socketcandump.cpp
+  canloghandler/vectorasclog.cpp
+  canloghandler/wiresharkcsv.cpp
   canloghandler/ziploading.cpp
   canloghandler/zipwriting.cpp
   ${public_headers}

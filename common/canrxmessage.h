@@ -40,6 +40,8 @@ namespace CAN
 {
 
 inline constexpr quint32 maxStandardId = 0x7FF; ///< the highest identifier of 11 bits
+/// The identifier by which the loaders mark an error frame. It is above 29 bits, so no frame has it.
+inline constexpr quint32 errorFrameId = 0xFFFF00EF;
 
 /**
  * One recorded CAN frame: a plain value of fixed layout, copied freely. All fields are zero or false at first.

@@ -1,5 +1,6 @@
 // Imports any bytes as a file of type FUZZ_FILE_TYPE and checks what the store is told: batches of 100000 messages and
-// one final delivery, notes that belong to messages, start and finish in their places.
+// one final delivery, notes that belong to messages, start and finish in their places, and nothing that is not the
+// format's business.
 
 #include "canloghandler/canloghandler.h"
 #include "host/store/streamstore.h"
@@ -11,6 +12,11 @@
 
 namespace
 {
+
+constexpr auto type = DatachunkHelper::ImportFileType(FUZZ_FILE_TYPE);
+constexpr bool bringsNumbers = type == DatachunkHelper::WiresharkCsv;
+constexpr bool makesNotes = type == DatachunkHelper::VectorAscLog || type == DatachunkHelper::NorvikTxt;
+constexpr bool mayStop = type == DatachunkHelper::KvaserCanKingLog;
 
 void require(bool holds)
 {
@@ -30,16 +36,30 @@ public:
                              const QMap<unsigned int, QString> &notes) override
     {
         require(started && !finished && !finalDelivery);
+        require(messages.size() <= batchSize);
         finalDelivery = messages.size() != batchSize;
+        const quint32 first = count;
         for (const CAN::CanRxMessage &message : messages)
-            require(message.messageIndex == count++);
+            require(message.messageIndex == count++ || bringsNumbers);
+        require(notes.isEmpty() || makesNotes);
         for (auto note = notes.cbegin(); note != notes.cend(); ++note)
-            require(note.key() < count);
+            require(note.key() >= first && note.key() < count && !note.value().isEmpty());
+    }
+    void addMessageNoteToLastMessage(QString note) override
+    {
+        require(type == DatachunkHelper::VectorAscLog && finalDelivery && !finished && !note.isEmpty());
+    }
+    void notifyFdMessage(bool fdSeen) override
+    {
+        require(type == DatachunkHelper::VectorAscLogWithoutBitcount || (bringsNumbers && fdSeen));
+        require(finalDelivery && !finished && !fdNotified);
+        fdNotified = true;
     }
     void setImportFinished(bool success, DatachunkHelper::ImportFileType, QString, bool flag) override
     {
         require(started && !finished && flag);
-        require(!success || finalDelivery);
+        require(success == finalDelivery && (success || mayStop));
+        require(fdNotified || type != DatachunkHelper::VectorAscLogWithoutBitcount);
         finished = true;
     }
 
@@ -47,6 +67,7 @@ public:
     quint32 count = 0;
     bool started = false;
     bool finalDelivery = false;
+    bool fdNotified = false;
     bool finished = false;
 };
 
@@ -63,7 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     ProtocolStore store;
     QPointer<DatachunkHandler> pointer(&store);
     CANLogHandler handler(pointer);
-    handler.loadFile(file.fileName(), DatachunkHelper::ImportFileType(FUZZ_FILE_TYPE), {}, false);
+    handler.loadFile(file.fileName(), type, {}, false);
     require(store.finished);
     return 0;
 }

@@ -40,6 +40,8 @@ private Q_SLOTS:
     void importAddsToTheStore();
     void importOfTheExample();
     void exampleIsReproducible();
+    void exampleOfEachFormat_data();
+    void exampleOfEachFormat();
     void typeIsTakenByNumberAndName_data();
     void typeIsTakenByNumberAndName();
     void importOfAChunkFile();
@@ -234,6 +236,8 @@ void TestCanlog::formats()
         lines.contains("   1  QclFile                      qcl             .qcl    one data-chunk file of a store"));
     QVERIFY(lines.contains(
         "  11  SocketCanDump                candump         .log    SocketCAN candump, screen or log-file form"));
+    QVERIFY(lines.contains("  15  VectorAscLogWithoutBitcount  asc-nobitcount  .asc    "
+                           "Vector ASC log without bit counts, CAN FD included"));
 }
 
 void TestCanlog::wrongUsage_data()
@@ -423,6 +427,54 @@ void TestCanlog::exampleIsReproducible()
     QVERIFY(example.open(QIODevice::ReadOnly));
     QVERIFY(again.open(QIODevice::ReadOnly));
     QVERIFY(example.readAll() == again.readAll());
+}
+
+void TestCanlog::exampleOfEachFormat_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("start");
+    QTest::addColumn<QByteArray>("end");
+    // Each holds the first 24 frames of the drive as far as its format can, and what else is special to the format.
+    QTest::newRow("kvaser") << QStringLiteral("drive-kvaser.txt") << QByteArray("KvaserTxtLog, 24 messages, ")
+                            << QByteArray("CAN FD: no, 0 notes");
+    QTest::newRow("canking") << QStringLiteral("drive-canking.txt") << QByteArray("KvaserCanKingLog, 24 messages, ")
+                             << QByteArray("CAN FD: no, 0 notes");
+    QTest::newRow("asc") << QStringLiteral("drive.asc") << QByteArray("VectorAscLog, 25 messages, ")
+                         << QByteArray("CAN FD: no, 3 notes");
+    QTest::newRow("asc-nobitcount") << QStringLiteral("drive-nobitcount.asc")
+                                    << QByteArray("VectorAscLogWithoutBitcount, 26 messages, ")
+                                    << QByteArray("CAN FD: yes, 0 notes");
+    QTest::newRow("wireshark") << QStringLiteral("drive-wireshark.csv") << QByteArray("WiresharkCsv, 20 messages, ")
+                               << QByteArray("CAN FD: yes, 0 notes");
+    QTest::newRow("norvik") << QStringLiteral("drive-norvik.txt") << QByteArray("NorvikTxt, 27 messages, ")
+                            << QByteArray("CAN FD: yes, 3 notes");
+}
+
+void TestCanlog::exampleOfEachFormat()
+{
+    QFETCH(QString, file);
+    QFETCH(QByteArray, start);
+    QFETCH(QByteArray, end);
+    const QString example = QStringLiteral(CANLOG_EXAMPLES "/") + file;
+    const QString type = QString::fromUtf8(QTest::currentDataTag());
+    const Outcome imported = canlog({QStringLiteral("import"), QStringLiteral("--type"), type, example});
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.status, 0);
+    const QByteArray begin = example.toUtf8() + ": " + start;
+    QVERIFY2(imported.out.startsWith(begin), imported.out.constData());
+    QVERIFY2(imported.out.endsWith(end + ", stored in canlog-store\n"), imported.out.constData());
+
+    // A log shows the same messages by itself as out of a store.
+    const Outcome shown = canlog({QStringLiteral("show"), QStringLiteral("--type"), type, example});
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.status, 0);
+    const auto rowsOf = [](const QByteArray &table) {
+        QList<QByteArray> rows;
+        for (const QByteArray &row : table.split('\n'))
+            rows.append(row.simplified());
+        return rows;
+    };
+    QCOMPARE(rowsOf(shown.out), rowsOf(canlog(words("show")).out));
 }
 
 void TestCanlog::typeIsTakenByNumberAndName_data()

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void splitsAtASeparator_data();
     void splitsAtASeparator();
     void agreesWithQtOnRandomText();
+    void agreesWithQtOnTextOfAnyLength();
     void knowsTheWhiteSpaceOfQt();
     void readsAbsentFieldsAsEmpty();
     void removesTheLastField();
@@ -113,6 +114,29 @@ void FieldsTest::agreesWithQtOnRandomText()
     Fields fields;
     for (int round = 0; round < 50000; ++round) {
         const QString text = randomText(random);
+        fields.splitAtBlanks(text);
+        QCOMPARE(listOf(fields), text.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts));
+        fields.split(text, QLatin1Char(','), Fields::KeepEmpty);
+        QCOMPARE(listOf(fields), text.split(QLatin1Char(','), Qt::KeepEmptyParts));
+        fields.split(text, QLatin1Char(','), Fields::SkipEmpty);
+        QCOMPARE(listOf(fields), text.split(QLatin1Char(','), Qt::SkipEmptyParts));
+    }
+}
+
+void FieldsTest::agreesWithQtOnTextOfAnyLength()
+{
+    // Around the places where a line is cut into blocks and groups.
+    QRandomGenerator random(11);
+    Fields fields;
+    for (int round = 0; round < 20000; ++round) {
+        const QString more = random.bounded(4) == 0 ? unicode({0x2003}) : QString();
+        const int length = random.bounded(280);
+        const int density = 1 + random.bounded(12);
+        QString text = more;
+        while (text.size() < length)
+            text.append(random.bounded(density) != 0 ? QLatin1Char('x')
+                        : random.bounded(2)          ? QLatin1Char(' ')
+                                                     : QLatin1Char(','));
         fields.splitAtBlanks(text);
         QCOMPARE(listOf(fields), text.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts));
         fields.split(text, QLatin1Char(','), Fields::KeepEmpty);

@@ -30,6 +30,7 @@ private Q_SLOTS:
     void numbersMessagesAcrossBatches();
     void handsOutEmptyMessagesAlways();
     void forgetsMessagesThatWereNotCommitted();
+    void keepsNumbersThatMessagesBring();
     void leavesAloneWhatTheStoreKeeps();
     void deliversNotesWithTheirBatch();
     void survivesAStoreDeletedByADelivery();
@@ -119,6 +120,24 @@ void MessageBatchTest::forgetsMessagesThatWereNotCommitted()
     QCOMPARE(store.messages().size(), 1);
     QCOMPARE(store.messages().constFirst().id, 2U);
     QCOMPARE(store.messages().constFirst().messageIndex, 0U);
+}
+
+void MessageBatchTest::keepsNumbersThatMessagesBring()
+{
+    RecordingStore store;
+    const QPointer<DatachunkHandler> pointer(&store);
+    MessageBatch batch(pointer);
+    for (int i = 0; i < batchSize + 2; ++i) {
+        batch.next().messageIndex = 7 * quint32(i) + 1;
+        batch.commitNumbered();
+    }
+    batch.finish();
+    QCOMPARE(store.batchSizes(), (QVector<int>{batchSize, 2}));
+    const Frames messages = store.messages();
+    for (int i = 0; i < messages.size(); ++i) {
+        if (messages.at(i).messageIndex != 7 * quint32(i) + 1)
+            QFAIL(qPrintable(QStringLiteral("message %1").arg(i)));
+    }
 }
 
 void MessageBatchTest::leavesAloneWhatTheStoreKeeps()

@@ -90,7 +90,25 @@ QStringList oddNumbers()
                              "-x1",
                              "-0x1",
                              "+0x1",
-                             "0x-1"})
+                             "0x-1",
+                             "0X",
+                             "0x0x1",
+                             "00x1",
+                             "0xABCDEF01",
+                             "x",
+                             "=",
+                             "1=",
+                             "Rx",
+                             "d",
+                             "ID",
+                             "0xID",
+                             "BitCount",
+                             "Length",
+                             "inf",
+                             "nan",
+                             "1.123456789",
+                             "1.999999999",
+                             "1.1234567890"})
         list.append(QString::fromLatin1(text));
     list << unicode({0}) << unicode({'1', 0}) << unicode({0, '1'}) << unicode({'1', 0, '2'})          // NUL
          << unicode({0x661, 0x662}) << unicode({0x967}) << unicode({0xFF11}) << unicode({'1', 0x662}) // other digits

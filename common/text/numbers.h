@@ -58,14 +58,17 @@ inline qsizetype readHexPairs(QStringView text, quint8 *data)
 }
 
 /// One byte: the low 8 bits of the number.
-inline quint8 readByte(QStringView text, int base)
+inline quint8 readByte(QStringView text, int base, bool *ok = nullptr)
 {
     // Nearly all numbers in a log are two hexadecimal digits: taking them here saves a call for each, a quarter of the
     // time of a line.
     quint8 value = 0;
-    if (base == 16 && text.size() == 2 && readHexPairs(text, &value) == 1)
+    if (base == 16 && text.size() == 2 && readHexPairs(text, &value) == 1) {
+        if (ok)
+            *ok = true;
         return value;
-    return quint8(readUnsigned(text, base));
+    }
+    return quint8(readUnsigned(text, base, ok));
 }
 
 /**

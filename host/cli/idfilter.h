@@ -5,8 +5,7 @@
 #include <QString>
 #include <QVector>
 
-/// The identifier by which the loaders mark an error frame. It is above 29 bits, so no frame has it.
-constexpr quint32 errorFrameId = 0xFFFF00EF;
+using CAN::errorFrameId;
 
 /**
  * Chooses messages by identifier, written as the table shows them: up to three hexadecimal digits stand for a standard

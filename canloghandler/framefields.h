@@ -1,0 +1,71 @@
+#pragma once
+
+#include "common/text/fields.h"
+#include "common/text/numbers.h"
+
+#include <QString>
+
+#include <algorithm>
+
+// How the fields of a frame are read in several line formats.
+
+/// Whether @p character is in a short @p field: a search by Qt costs 10 ns at the least.
+inline bool holds(QStringView field, QChar character)
+{
+    return std::find(field.begin(), field.end(), character) != field.end();
+}
+
+/// @p field without any @p open and @p close, wherever they stand: "[8]" is "8". @p scratch holds the text when it is
+/// not one piece of @p field.
+inline QStringView without(QStringView field, QChar open, QChar close, QString &scratch)
+{
+    while (field.startsWith(open) || field.startsWith(close))
+        field = field.mid(1);
+    while (field.endsWith(open) || field.endsWith(close))
+        field.chop(1);
+    ushort more = 0;
+    for (const QChar c : field)
+        more |= ushort((c == open) | (c == close));
+    if (!more)
+        return field;
+    scratch = field.toString();
+    scratch.remove(open);
+    scratch.remove(close);
+    return scratch;
+}
+
+inline QStringView without(QStringView field, QChar character, QString &scratch)
+{
+    return without(field, character, character, scratch);
+}
+
+/**
+ * The length where some lines have one more column before it: @p column when that is a decimal number, otherwise the
+ * next one, in base @p nextBase. Returns the column that was taken for the length.
+ *
+ * The length is kept as it is written, even above the 64 bytes that a message holds.
+ */
+inline int readLength(const Fields &fields, int column, CAN::CanRxMessage &message, int nextBase = 10)
+{
+    bool ok = false;
+    message.dlc = readByte(fields[column], 10, &ok);
+    if (ok)
+        return column;
+    message.dlc = readByte(fields[column + 1], nextBase);
+    return column + 1;
+}
+
+/// The payload from column @p first on, one byte a column: @p count bytes, as far as the line and a message have room
+/// for them.
+inline void readDataBytes(const Fields &fields, int first, int count, int base, CAN::CanRxMessage &message)
+{
+    count = std::min({count, fields.count() - first, int(sizeof message.data)});
+    for (int i = 0; i < count; ++i)
+        message.data[i] = readByte(fields[first + i], base);
+}
+
+/// The payload of a line whose columns from @p first to the last are bytes, whatever the length says.
+inline void readDataBytes(const Fields &fields, int first, int base, CAN::CanRxMessage &message)
+{
+    readDataBytes(fields, first, fields.count(), base, message);
+}

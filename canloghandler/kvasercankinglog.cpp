@@ -1,0 +1,94 @@
+#include "canloghandler/canloghandler.h"
+#include "canloghandler/framefields.h"
+#include "canloghandler/messagebatch.h"
+#include "common/text/linereader.h"
+
+#include <QFile>
+#include <QTextStream>
+
+#include <algorithm>
+
+// Logs saved by the monitor Kvaser CanKing, one frame a line: channel (not read), identifier, a flag on some lines,
+// length, data, time, direction (not read). Nothing says whether numbers are hexadecimal.
+//
+//   Chn Identifier Flg   DLC  Data
+//    0    0CF00400 X       8  F1  7D  7D  00  19  00  FF  FF     0.002100    R
+//    0    000000F1         4  00  00  00  00                     0.002900    R
+//    0    000007E8 R       0                                     0.011441    R
+
+namespace
+{
+
+/// The base of identifiers and data: 16 as soon as one of the letters a to f comes up in the first million characters,
+/// be it in the heading. CanKing writes hexadecimal digits in upper case, and in a log without the heading those do not
+/// tell: it is read as decimal.
+int detectRadix(QFile &file)
+{
+    constexpr qint64 charactersLookedAt = 1024 * 1024;
+    const QString start = QTextStream(&file).read(charactersLookedAt);
+    const auto isHexLetter = [](QChar c) { return c >= QLatin1Char('a') && c <= QLatin1Char('f'); };
+    return std::any_of(start.begin(), start.end(), isHexLetter) ? 16 : 10;
+}
+
+enum class LineKind { Frame, Other, CutShort };
+
+class CanKingLine
+{
+public:
+    explicit CanKingLine(int numberRadix)
+        : radix(numberRadix)
+    {
+    }
+
+    /// Reads one line into @p message, which must be empty.
+    LineKind read(QStringView line, CAN::CanRxMessage &message)
+    {
+        // Columns are set with blanks; a tab is part of one.
+        fields.split(line, QLatin1Char(' '), Fields::SkipEmpty);
+        // Headings, but also frames that have neither flag nor data.
+        if (fields.count() <= 5)
+            return LineKind::Other;
+        message.id = readUnsigned(fields[1], radix);
+        const int length = readLength(fields, 2, message, 0);
+        message.isExtended = length == 3 && holds(fields[2], QLatin1Char('X'));
+        // Time and direction count as data here: a line that lacks them alone passes, and they are read twice.
+        if (fields.count() <= length + message.dlc)
+            return LineKind::CutShort;
+        readDataBytes(fields, length + 1, message.dlc, radix, message);
+        message.timeStamp = readSeconds(fields[fields.count() - 2]);
+        return LineKind::Frame;
+    }
+
+private:
+    Fields fields;
+    int radix;
+};
+
+} // namespace
+
+bool CANLogHandler::loadKvaserCanKingLog(QString path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    CanKingLine line(detectRadix(file));
+    if (!file.seek(0))
+        return false; // a pipe: what the radix was found in is gone
+
+    LineReader reader(file);
+    MessageBatch batch(pDatachunkHandler);
+    while (reader.next()) {
+        switch (line.read(reader.line(), batch.next())) {
+        case LineKind::Frame:
+            batch.commit();
+            break;
+        case LineKind::Other:
+            break;
+        case LineKind::CutShort:
+            // The file was damaged or is still being written: whoever asks for it must not take it for whole.
+            return false;
+        }
+    }
+    batch.finish();
+    return true;
+}

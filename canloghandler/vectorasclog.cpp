@@ -1,0 +1,179 @@
+#include "canloghandler/canloghandler.h"
+#include "canloghandler/framefields.h"
+#include "canloghandler/messagebatch.h"
+#include "common/text/linereader.h"
+#include "common/text/mark.h"
+
+#include <QFile>
+
+#include <utility>
+
+// ASC logs of Vector's tools, in two forms: with the statistics of each frame at the end of its line, and without them,
+// where frames stand between two marks and may be CAN FD frames.
+//
+//   date Tue May 21 09:40:12.000 am 2024
+//   base hex  timestamps absolute
+//   Begin Triggerblock Tue May 21 09:40:12.000 am 2024
+//      0.002470 1  123             Rx   d 2 AA BB  Length = 246000 BitCount = 64 ID = 291
+//      0.002710 1  18FEF100x       Rx   d 2 AA BB
+//      0.003510 CANFD   1 Rx        1a0  1 0 9 12 00 01 02 03 04 05 06 07 08 09 0a 0b   0 0
+//   End TriggerBlock
+//
+// All numbers but times and lengths are hexadecimal, the channel too. The direction is not read.
+
+namespace
+{
+
+constexpr Mark bitCount(u"BitCount");
+constexpr Mark canFd(u"CANFD");
+// The tools do not agree on the case of the letters.
+constexpr Mark blockBegin(u"Begin Triggerblock", Qt::CaseInsensitive);
+constexpr Mark blockEnd(u"End TriggerBlock", Qt::CaseInsensitive);
+
+class AscLine
+{
+public:
+    /// Reads a line of the form with statistics into @p message, which must be empty. False when the line is no frame.
+    bool readWithBitCount(QStringView line, CAN::CanRxMessage &message)
+    {
+        if (!bitCount.isIn(line) || !split(line, 6))
+            return false;
+        readStart(1, 2, message);
+        message.isRemote = holds(tokens[4], QLatin1Char('r'));
+        // "d" for a data frame may stand before the length.
+        const int length = message.isRemote ? 4 : readLength(tokens, 4, message);
+        readData(length, message);
+        return true;
+    }
+
+    /// The same for a line of the other form.
+    bool readWithoutBitCount(QStringView line, CAN::CanRxMessage &message)
+    {
+        return canFd.isIn(line) ? readFd(line, message) : readClassic(line, message);
+    }
+
+private:
+    /// False when the line has fewer than @p wanted tokens or does not begin with a time.
+    bool split(QStringView line, int wanted)
+    {
+        tokens.splitAtBlanks(line);
+        return tokens.count() >= wanted && holds(tokens[0], QLatin1Char('.'));
+    }
+
+    bool readClassic(QStringView line, CAN::CanRxMessage &message)
+    {
+        if (!split(line, 4))
+            return false;
+        readStart(1, 2, message);
+        // Only where no direction stands before the letter, unlike in the other form: "Rx r" is a frame without data.
+        message.isRemote = tokens[3] == QLatin1Char('r');
+        if (message.isRemote)
+            return true;
+        const int length = readLength(tokens, 4, message);
+        if (length >= tokens.count())
+            return false;
+        readData(length, message);
+        return true;
+    }
+
+    /// Bit-rate switch and error state are not read; of the two lengths, code and bytes, the second.
+    bool readFd(QStringView line, CAN::CanRxMessage &message)
+    {
+        if (!split(line, 9))
+            return false;
+        readStart(2, 4, message);
+        message.isFd = true;
+        message.dlc = readByte(tokens[8], 10);
+        readDataBytes(tokens, 9, message.dlc, 16, message);
+        return true;
+    }
+
+    void readStart(int channel, int id, CAN::CanRxMessage &message)
+    {
+        message.timeStamp = readSeconds(tokens[0]);
+        message.channel = quint16(readUnsigned(tokens[channel], 16));
+        // "x" marks an extended identifier; the size of the number does not.
+        message.isExtended = tokens[id].endsWith(QLatin1Char('x'));
+        message.id = readUnsigned(message.isExtended ? without(tokens[id], QLatin1Char('x'), scratch) : tokens[id], 16);
+    }
+
+    /// What follows the length, but for the last token, is taken as data even beyond the length, statistics and all:
+    /// only the first `dlc` bytes are payload.
+    void readData(int length, CAN::CanRxMessage &message)
+    {
+        tokens.removeLast();
+        readDataBytes(tokens, length + 1, 16, message);
+    }
+
+    Fields tokens;
+    QString scratch;
+};
+
+/// The lines that are no frames, as a note for the frame that comes after them.
+class SkippedLines
+{
+public:
+    void append(QStringView line)
+    {
+        // A file of another kind has nothing but such lines: a note that fills the memory serves nobody.
+        if (note.size() > maxLength)
+            return;
+        note += QStringLiteral("Skipped line: ");
+        note += line;
+    }
+    QString take() { return std::exchange(note, {}); }
+
+private:
+    static constexpr int maxLength = 64 * 1024 * 1024;
+    QString note;
+};
+
+} // namespace
+
+bool CANLogHandler::loadVectorAscLog(QString path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+
+    LineReader reader(file);
+    AscLine line;
+    SkippedLines skipped;
+    MessageBatch batch(pDatachunkHandler);
+    while (reader.next()) {
+        if (line.readWithBitCount(reader.line(), batch.next()))
+            batch.commit(skipped.take());
+        else
+            skipped.append(reader.line());
+    }
+    batch.finish();
+    const QString rest = skipped.take();
+    if (!rest.isEmpty() && pDatachunkHandler)
+        pDatachunkHandler->addMessageNoteToLastMessage(rest);
+    return true;
+}
+
+bool CANLogHandler::loadVectorAscLogWithoutBitcount(QString path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+
+    LineReader reader(file);
+    AscLine line;
+    MessageBatch batch(pDatachunkHandler);
+    bool fdSeen = false;
+    while (reader.next() && !blockBegin.isIn(reader.line())) {
+    }
+    while (reader.next() && !blockEnd.isIn(reader.line())) {
+        CAN::CanRxMessage &message = batch.next();
+        if (!line.readWithoutBitCount(reader.line(), message))
+            continue;
+        fdSeen |= message.isFd;
+        batch.commit();
+    }
+    batch.finish();
+    if (pDatachunkHandler)
+        pDatachunkHandler->notifyFdMessage(fdSeen);
+    return true;
+}

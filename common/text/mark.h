@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QStringView>
+
+/**
+ * A text that tells some lines of a log from the others, such as "ErrorFrame". Most lines do not hold it, and those are
+ * passed over quickly, by the letter of it that is rarest in logs.
+ *
+ * The text must be a literal with one such letter at least; a constexpr mark without one does not compile.
+ */
+class Mark
+{
+public:
+    constexpr explicit Mark(QStringView mark, Qt::CaseSensitivity sensitivity = Qt::CaseSensitive)
+        : text(mark)
+        , caseSensitivity(sensitivity)
+        , rareAt(rarestLetter(mark))
+        , rare(mark[rareAt].unicode())
+    {
+    }
+
+    /// line.contains(text, caseSensitivity)
+    bool isIn(QStringView line) const
+    {
+        if (caseSensitivity == Qt::CaseSensitive)
+            return isIn(line, rare);
+        ushort found = 0;
+        for (const QChar c : line)
+            found |= ushort((c.unicode() | 0x20) == (rare | 0x20));
+        return found && (isIn(line, rare) || isIn(line, rare ^ 0x20));
+    }
+
+private:
+    /// Hexadecimal digits are everywhere in a log; k and s stand for more than two characters when case is ignored.
+    static constexpr qsizetype rarestLetter(QStringView mark)
+    {
+        for (const char16_t letter : u"qjzvwyupmohgltinrx") {
+            for (qsizetype i = 0; i < mark.size(); ++i) {
+                if ((mark[i].unicode() | 0x20) == letter)
+                    return i;
+            }
+        }
+        return -1;
+    }
+
+    bool isIn(QStringView line, int letter) const
+    {
+        for (qsizetype at = line.indexOf(QChar(letter)); at >= 0; at = line.indexOf(QChar(letter), at + 1)) {
+            if (at >= rareAt && line.size() - (at - rareAt) >= text.size()
+                && line.mid(at - rareAt, text.size()).compare(text, caseSensitivity) == 0)
+                return true;
+        }
+        return false;
+    }
+
+    QStringView text;
+    Qt::CaseSensitivity caseSensitivity;
+    qsizetype rareAt;
+    ushort rare;
+};
