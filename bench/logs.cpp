@@ -1,7 +1,5 @@
 #include "bench/logs.h"
 
-#include "canloghandler/canloghandler.h"
-
 #include <QFile>
 
 namespace
@@ -105,37 +103,112 @@ QByteArray norvikLine(int number)
     return seconds(frame, 0) + ' ' + hexId(frame) + " (8): " + hexBytes(frame, ' ') + " ;1;\n";
 }
 
+QByteArray milliseconds(const BenchFrame &frame)
+{
+    return QByteArray::number(frame.microseconds / 1000) + '.' + QByteArray::number(frame.microseconds / 100 % 10);
+}
+
+QByteArray id(const BenchFrame &frame)
+{
+    return QByteArray::number(frame.id, 16).rightJustified(4, '0').toUpper();
+}
+
+/// The columns of a PCAN trace before the type, in versions 1.2 and 1.3 with the bus.
+QByteArray traceStart(int number, const BenchFrame &frame, const char *bus)
+{
+    return QByteArray::number(number + 1).rightJustified(6) + ") " + milliseconds(frame).rightJustified(12) + bus;
+}
+
+QByteArray trace11Line(int number)
+{
+    const BenchFrame frame(number);
+    return traceStart(number, frame, "  Rx         ") + id(frame) + "  8  " + hexBytes(frame, ' ') + " \n";
+}
+
+QByteArray trace12Line(int number)
+{
+    const BenchFrame frame(number);
+    return traceStart(number, frame, " 1  Rx         ") + id(frame) + "  8  " + hexBytes(frame, ' ') + " \n";
+}
+
+QByteArray trace13Line(int number)
+{
+    const BenchFrame frame(number);
+    return traceStart(number, frame, " 1  Rx         ") + id(frame) + " -  8    " + hexBytes(frame, ' ') + " \n";
+}
+
+QByteArray trace20Line(int number)
+{
+    const BenchFrame frame(number);
+    return QByteArray::number(number + 1).rightJustified(7) + milliseconds(frame).rightJustified(14) + " DT     "
+           + id(frame) + " Rx 8  " + hexBytes(frame, ' ') + " \n";
+}
+
+QByteArray trace21Line(int number)
+{
+    const BenchFrame frame(number);
+    return QByteArray::number(number + 1).rightJustified(7) + milliseconds(frame).rightJustified(14) + " DT 1      "
+           + id(frame) + " Rx -  8    " + hexBytes(frame, ' ') + " \n";
+}
+
+/// Two digits, for the parts of a time of day.
+QByteArray two(long long number)
+{
+    return QByteArray::number(number).rightJustified(2, '0');
+}
+
+QByteArray clock(const BenchFrame &frame)
+{
+    const long long time = frame.microseconds / 1000;
+    return two(time / 3600000) + ':' + two(time / 60000 % 60) + ':' + two(time / 1000 % 60) + '.'
+           + QByteArray::number(time % 1000).rightJustified(3, '0');
+}
+
+QByteArray cocttLine(int number)
+{
+    const BenchFrame frame(number);
+    return QByteArray::number(number + 1).rightJustified(7, '0') + " : " + clock(frame) + " : Test CAN : 1 "
+           + QByteArray::number(frame.id, 16).toUpper() + " Rx DF 8 " + hexBytes(frame, ' ') + '\n';
+}
+
+QByteArray ixxatLine(int number)
+{
+    const BenchFrame frame(number);
+    return QByteArray::number(number + 1) + ",CAN1,\"" + clock(frame) + '.'
+           + QByteArray::number(frame.microseconds % 1000).rightJustified(3, '0') + "\",\"Std\",\""
+           + QByteArray::number(frame.id, 16).toUpper() + "\",\"8\",\"" + hexBytes(frame, ' ') + "\"\n";
+}
+
+QByteArray genericLine(int number)
+{
+    const BenchFrame frame(number);
+    return seconds(frame, 0) + " 1 " + QByteArray::number(frame.id, 16).toUpper() + " Rx d 8 " + hexBytes(frame, ' ')
+           + '\n';
+}
+
 } // namespace
 
 const QVector<BenchFormat> &benchFormats()
 {
+    using namespace DatachunkHelper;
     static const QVector<BenchFormat> formats{
-        {"candump log file",
-         {},
-         candumpLogLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadSocketCanDump(path); }},
-        {"candump screen",
-         {},
-         candumpScreenLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadSocketCanDump(path); }},
-        {"Kvaser text log", "Format of data field: HEX\nTrigger\n", kvaserTxtLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadKvaserTxtLog(path); }},
-        {"Kvaser CanKing", "Chn Identifier\n", canKingLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadKvaserCanKingLog(path); }},
-        {"Wireshark CSV", "No.,Time,Source,Destination,Protocol,Length,Info\n", wiresharkLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadWiresharkCSV(path); }},
-        {"Vector ASC",
-         {},
-         ascLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadVectorAscLog(path); }},
-        {"Vector ASC, no bit count", "Begin Triggerblock\n", ascLineWithoutBitCount,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadVectorAscLogWithoutBitcount(path); }},
-        {"Vector ASC, CAN FD", "Begin Triggerblock\n", ascFdLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadVectorAscLogWithoutBitcount(path); }},
-        {"Norvik",
-         {},
-         norvikLine,
-         [](CANLogHandler &handler, const QString &path) { return handler.loadNorvikTxtFile(path); }},
+        {"candump log file", candumpLogLine, SocketCanDump},
+        {"candump screen", candumpScreenLine, SocketCanDump},
+        {"Kvaser text log", kvaserTxtLine, KvaserTxtLog, "Format of data field: HEX\nTrigger\n"},
+        {"Kvaser CanKing", canKingLine, KvaserCanKingLog, "Chn Identifier\n"},
+        {"Wireshark CSV", wiresharkLine, WiresharkCsv, "No.,Time,Source,Destination,Protocol,Length,Info\n"},
+        {"Vector ASC", ascLine, VectorAscLog},
+        {"Vector ASC, no bit count", ascLineWithoutBitCount, VectorAscLogWithoutBitcount, "Begin Triggerblock\n"},
+        {"Vector ASC, CAN FD", ascFdLine, VectorAscLogWithoutBitcount, "Begin Triggerblock\n"},
+        {"Norvik", norvikLine, NorvikTxt},
+        {"PCAN trace 1.1", trace11Line, PeakTraceV11, ";$FILEVERSION=1.1\n", ' ', true},
+        {"PCAN trace 1.2", trace12Line, PeakTraceV12, ";$FILEVERSION=1.2\n", ' ', true},
+        {"PCAN trace 1.3", trace13Line, PeakTraceV13, ";$FILEVERSION=1.3\n", ' ', true},
+        {"PCAN trace 2.0", trace20Line, PeakTraceV20, ";$COLUMNS=N,O,T,I,d,l,D\n", ' ', true},
+        {"PCAN trace 2.1", trace21Line, PeakTraceV21, ";$COLUMNS=N,O,T,B,I,d,R,L,D\n", ' ', true},
+        {"CoCTT", cocttLine, CoCTTLog, {}, ' ', true},
+        {"Ixxat", ixxatLine, IxxatLog, "No,Bus,Time,Type,ID (hex),DLC,Data (hex)\n", ',', true},
+        {"generic", genericLine, GenericFile, {}, ' ', true},
     };
     return formats;
 }

@@ -1,14 +1,18 @@
 #pragma once
 
+#include "common/datachunkhelper.h"
+
 #include <QByteArray>
 #include <QVector>
 
-/// One kind of log that the benchmarks write for themselves and the way our library reads it.
+/// One kind of log that the benchmarks write for themselves and how it is read.
 struct BenchFormat {
     const char *name;
-    QByteArray header;             ///< lines before the first frame
     QByteArray (*line)(int frame); ///< the frame of that number as one line, with its end
-    bool (*read)(class CANLogHandler &handler, const QString &path);
+    DatachunkHelper::ImportFileType type;
+    QByteArray header = {};      ///< lines before the first frame
+    char separator = ' ';        ///< of the columns; the bytes in the last one have blanks between them
+    bool deliversAtOnce = false; ///< all messages in one list, not in batches
 };
 
 const QVector<BenchFormat> &benchFormats();

@@ -3,6 +3,8 @@
 //   floor   read the file, find the line ends, append a default record a line to a new list per batch, deliver
 //   plain   what one writes with Qt at first: readLine, simplified, split, toUInt of every field, append, deliver
 //
+// Both deliver in batches or all at once, as the reader does.
+//
 // Machines differ and are noisy, so only the ratios count; each time is the lowest of the repetitions.
 
 #include "bench/allocations.h"
@@ -21,6 +23,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <malloc.h>
 #include <string>
 
 namespace
@@ -50,7 +54,13 @@ private:
     long long allocationsAtFirstBatch = 0;
 };
 
-void readFloor(const QString &path, DatachunkHandler &store)
+/// How many messages @p format delivers together.
+int batchSizeOf(const BenchFormat &format)
+{
+    return format.deliversAtOnce ? std::numeric_limits<int>::max() : batchSize;
+}
+
+void readFloor(const BenchFormat &format, const QString &path, DatachunkHandler &store)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -63,7 +73,7 @@ void readFloor(const QString &path, DatachunkHandler &store)
         while ((at = static_cast<const char *>(std::memchr(at, '\n', std::size_t(end - at))))) {
             ++at;
             messages.append(CAN::CanRxMessage());
-            if (messages.size() == batchSize) {
+            if (messages.size() == batchSizeOf(format)) {
                 store.addImportedMessages(messages, {});
                 messages = {};
             }
@@ -72,7 +82,7 @@ void readFloor(const QString &path, DatachunkHandler &store)
     store.addImportedMessages(messages, {});
 }
 
-void readPlain(const QString &path, DatachunkHandler &store)
+void readPlain(const BenchFormat &format, const QString &path, DatachunkHandler &store)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -80,13 +90,16 @@ void readPlain(const QString &path, DatachunkHandler &store)
     QTextStream stream(&file);
     QList<CAN::CanRxMessage> messages;
     while (!stream.atEnd()) {
-        const QStringList fields = stream.readLine().simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        const QString line = stream.readLine().simplified();
+        QStringList fields = line.split(QLatin1Char(format.separator), Qt::SkipEmptyParts);
+        if (format.separator != ' ')
+            fields += fields.takeLast().split(QLatin1Char(' '), Qt::SkipEmptyParts);
         CAN::CanRxMessage message;
         bool ok = false;
-        for (const QString &field : fields)
+        for (const QString &field : qAsConst(fields))
             message.id += field.toUInt(&ok, 16);
         messages.append(message);
-        if (messages.size() == batchSize) {
+        if (messages.size() == batchSizeOf(format)) {
             store.addImportedMessages(messages, {});
             messages = {};
         }
@@ -94,6 +107,7 @@ void readPlain(const QString &path, DatachunkHandler &store)
     store.addImportedMessages(messages, {});
 }
 
+/// @p read must deliver @p messageCount messages.
 template <typename Read>
 void measure(const std::string &name, int messageCount, Read read)
 {
@@ -121,39 +135,62 @@ bool readWithLibrary(const BenchFormat &format, const QString &path, DatachunkHa
 {
     QPointer<DatachunkHandler> pointer(&store);
     CANLogHandler handler(pointer);
-    return format.read(handler, path);
+    return handler.importFile(path, format.type, QStringLiteral("t n i ? ? l d"), false);
 }
 
-/// Peak memory of this process in KiB; 0 where the system does not tell.
-long peakMemory()
+/// A figure in KiB that the system tells of this process, by its name; 0 where it does not.
+long memoryFigure(const QByteArray &name)
 {
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly))
         return 0;
     for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
+        if (line.startsWith(name + ':'))
+            return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
     }
     return 0;
 }
 
-/// How much more memory ten million lines take than one million.
+/// How much memory, in KiB, @p work takes at its peak.
+template <typename Work>
+long peakMemoryOf(Work work)
+{
+    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    malloc_trim(0); // what earlier work has given back is no memory of this one
+    const long before = memoryFigure("VmRSS");
+    if (!reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || reset.write("5") != 1)
+        return 0;
+    work();
+    return memoryFigure("VmHWM") - before;
+}
+
+/// In batches: how much more memory ten million lines take than one million. At once: how much a million frames take
+/// beyond what their list needs by itself.
 void printMemory(const QTemporaryDir &folder)
 {
-    const BenchFormat &format = benchFormats().first();
-    long peaks[2] = {};
-    for (int i = 0; i < 2; ++i) {
-        const int millions = i == 0 ? 1 : 10;
-        const QString path = folder.filePath(QStringLiteral("memory.log"));
-        CountingStore store;
-        if (!writeLog(format, path, millions * 1000000) || !readWithLibrary(format, path, store))
-            return;
-        peaks[i] = peakMemory();
-        std::printf("%s, %d million lines: %lld messages, peak memory of the process %ld KiB\n", format.name, millions,
-                    static_cast<long long>(store.count), peaks[i]);
-        QFile::remove(path);
+    const QString path = folder.filePath(QStringLiteral("memory.log"));
+    std::printf("%-20s %10s %14s\n", "format", "lines", "peak KiB");
+    const auto print = [](const char *name, int millions, long peak) {
+        std::printf("%-20s %8d e6 %14ld\n", name, millions, peak);
+    };
+    const long listAlone = peakMemoryOf([] {
+        QList<CAN::CanRxMessage> messages;
+        for (int i = 0; i < frameCount; ++i)
+            messages.append(CAN::CanRxMessage());
+    });
+    print("(the list alone)", 1, listAlone);
+    for (const BenchFormat &format : benchFormats()) {
+        for (const int millions : {1, 10}) {
+            if (format.deliversAtOnce && millions > 1)
+                continue;
+            CountingStore store;
+            if (!writeLog(format, path, millions * frameCount))
+                return;
+            print(format.name, millions, peakMemoryOf([&] { readWithLibrary(format, path, store); }));
+        }
     }
-    std::printf("growth of the peak: %ld KiB\n\n", peaks[1] - peaks[0]);
+    QFile::remove(path);
+    std::printf("\n");
 }
 
 void printTable(const LowestTimes &times, const QTemporaryDir &folder)
@@ -195,10 +232,9 @@ int main(int argc, char **argv)
         }
         const std::string name = format.name;
         const int lineCount = frameCount + format.header.count('\n');
-        measure(name + "/floor", lineCount, [path](DatachunkHandler &store) { readFloor(path, store); });
-        measure(name + "/plain", lineCount, [path](DatachunkHandler &store) { readPlain(path, store); });
-        measure(name + "/library", frameCount,
-                [path, &format](DatachunkHandler &store) { readWithLibrary(format, path, store); });
+        measure(name + "/floor", lineCount, [&format, path](auto &store) { readFloor(format, path, store); });
+        measure(name + "/plain", lineCount, [&format, path](auto &store) { readPlain(format, path, store); });
+        measure(name + "/library", frameCount, [&format, path](auto &store) { readWithLibrary(format, path, store); });
     }
     LowestTimes times;
     benchmark::RunSpecifiedBenchmarks(&times);

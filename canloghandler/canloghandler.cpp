@@ -21,6 +21,10 @@ struct Loader {
     bool (*load)(CANLogHandler &, const Request &);
 };
 
+constexpr auto loadPeakTrace = [](CANLogHandler &handler, const Request &request) {
+    return handler.loadPeakTraceFile(request.path, request.type);
+};
+
 constexpr Loader loaders[] = {
     {DatachunkHelper::QclZipArchive, false,
      [](CANLogHandler &handler, const Request &request) {
@@ -33,6 +37,12 @@ constexpr Loader loaders[] = {
      }},
     {DatachunkHelper::NorvikTxt, true,
      [](CANLogHandler &handler, const Request &request) { return handler.loadNorvikTxtFile(request.path); }},
+    {DatachunkHelper::PeakTraceReserved, true, loadPeakTrace},
+    {DatachunkHelper::PeakTraceV11, true, loadPeakTrace},
+    {DatachunkHelper::PeakTraceV12, true, loadPeakTrace},
+    {DatachunkHelper::PeakTraceV13, true, loadPeakTrace},
+    {DatachunkHelper::PeakTraceV20, true, loadPeakTrace},
+    {DatachunkHelper::PeakTraceV21, true, loadPeakTrace},
     {DatachunkHelper::SocketCanDump, true,
      [](CANLogHandler &handler, const Request &request) { return handler.loadSocketCanDump(request.path); }},
     {DatachunkHelper::KvaserTxtLog, true,
@@ -45,8 +55,16 @@ constexpr Loader loaders[] = {
      [](CANLogHandler &handler, const Request &request) {
          return handler.loadVectorAscLogWithoutBitcount(request.path);
      }},
+    {DatachunkHelper::CoCTTLog, true,
+     [](CANLogHandler &handler, const Request &request) { return handler.loadCoCTTFile(request.path); }},
+    {DatachunkHelper::IxxatLog, true,
+     [](CANLogHandler &handler, const Request &request) { return handler.loadIxxatFile(request.path); }},
     {DatachunkHelper::WiresharkCsv, true,
      [](CANLogHandler &handler, const Request &request) { return handler.loadWiresharkCSV(request.path); }},
+    {DatachunkHelper::GenericFile, true,
+     [](CANLogHandler &handler, const Request &request) {
+         return handler.loadGenericFile(request.path, request.text);
+     }},
 };
 
 const Loader *loaderFor(ImportFileType type)

@@ -63,6 +63,21 @@ public:
     /** @} */
 
     /**
+     * Loaders through the importer classes. Each reads the file @p path as a whole and delivers all its messages and
+     * notes to the store in one call. False, and nothing delivered, when the file cannot be opened or a line of it is
+     * malformed; getLastErrorText() is then the importer's.
+     * @{
+     */
+    /// @p type is one of the PCAN trace versions; PeakTraceReserved has no reader and fails.
+    bool loadPeakTraceFile(QString path, DatachunkHelper::ImportFileType type);
+    bool loadCoCTTFile(QString path);
+    bool loadIxxatFile(QString path);
+    /// @p columnDescription is taken as it is, see GenericFileImporter::setColumnFormat(): without any code in it every
+    /// line gives an empty message.
+    bool loadGenericFile(QString path, QString columnDescription);
+    /** @} */
+
+    /**
      * Packs every plain file in @p sourceDir, not its sub-folders, into a new archive at @p zipPath. Runs in the
      * calling thread; files that cannot be read, or have more than 1 GiB, are left out, and nothing is reported. When
      * the archive cannot be written to its end there is none afterwards. Ends with the handler ready for the next zip

@@ -25,7 +25,7 @@ inline QStringView without(QStringView field, QChar open, QChar close, QString &
         field.chop(1);
     ushort more = 0;
     for (const QChar c : field)
-        more |= ushort((c == open) | (c == close));
+        more |= ushort(c == open || c == close);
     if (!more)
         return field;
     scratch = field.toString();

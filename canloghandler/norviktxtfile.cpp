@@ -6,6 +6,8 @@
 
 #include <QFile>
 
+#include <algorithm>
+
 // Norvik text logs, one frame a line: time, identifier, length in parentheses, data; then, each after a ";", a word of
 // flags and a comment. Both may be missing.
 //

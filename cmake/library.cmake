@@ -7,6 +7,11 @@ set(public_headers
   common/datachunkhandler.h
   common/datachunkhelper.h
   canloghandler/canloghandler.h
+  importers/cocttimporter.h
+  importers/genericfileimporter.h
+  importers/ixxatfileimporter.h
+  importers/listimporter.h
+  importers/peaktraceimporter.h
 )
 
 # What is not exported but deserves tests of its own is compiled once, as objects, and linked into the library and into
@@ -25,6 +30,7 @@ target_link_libraries(CANLogHandlerInternals PUBLIC Qt5::Core)
 add_library(CANLogHandler SHARED
   common/datachunkhandler.cpp
   canloghandler/canloghandler.cpp
+  canloghandler/importerfiles.cpp
   canloghandler/kvasercankinglog.cpp
   canloghandler/kvasertxtlog.cpp
   canloghandler/norviktxtfile.cpp
@@ -33,6 +39,11 @@ add_library(CANLogHandler SHARED
   canloghandler/wiresharkcsv.cpp
   canloghandler/ziploading.cpp
   canloghandler/zipwriting.cpp
+  importers/cocttimporter.cpp
+  importers/genericfileimporter.cpp
+  importers/ixxatfileimporter.cpp
+  importers/listimporter.cpp
+  importers/peaktraceimporter.cpp
   ${public_headers}
 )
 add_library(CANLogHandler::CANLogHandler ALIAS CANLogHandler)

@@ -1,6 +1,7 @@
-// Imports any bytes as a file of type FUZZ_FILE_TYPE and checks what the store is told: batches of 100000 messages and
-// one final delivery, notes that belong to messages, start and finish in their places, and nothing that is not the
-// format's business.
+// Imports any bytes as a file of type FUZZ_FILE_TYPE and checks what the store is told: start and finish in their
+// places; from a line format batches of 100000 messages and one final delivery, from an importer class one delivery
+// when it succeeds and none when it fails; notes that belong to messages; and nothing that is not the format's
+// business.
 
 #include "canloghandler/canloghandler.h"
 #include "host/store/streamstore.h"
@@ -14,14 +15,29 @@ namespace
 {
 
 constexpr auto type = DatachunkHelper::ImportFileType(FUZZ_FILE_TYPE);
+/// Formats that an importer class reads.
+constexpr bool deliversAtOnce = (type >= DatachunkHelper::PeakTraceReserved && type <= DatachunkHelper::PeakTraceV21)
+                                || type == DatachunkHelper::CoCTTLog || type == DatachunkHelper::IxxatLog
+                                || type == DatachunkHelper::GenericFile;
 constexpr bool bringsNumbers = type == DatachunkHelper::WiresharkCsv;
-constexpr bool makesNotes = type == DatachunkHelper::VectorAscLog || type == DatachunkHelper::NorvikTxt;
-constexpr bool mayStop = type == DatachunkHelper::KvaserCanKingLog;
+constexpr bool makesNotes =
+    type == DatachunkHelper::VectorAscLog || type == DatachunkHelper::NorvikTxt || deliversAtOnce;
+constexpr bool mayFail = type == DatachunkHelper::KvaserCanKingLog || deliversAtOnce;
 
 void require(bool holds)
 {
     if (!holds)
         std::abort();
+}
+
+/// The request's text: a column file describes its columns itself, in a comment on its first line.
+QString requestText(const QByteArray &content)
+{
+    if (type != DatachunkHelper::GenericFile)
+        return {};
+    constexpr int maxLength = 1024;
+    const QByteArray firstLine = content.left(maxLength).split('\n').first();
+    return firstLine.startsWith('#') ? QString::fromUtf8(firstLine.mid(1)) : QStringLiteral("t n i ? ? l d");
 }
 
 class ProtocolStore : public StreamStore
@@ -36,14 +52,15 @@ public:
                              const QMap<unsigned int, QString> &notes) override
     {
         require(started && !finished && !finalDelivery);
-        require(messages.size() <= batchSize);
-        finalDelivery = messages.size() != batchSize;
+        require(deliversAtOnce || messages.size() <= batchSize);
+        finalDelivery = deliversAtOnce || messages.size() != batchSize;
         const quint32 first = count;
         for (const CAN::CanRxMessage &message : messages)
             require(message.messageIndex == count++ || bringsNumbers);
         require(notes.isEmpty() || makesNotes);
+        // A note that an importer class read after the last message has the number of the next one.
         for (auto note = notes.cbegin(); note != notes.cend(); ++note)
-            require(note.key() >= first && note.key() < count && !note.value().isEmpty());
+            require(note.key() >= first && note.key() < count + deliversAtOnce && !note.value().isEmpty());
     }
     void addMessageNoteToLastMessage(QString note) override
     {
@@ -58,7 +75,7 @@ public:
     void setImportFinished(bool success, DatachunkHelper::ImportFileType, QString, bool flag) override
     {
         require(started && !finished && flag);
-        require(success == finalDelivery && (success || mayStop));
+        require(success == finalDelivery && (success || mayFail));
         require(fdNotified || type != DatachunkHelper::VectorAscLogWithoutBitcount);
         finished = true;
     }
@@ -78,13 +95,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     static QTemporaryFile file;
     if (!file.isOpen() && !file.open())
         std::abort();
+    const QByteArray content(reinterpret_cast<const char *>(data), int(size));
     require(file.resize(0) && file.seek(0));
-    require(file.write(reinterpret_cast<const char *>(data), qint64(size)) == qint64(size) && file.flush());
+    require(file.write(content) == content.size() && file.flush());
 
     ProtocolStore store;
     QPointer<DatachunkHandler> pointer(&store);
     CANLogHandler handler(pointer);
-    handler.loadFile(file.fileName(), type, {}, false);
+    handler.loadFile(file.fileName(), type, requestText(content), false);
     require(store.finished);
     return 0;
 }

@@ -40,6 +40,8 @@ void compareNumbers(const QString &text)
         const qint32 expected = text.toInt(&expectedOk, base);
         require(readSigned(text, base, &ok) == expected && ok == expectedOk);
     }
+    if (text.contains(QLatin1Char(':')))
+        require(readTimeOfDay(text) == CanTimeStamp(QTime::fromString(text, QStringLiteral("hh:mm:ss.zzz"))));
     const QStringList pieces = text.split(QLatin1Char('.'));
     const CanTimeStamp time = readSeconds(text);
     require(time.seconds == pieces.first().toInt(nullptr, 0));
@@ -62,6 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     LineReader reader(oursFile);
     QTextStream stream(&qtFile);
     Fields fields;
+    QString room;
     while (!stream.atEnd()) {
         const QString line = stream.readLine();
         require(reader.next());
@@ -72,6 +75,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         for (const QString &word : words)
             compareNumbers(word);
         compareNumbers(line);
+        require(simplified(reader.line(), room) == line.simplified());
+        fields.split(reader.line(), u" : ");
+        compareFields(fields, line.split(QStringLiteral(" : ")));
         for (const char separator : {',', ';', '.'}) {
             fields.split(reader.line(), QLatin1Char(separator), Fields::KeepEmpty);
             compareFields(fields, line.split(QLatin1Char(separator), Qt::KeepEmptyParts));

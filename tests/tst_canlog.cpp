@@ -39,9 +39,16 @@ private Q_SLOTS:
     void importNeedsNoStoreOption();
     void importAddsToTheStore();
     void importOfTheExample();
+    void importOfTheSmallExamples_data();
+    void importOfTheSmallExamples();
     void exampleIsReproducible();
     void exampleOfEachFormat_data();
     void exampleOfEachFormat();
+    void importerTypes_data();
+    void importerTypes();
+    void columns_data();
+    void columns();
+    void importerErrorText();
     void typeIsTakenByNumberAndName_data();
     void typeIsTakenByNumberAndName();
     void importOfAChunkFile();
@@ -176,27 +183,23 @@ void TestCanlog::help_data()
                                    QStringLiteral("\nExample:\n  canlog import ")};
     QTest::newRow("--help") << words("--help") << mainUsage << mainMentions;
     QTest::newRow("-h") << words("-h") << mainUsage << mainMentions;
-    QTest::newRow("import") << words("import --help")
-                            << QByteArray("Usage: canlog import [--type NAME|NUMBER] [--store DIR] FILE...\n")
-                            << QStringList{QStringLiteral("--type <NAME|NUMBER>"),
-                                           QStringLiteral("--store <DIR>"),
-                                           QStringLiteral("canlog-store"),
-                                           QStringLiteral("SocketCanDump"),
-                                           QStringLiteral("exit status"),
-                                           QStringLiteral("-h, --help"),
-                                           QStringLiteral("\nExample:\n  canlog import ")};
+    QTest::newRow("import")
+        << words("import --help")
+        << QByteArray("Usage: canlog import [--type NAME|NUMBER] [--columns CODES] [--store DIR] FILE...\n")
+        << QStringList{QStringLiteral("--type <NAME|NUMBER>"), QStringLiteral("--columns <CODES>"),
+                       QStringLiteral("--store <DIR>"),        QStringLiteral("canlog-store"),
+                       QStringLiteral("SocketCanDump"),        QStringLiteral("exit status"),
+                       QStringLiteral("-h, --help"),           QStringLiteral("\nExample:\n  canlog import ")};
     QTest::newRow("show") << words("show -h")
-                          << QByteArray("Usage: canlog show [--store DIR | FILE [--type NAME|NUMBER]] "
-                                        "[--id HEX[,HEX]] [--limit N]\n")
-                          << QStringList{QStringLiteral("--store <DIR>"),
-                                         QStringLiteral("--type <NAME|NUMBER>"),
-                                         QStringLiteral("--id <HEX[,HEX]>"),
-                                         QStringLiteral("--limit <N>"),
-                                         QStringLiteral("canlog-store"),
-                                         QStringLiteral("SocketCanDump"),
-                                         QStringLiteral("R remote frame"),
-                                         QStringLiteral("exit status"),
-                                         QStringLiteral("\nExample:\n  canlog show ")};
+                          << QByteArray(
+                                 "Usage: canlog show [--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]] "
+                                 "[--id HEX[,HEX]] [--limit N]\n")
+                          << QStringList{
+                                 QStringLiteral("--store <DIR>"),     QStringLiteral("--type <NAME|NUMBER>"),
+                                 QStringLiteral("--id <HEX[,HEX]>"),  QStringLiteral("--limit <N>"),
+                                 QStringLiteral("--columns <CODES>"), QStringLiteral("canlog-store"),
+                                 QStringLiteral("SocketCanDump"),     QStringLiteral("R remote frame"),
+                                 QStringLiteral("exit status"),       QStringLiteral("\nExample:\n  canlog show ")};
     QTest::newRow("formats") << words("formats --help") << QByteArray("Usage: canlog formats\n")
                              << QStringList{QStringLiteral("--type"), QStringLiteral("\nExample:\n  canlog formats\n")};
 }
@@ -238,6 +241,7 @@ void TestCanlog::formats()
         "  11  SocketCanDump                candump         .log    SocketCAN candump, screen or log-file form"));
     QVERIFY(lines.contains("  15  VectorAscLogWithoutBitcount  asc-nobitcount  .asc    "
                            "Vector ASC log without bit counts, CAN FD included"));
+    QVERIFY(lines.contains("   9  PeakTraceV21                 trc21           .trc    PCAN trace, version 2.1"));
 }
 
 void TestCanlog::wrongUsage_data()
@@ -265,7 +269,7 @@ void TestCanlog::wrongUsage_data()
     QTest::newRow("import without a file")
         << words("import --store s")
         << QByteArray("canlog: import needs at least one FILE; try 'canlog import --help'\n");
-    for (const char *type : {"nonsense", "3", "21", "-1", "011", "QclZipArchiv"}) {
+    for (const char *type : {"nonsense", "3", "4", "21", "-1", "011", "QclZipArchiv"}) {
         QTest::addRow("import as %s", type)
             << QStringList{QStringLiteral("import"), QStringLiteral("--type"), QString::fromLatin1(type),
                            QStringLiteral("small.log")}
@@ -281,6 +285,13 @@ void TestCanlog::wrongUsage_data()
     QTest::newRow("store and file") << words("show --store s small.log")
                                     << QByteArray(
                                            "canlog: show takes either --store or a FILE; try 'canlog show --help'\n");
+    QTest::newRow("columns of another type")
+        << QStringList{QStringLiteral("import"), QStringLiteral("--columns"), QStringLiteral("t i"),
+                       QStringLiteral("small.log")}
+        << QByteArray("canlog: --columns is for --type GenericFile; try 'canlog import --help'\n");
+    QTest::newRow("columns of a store") << QStringList{
+        QStringLiteral("show"), QStringLiteral("--columns"),
+        QStringLiteral("t i")} << QByteArray("canlog: --columns is for --type GenericFile; try 'canlog show --help'\n");
     QTest::newRow("type without file")
         << words("show --type candump")
         << QByteArray("canlog: --type is for a FILE, a store needs none; try 'canlog show --help'\n");
@@ -419,6 +430,38 @@ void TestCanlog::importOfTheExample()
     }
 }
 
+void TestCanlog::importOfTheSmallExamples_data()
+{
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("result");
+    const auto row = [](const char *type, const char *file, const char *result) {
+        QTest::newRow(file) << QString::fromLatin1(type) << QString::fromLatin1(file) << QByteArray(result);
+    };
+    row("trc11", "washer-trc11.trc",
+        "PeakTraceV11, 10 messages, 5 identifiers, 0.004200 to 0.154200 (0.150 s), CAN FD: no, 1 note");
+    row("trc21", "washer-trc21.trc",
+        "PeakTraceV21, 10 messages, 7 identifiers, 0.004200 to 0.201350 (0.197 s), CAN FD: yes, 0 notes");
+    row("coctt", "conformance-test.txt",
+        "CoCTTLog, 7 messages, 4 identifiers, 45005.041000 to 45008.001000 (2.960 s), CAN FD: no, 3 notes");
+    row("ixxat", "ixxat.csv",
+        "IxxatLog, 7 messages, 5 identifiers, 0.004200 to 72.000250 (71.996 s), CAN FD: no, 0 notes");
+    row("generic", "columns.txt",
+        "GenericFile, 5 messages, 4 identifiers, 0.004200 to 0.154250 (0.150 s), CAN FD: no, 0 notes");
+}
+
+void TestCanlog::importOfTheSmallExamples()
+{
+    QFETCH(QString, type);
+    QFETCH(QString, file);
+    QFETCH(QByteArray, result);
+    const QString example = QStringLiteral(CANLOG_EXAMPLES "/") + file;
+    const Outcome imported = canlog({QStringLiteral("import"), QStringLiteral("--type"), type, example});
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.out, example.toLocal8Bit() + ": " + result + ", stored in canlog-store\n");
+    QCOMPARE(imported.status, 0);
+}
+
 void TestCanlog::exampleIsReproducible()
 {
     QCOMPARE(run(QStringLiteral(CANLOG_EXAMPLES "/make-drive-log"), {QStringLiteral("again.log")}).status, 0);
@@ -475,6 +518,100 @@ void TestCanlog::exampleOfEachFormat()
         return rows;
     };
     QCOMPARE(rowsOf(shown.out), rowsOf(canlog(words("show")).out));
+}
+
+void TestCanlog::importerTypes_data()
+{
+    QTest::addColumn<QString>("shortName");
+    QTest::addColumn<QString>("number");
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QByteArray>("log");
+
+    const auto row = [](const char *shortName, const char *number, const char *name, const QByteArray &log) {
+        QTest::newRow(shortName) << QString::fromLatin1(shortName) << QString::fromLatin1(number) << QByteArray(name)
+                                 << log;
+    };
+    row("trc11", "5", "PeakTraceV11", "1) 1250.5 Rx 0123 2 AA BB\n");
+    row("trc12", "6", "PeakTraceV12", "1) 1250.5 1 Rx 0123 2 AA BB\n");
+    row("trc13", "7", "PeakTraceV13", "1) 1250.5 1 Rx 0123 - 2 AA BB\n");
+    row("trc20", "8", "PeakTraceV20", ";$COLUMNS=N,O,T,I,d,l,D\n1 1250.500 DT 0123 Rx 2 AA BB\n");
+    row("trc21", "9", "PeakTraceV21", ";$COLUMNS=N,O,T,I,d,R,l,D\n1 1250.500 DT 0123 Rx - 2 AA BB\n");
+    row("coctt", "17", "CoCTTLog", "1 : 00:00:01.250 : Test CAN : 1 123 Rx DF 2 AA BB\n");
+    row("ixxat", "18", "IxxatLog", "No,Bus,Time,Type,ID,Data\n1,1,1.250.500,Std,123,AA BB\n");
+    row("generic", "20", "GenericFile", "1.250500 0 123 Rx x 2 AA BB\n");
+}
+
+void TestCanlog::importerTypes()
+{
+    QFETCH(QString, shortName);
+    QFETCH(QString, number);
+    QFETCH(QByteArray, name);
+    QFETCH(QByteArray, log);
+    write(QStringLiteral("x.log"), log);
+    const QByteArray time = shortName == QLatin1String("coctt") ? "1.250000" : "1.250500";
+    for (const QString &type : {shortName, shortName.toUpper(), number, QString::fromLatin1(name.toLower())}) {
+        const Outcome imported =
+            canlog({QStringLiteral("import"), QStringLiteral("--type"), type, QStringLiteral("x.log")});
+        QCOMPARE(imported.err, QByteArray());
+        QCOMPARE(imported.out, "x.log: " + name + ", 1 message, 1 identifier, " + time + " to " + time
+                                   + " (0.000 s), CAN FD: no, 0 notes, stored in canlog-store\n");
+        QCOMPARE(imported.status, 0);
+        const Outcome shown = canlog({QStringLiteral("show"), QStringLiteral("--type"), type, QStringLiteral("x.log")});
+        QCOMPARE(shown.err, QByteArray());
+        QCOMPARE(shown.out, heading + "       0           " + time + "        0  Rx          123  -        2  AA BB\n");
+        QCOMPARE(shown.status, 0);
+    }
+}
+
+void TestCanlog::columns_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QByteArray>("row");
+
+    const QByteArray byDefault = "0 16.000002 17 Rx 123 - 1 AA";
+    QTest::newRow("default") << QStringList() << byDefault;
+    QTest::newRow("the same in words") << QStringList{QStringLiteral("--columns"), QStringLiteral("t n i ? ? l d")}
+                                       << byDefault;
+    QTest::newRow("decimal identifier first")
+        << QStringList{QStringLiteral("--columns"), QStringLiteral("? I t ? n l d")}
+        << QByteArray("0 123.000000 3 Rx 011 - 1 AA");
+    // No code at all: a frame of which nothing is known.
+    QTest::newRow("empty") << QStringList{QStringLiteral("--columns=")} << QByteArray("0 0.000000 0 Rx 000 - 0");
+}
+
+void TestCanlog::columns()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QByteArray, row);
+    write(QStringLiteral("x.txt"), "16.2 17 123 y 3 1 AA\n");
+    options += QStringList{QStringLiteral("--type"), QStringLiteral("generic"), QStringLiteral("x.txt")};
+
+    const Outcome shown = canlog(QStringList{QStringLiteral("show")} + options);
+    QCOMPARE(shown.err, QByteArray());
+    QCOMPARE(shown.out.split('\n').value(1).simplified(), row);
+    QCOMPARE(shown.status, 0);
+
+    const Outcome imported = canlog(QStringList{QStringLiteral("import")} + options);
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.status, 0);
+    QCOMPARE(canlog(words("show")).out, shown.out);
+}
+
+void TestCanlog::importerErrorText()
+{
+    write(QStringLiteral("100%1.trc"), "1) 1250.5 Rx 0123 2 AA BB\n2) 1250.5\n");
+    const Outcome shown = canlog(words("show --type trc11 100%1.trc"));
+    const auto complaint = [](const QByteArray &file) {
+        return "canlog: 100%1.trc: cannot be read as PeakTraceV11 (Import error occured at line 2 of file " + file
+               + ".); try another --type\n";
+    };
+    QCOMPARE(shown.err, complaint("100%1.trc"));
+    QCOMPARE(shown.status, 1);
+    const Outcome imported = canlog(words("import --type trc11 100%1.trc"));
+    const QByteArray importedPath = QFileInfo(path(QStringLiteral("100%1.trc"))).absoluteFilePath().toLocal8Bit();
+    QCOMPARE(imported.err, complaint(importedPath));
+    QCOMPARE(imported.out, QByteArray());
+    QCOMPARE(imported.status, 1);
 }
 
 void TestCanlog::typeIsTakenByNumberAndName_data()

@@ -49,7 +49,17 @@ private Q_SLOTS:
     void agreesWithQtOnTextOfAnyLength();
     void knowsTheWhiteSpaceOfQt();
     void readsAbsentFieldsAsEmpty();
+    void splitsAtATextSeparator_data();
+    void splitsAtATextSeparator();
+    void splitsQuotedText_data();
+    void splitsQuotedText();
+    void takesAList();
+    void removesAField();
     void removesTheLastField();
+    void findsAPart_data();
+    void findsAPart();
+    void simplifies_data();
+    void simplifies();
     void forgetsTheLineBefore();
 };
 
@@ -112,6 +122,7 @@ void FieldsTest::agreesWithQtOnRandomText()
 {
     QRandomGenerator random(7);
     Fields fields;
+    QString room;
     for (int round = 0; round < 50000; ++round) {
         const QString text = randomText(random);
         fields.splitAtBlanks(text);
@@ -120,6 +131,12 @@ void FieldsTest::agreesWithQtOnRandomText()
         QCOMPARE(listOf(fields), text.split(QLatin1Char(','), Qt::KeepEmptyParts));
         fields.split(text, QLatin1Char(','), Fields::SkipEmpty);
         QCOMPARE(listOf(fields), text.split(QLatin1Char(','), Qt::SkipEmptyParts));
+        for (const char16_t *separator : {u",", u" ,", u",,", u" a ", u"aba"}) {
+            fields.split(text, QStringView(separator));
+            QCOMPARE(listOf(fields), text.split(QString::fromUtf16(separator)));
+            QCOMPARE(hasPart(text, QStringView(separator)), text.contains(QString::fromUtf16(separator)));
+        }
+        QCOMPARE(simplified(text, room).toString(), QString(QLatin1String("") + text.simplified()));
     }
 }
 
@@ -161,6 +178,145 @@ void FieldsTest::readsAbsentFieldsAsEmpty()
     QVERIFY(fields[-1].isEmpty());
     QVERIFY(fields[2].isEmpty());
     QCOMPARE(fields.last().toString(), QStringLiteral("b"));
+}
+
+void FieldsTest::splitsAtATextSeparator_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("separator");
+    QTest::addColumn<QStringList>("expected");
+    const QString colon = QStringLiteral(" : ");
+    const QString a = QStringLiteral("a");
+    const QString b = QStringLiteral("b");
+    QTest::newRow("empty") << QString() << colon << QStringList{QString()};
+    QTest::newRow("separator alone") << colon << colon << QStringList{QString(), QString()};
+    QTest::newRow("two parts") << QStringLiteral("a : b") << colon << QStringList{a, b};
+    QTest::newRow("empty parts") << QStringLiteral(" : a :  : b : ") << colon
+                                 << QStringList{QString(), a, QString(), b, QString()};
+    QTest::newRow("no blanks around") << QStringLiteral("a:b") << colon << QStringList{QStringLiteral("a:b")};
+    QTest::newRow("blank before only") << QStringLiteral("a :b") << colon << QStringList{QStringLiteral("a :b")};
+    QTest::newRow("cut off") << QStringLiteral("a :") << colon << QStringList{QStringLiteral("a :")};
+    QTest::newRow("a blank serves one separator only")
+        << QStringLiteral("a : : b") << colon << QStringList{a, QStringLiteral(": b")};
+    QTest::newRow("leftmost first") << QStringLiteral(",,,") << QStringLiteral(",,")
+                                    << QStringList{QString(), QStringLiteral(",")};
+}
+
+void FieldsTest::splitsAtATextSeparator()
+{
+    QFETCH(QString, line);
+    QFETCH(QString, separator);
+    QFETCH(QStringList, expected);
+    Fields fields;
+    fields.split(line, QStringView(separator));
+    QCOMPARE(listOf(fields), expected);
+}
+
+void FieldsTest::splitsQuotedText_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QStringList>("expected");
+    const QString a = QStringLiteral("a");
+    const QString b = QStringLiteral("b");
+    QTest::newRow("empty") << QString() << QStringList();
+    QTest::newRow("no quotes") << QStringLiteral("a,b") << QStringList{a, b};
+    QTest::newRow("quotes") << QStringLiteral("\"a\",\"b\"") << QStringList{a, b};
+    QTest::newRow("separator in quotes") << QStringLiteral("\"a,b\",b") << QStringList{QStringLiteral("a,b"), b};
+    QTest::newRow("quotes inside a field") << QStringLiteral("x\"a,b\"y,b") << QStringList{QStringLiteral("xa,by"), b};
+    QTest::newRow("doubled quotes") << QStringLiteral("\"a\"\",b\"") << QStringList{a + QLatin1String(",b")};
+    QTest::newRow("open quote") << QStringLiteral("a,\"b,b") << QStringList{a, QStringLiteral("b,b")};
+    QTest::newRow("empty fields stay") << QStringLiteral(",\"\",a") << QStringList{QString(), QString(), a};
+    QTest::newRow("empty last field is left out") << QStringLiteral("a,") << QStringList{a};
+    QTest::newRow("quoted empty last field is left out") << QStringLiteral("a,\"\"") << QStringList{a};
+    QTest::newRow("only one empty last field is left out") << QStringLiteral("a,,") << QStringList{a, QString()};
+}
+
+void FieldsTest::splitsQuotedText()
+{
+    QFETCH(QString, line);
+    QFETCH(QStringList, expected);
+    Fields fields;
+    fields.splitQuoted(QString(QLatin1Char('z')).repeated(100), QLatin1Char(','), QLatin1Char('"'));
+    fields.splitQuoted(line, QLatin1Char(','), QLatin1Char('"'));
+    QCOMPARE(listOf(fields), expected);
+}
+
+void FieldsTest::takesAList()
+{
+    const QStringList list{QStringLiteral("a"), QString(), QStringLiteral(" b c ")};
+    Fields fields;
+    fields.splitAtBlanks(u"x y z 0");
+    fields.assign(list);
+    QCOMPARE(listOf(fields), QStringList({QStringLiteral("a"), QLatin1String(""), QStringLiteral(" b c ")}));
+    fields.assign({});
+    QCOMPARE(fields.count(), 0);
+}
+
+void FieldsTest::removesAField()
+{
+    Fields fields;
+    fields.remove(0);
+    QCOMPARE(fields.count(), 0);
+    fields.splitAtBlanks(u"a b c d");
+    fields.remove(4);
+    fields.remove(-1);
+    QCOMPARE(fields.count(), 4);
+    fields.remove(3);
+    fields.remove(1);
+    QCOMPARE(listOf(fields), QStringList({QStringLiteral("a"), QStringLiteral("c")}));
+}
+
+void FieldsTest::findsAPart_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("expected");
+    QTest::newRow("empty") << QString() << false;
+    QTest::newRow("whole") << QStringLiteral("Test") << true;
+    QTest::newRow("inside") << QStringLiteral("TTeTesTestT") << true;
+    QTest::newRow("at the end") << QStringLiteral("a Test") << true;
+    QTest::newRow("cut off") << QStringLiteral("a Tes") << false;
+    QTest::newRow("in pieces") << QStringLiteral("Te st") << false;
+    QTest::newRow("in other case") << QStringLiteral("test TEST") << false;
+}
+
+void FieldsTest::findsAPart()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, expected);
+    QCOMPARE(hasPart(text, u"Test"), expected);
+}
+
+void FieldsTest::simplifies_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("expected");
+    QTest::addColumn<bool>("inPlace");
+    const QString words = QStringLiteral("several words of one line");
+    QTest::newRow("empty") << QString() << QString() << true;
+    QTest::newRow("blanks only") << QStringLiteral(" \t ") << QString() << true;
+    QTest::newRow("one letter") << QStringLiteral("a") << QStringLiteral("a") << true;
+    QTest::newRow("simple already") << words << words << true;
+    QTest::newRow("blanks at the ends") << QStringLiteral("\t ") + words + QLatin1String("  ") << words << true;
+    QTest::newRow("letters of other scripts") << words + QChar(0xE4) << words + QChar(0xE4) << true;
+    for (int i = 0; i < words.size(); ++i) {
+        if (words.at(i) != QLatin1Char(' '))
+            continue;
+        QTest::addRow("two blanks at %d", i) << QString(words).insert(i, QLatin1Char(' ')) << words << false;
+        QTest::addRow("tab at %d", i) << QString(words).replace(i, 1, QLatin1Char('\t')) << words << false;
+        QTest::addRow("no-break space at %d", i) << QString(words).replace(i, 1, QChar(0xA0)) << words << false;
+    }
+}
+
+void FieldsTest::simplifies()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, expected);
+    QFETCH(bool, inPlace);
+    QString room = QStringLiteral("left over from a longer line than all that come here");
+    const QStringView result = simplified(text, room);
+    QCOMPARE(result.toString(), QString(QLatin1String("") + expected));
+    const bool isInText = result.isEmpty() || (result.begin() >= text.cbegin() && result.end() <= text.cend());
+    QCOMPARE(isInText, inPlace);
 }
 
 void FieldsTest::removesTheLastField()

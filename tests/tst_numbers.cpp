@@ -167,6 +167,9 @@ private Q_SLOTS:
     void agreesWithQtOnEverySingleCharacter();
     void readsSeconds_data();
     void readsSeconds();
+    void readsTimeOfDay_data();
+    void readsTimeOfDay();
+    void agreesWithQtOnTimesOfDay();
 };
 
 void NumbersTest::agreesWithQtOnOddNumbers()
@@ -237,6 +240,55 @@ void NumbersTest::readsSeconds()
     const CanTimeStamp time = readSeconds(text);
     QCOMPARE(time.seconds, seconds);
     QCOMPARE(time.microseconds, microseconds);
+}
+
+void NumbersTest::readsTimeOfDay_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("seconds");
+    QTest::addColumn<int>("microseconds");
+    const auto row = [](const char *text, int seconds, int microseconds) {
+        QTest::newRow(text) << QString::fromLatin1(text) << seconds << microseconds;
+    };
+    row("00:00:00.000", 0, 0);
+    row("12:30:05.250", 45005, 250000);
+    row("23:59:59.999", 86399, 999000);
+    row("24:00:00.000", 0, 0);
+    row("12:60:00.000", 0, 0);
+    row("12:00:60.000", 0, 0);
+    row("12:30:05,250", 0, 0);
+    row("12-30-05.250", 0, 0);
+    row("12:3a:05.250", 0, 0);
+    row("12:30:05.2500", 0, 0);
+    row("12:30:05", 0, 0);
+    row("12", 0, 0);
+    row("", 0, 0);
+    row("Test CAN", 0, 0);
+}
+
+void NumbersTest::readsTimeOfDay()
+{
+    QFETCH(QString, text);
+    QFETCH(int, seconds);
+    QFETCH(int, microseconds);
+    const CanTimeStamp time = readTimeOfDay(text);
+    QCOMPARE(time.seconds, seconds);
+    QCOMPARE(time.microseconds, microseconds);
+}
+
+void NumbersTest::agreesWithQtOnTimesOfDay()
+{
+    QRandomGenerator random(11);
+    const QString form = QStringLiteral("hh:mm:ss.zzz");
+    for (int round = 0; round < 20000; ++round) {
+        QString text = QTime::fromMSecsSinceStartOfDay(random.bounded(86400000)).toString(form);
+        // Half of them with one character that may not belong there.
+        if (round % 2 == 1)
+            text[random.bounded(text.size())] = QLatin1Char("0123456789:. -+x"[random.bounded(16)]);
+        if (round % 8 == 3)
+            text.chop(random.bounded(text.size()));
+        QVERIFY2(readTimeOfDay(text) == CanTimeStamp(QTime::fromString(text, form)), qPrintable(text));
+    }
 }
 
 QTEST_GUILESS_MAIN(NumbersTest)

@@ -4,6 +4,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <cstring>
 
 // A line is looked at 64 characters at a time. Which of them are separators becomes one 64-bit number, and then only
 // the ends of the fields are visited: a line of 90 characters is split in 55 instead of 110 ns.
@@ -54,6 +55,35 @@ inline quint64 blanksOf(const QChar *at, qsizetype count)
     return bitsOf(at, count, [](ushort c) { return isBlank(c); });
 }
 
+/// Whether no character is a blank that simplified() would change: another than " ", or one before another. The first
+/// and the last are no blanks.
+inline bool isSimple(QStringView text)
+{
+    // Four at once again: a line of 74 characters takes 21 instead of the 73 ns that finding each blank takes. A
+    // character is surely kept when it is plain ASCII from the blank on and no blank before a blank.
+    constexpr quint64 each = 0x0001000100010001;
+    constexpr quint64 top = each * 0x8000;
+    const auto isNoSpace = [](quint64 codes) { return (codes ^ each * ' ') + each * 0x7FFF; }; // in the top bits
+    const QChar *at = text.begin();
+    const QChar *const end = text.end();
+    for (; end - at > 4; at += 4) {
+        quint64 codes;
+        quint64 next;
+        std::memcpy(&codes, at, sizeof codes);
+        std::memcpy(&next, at + 1, sizeof next);
+        const quint64 aboveAscii = (codes | next) & each * 0xFF80;
+        const quint64 noControls = codes + each * (0x8000 - ' ');
+        const quint64 noPair = isNoSpace(codes) | isNoSpace(next);
+        if (aboveAscii || (noControls & noPair & top) != top)
+            break;
+    }
+    for (; at != end; ++at) {
+        if (isBlank(*at) && (*at != QLatin1Char(' ') || isBlank(at[1])))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 template <typename SeparatorsOf>
@@ -94,6 +124,18 @@ inline void Fields::splitAtEach(QStringView line, SeparatorsOf separatorsOf)
     ends[used++] = line.end();
 }
 
+bool hasPart(QStringView text, QStringView part)
+{
+    if (text.size() < part.size())
+        return false; // most fields are shorter than what is looked for
+    // QStringView::contains() hashes the part: 70 instead of 12 ns for a line of 74 characters that does not have it.
+    for (qsizetype at = 0; (at = text.indexOf(part.front(), at)) >= 0; ++at) {
+        if (text.mid(at).startsWith(part))
+            return true;
+    }
+    return false;
+}
+
 void Fields::splitAtBlanks(QStringView line)
 {
     splitAtRuns(line, blanksOf);
@@ -108,4 +150,83 @@ void Fields::split(QStringView line, QChar separator, EmptyFields empty)
         splitAtRuns(line, separatorsOf);
     else
         splitAtEach(line, separatorsOf);
+}
+
+void Fields::split(QStringView line, QStringView separator)
+{
+    // Looked for by its middle, since a separator with blanks around it begins with the most frequent character.
+    used = 0;
+    const qsizetype middle = separator.size() / 2;
+    const QChar *start = line.begin();
+    for (qsizetype at = middle; (at = line.indexOf(separator[middle], at)) >= 0;) {
+        if (!line.mid(at - middle).startsWith(separator)) {
+            ++at;
+            continue;
+        }
+        append(start, line.begin() + at - middle);
+        start = line.begin() + at - middle + separator.size();
+        at += separator.size();
+    }
+    append(start, line.end());
+}
+
+void Fields::splitQuoted(QStringView line, QChar separator, QChar quote)
+{
+    used = 0;
+    if (unquoted.size() < line.size())
+        unquoted.resize(int(line.size()));
+    QChar *out = unquoted.data();
+    const QChar *start = out;
+    bool isQuoted = false;
+    for (const QChar c : line) {
+        if (c == quote) {
+            isQuoted = !isQuoted;
+        } else if (c == separator && !isQuoted) {
+            append(start, out);
+            start = out;
+        } else {
+            *out++ = c;
+        }
+    }
+    if (out != start)
+        append(start, out);
+}
+
+void Fields::assign(const QStringList &list)
+{
+    used = 0;
+    for (const QString &text : list)
+        append(text.cbegin(), text.cend());
+}
+
+void Fields::remove(int index)
+{
+    if (index < 0 || index >= count())
+        return;
+    const auto first = ends.begin() + 2 * index;
+    std::copy(first + 2, ends.begin() + std::ptrdiff_t(used), first);
+    used -= 2;
+}
+
+QStringView simplified(QStringView text, QString &room)
+{
+    while (!text.isEmpty() && isBlank(text.front()))
+        text = text.mid(1);
+    while (!text.isEmpty() && isBlank(text.back()))
+        text.chop(1);
+
+    if (isSimple(text))
+        return text;
+
+    if (room.size() < text.size())
+        room.resize(int(text.size()));
+    QChar *const start = room.data();
+    QChar *out = start;
+    for (const QChar c : text) {
+        if (!isBlank(c))
+            *out++ = c;
+        else if (out[-1] != QLatin1Char(' '))
+            *out++ = QLatin1Char(' ');
+    }
+    return {start, out};
 }

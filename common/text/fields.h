@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+#include <QStringList>
 #include <QStringView>
 
 #include <vector>
@@ -18,6 +20,13 @@ public:
     void splitAtBlanks(QStringView line);
     /// The parts between @p separator: what line.split(separator) gives.
     void split(QStringView line, QChar separator, EmptyFields empty);
+    /// The parts between @p separator, which is not empty: what line.split(separator) gives.
+    void split(QStringView line, QStringView separator);
+    /// The parts between @p separator, where each @p quote is dropped and a separator between two of them is text. An
+    /// empty last part is left out. The views are into this object.
+    void splitQuoted(QStringView line, QChar separator, QChar quote);
+    /// The texts of @p list, as views into them.
+    void assign(const QStringList &list);
 
     int count() const { return int(used / 2); }
     QStringView operator[](int index) const
@@ -26,6 +35,8 @@ public:
         return index >= 0 && at < used ? QStringView(ends[at], ends[at + 1]) : QStringView();
     }
     QStringView last() const { return (*this)[count() - 1]; }
+    /// Forgets the field at @p index, if there is one; those after it move up.
+    void remove(int index);
     /// Forgets the last field, if there is one.
     void removeLast() { used -= used > 0 ? 2 : 0; }
 
@@ -35,6 +46,12 @@ private:
         if (ends.size() < used + more)
             ends.resize(2 * (used + more));
     }
+    void append(const QChar *begin, const QChar *end)
+    {
+        makeRoom(2);
+        ends[used++] = begin;
+        ends[used++] = end;
+    }
     template <typename SeparatorsOf>
     void splitAtRuns(QStringView line, SeparatorsOf separatorsOf);
     template <typename SeparatorsOf>
@@ -42,7 +59,15 @@ private:
 
     std::vector<const QChar *> ends; ///< where each field begins and where it ends; the first `used` are of this line
     std::size_t used = 0;
+    QString unquoted; ///< the text of splitQuoted()
 };
+
+/// Whether @p text has @p part in it, which is not empty; fast when the first character of @p part is rare.
+bool hasPart(QStringView text, QStringView part);
+
+/// What text.simplified() gives, as a view into @p text when it is simple already, as nearly all lines are, and else
+/// into @p room.
+QStringView simplified(QStringView text, QString &room);
 
 /// White space as QString::simplified() has it.
 inline bool isBlank(QChar c)

@@ -69,6 +69,27 @@ inline qsizetype readLeadingDigits(const QChar *&at, const QChar *end, quint64 &
     return at - start;
 }
 
+/// Reads "hh:mm:ss.zzz" when it is nothing but digits where digits belong; -1 for anything else.
+inline int readPlainTimeOfDay(QStringView text)
+{
+    static constexpr char16_t form[] = u"00:00:00.000";
+    if (text.size() != 12)
+        return -1;
+    int digits[12];
+    for (int i = 0; i < 12; ++i) {
+        const ushort code = text[i].unicode();
+        digits[i] = code - '0';
+        if (form[i] == u'0' ? code < '0' || code > '9' : code != form[i])
+            return -1;
+    }
+    const int hours = digits[0] * 10 + digits[1];
+    const int minutes = digits[3] * 10 + digits[4];
+    const int seconds = digits[6] * 10 + digits[7];
+    if (hours > 23 || minutes > 59 || seconds > 59)
+        return -1;
+    return ((hours * 60 + minutes) * 60 + seconds) * 1000 + digits[9] * 100 + digits[10] * 10 + digits[11];
+}
+
 } // namespace
 
 quint32 readUnsigned(QStringView text, int base, bool *ok)
@@ -128,4 +149,13 @@ CanTimeStamp readSeconds(QStringView text)
     const QStringView seconds = firstPoint < 0 ? text : text.left(firstPoint);
     const QStringView fraction = text.mid(text.lastIndexOf(QLatin1Char('.')) + 1);
     return {readSigned(seconds, 0), fraction.toString().leftJustified(6, QLatin1Char('0')).toInt()};
+}
+
+CanTimeStamp readTimeOfDay(QStringView text)
+{
+    // QTime's parser makes several objects on the heap and takes microseconds.
+    const int milliseconds = readPlainTimeOfDay(text);
+    const QTime time = milliseconds >= 0 ? QTime::fromMSecsSinceStartOfDay(milliseconds)
+                                         : QTime::fromString(text.toString(), QStringLiteral("hh:mm:ss.zzz"));
+    return CanTimeStamp(time);
 }

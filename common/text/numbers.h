@@ -80,3 +80,6 @@ CanTimeStamp readSeconds(QStringView text);
 
 /// readSeconds() for a text made of digits and one point, as nearly all are; false, and nothing read, for any other.
 bool readPlainSeconds(QStringView text, CanTimeStamp &time);
+
+/// Time of day: what QTime::fromString(text, "hh:mm:ss.zzz") gives; a text that is none gives 0.
+CanTimeStamp readTimeOfDay(QStringView text);

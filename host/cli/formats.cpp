@@ -8,6 +8,7 @@
 #include <algorithm>
 
 static const QLatin1String defaultFormat("SocketCanDump");
+static const QLatin1String defaultColumns("t n i ? ? l d"); // the library's own
 
 QString Format::name() const
 {
@@ -25,6 +26,26 @@ const QVector<Format> &formats()
          {QStringLiteral("norvik")},
          QStringLiteral("Norvik text log"),
          QStringLiteral(".txt")},
+        {DatachunkHelper::PeakTraceV11,
+         {QStringLiteral("trc11")},
+         QStringLiteral("PCAN trace, version 1.1"),
+         QStringLiteral(".trc")},
+        {DatachunkHelper::PeakTraceV12,
+         {QStringLiteral("trc12")},
+         QStringLiteral("PCAN trace, version 1.2"),
+         QStringLiteral(".trc")},
+        {DatachunkHelper::PeakTraceV13,
+         {QStringLiteral("trc13")},
+         QStringLiteral("PCAN trace, version 1.3"),
+         QStringLiteral(".trc")},
+        {DatachunkHelper::PeakTraceV20,
+         {QStringLiteral("trc20")},
+         QStringLiteral("PCAN trace, version 2.0"),
+         QStringLiteral(".trc")},
+        {DatachunkHelper::PeakTraceV21,
+         {QStringLiteral("trc21")},
+         QStringLiteral("PCAN trace, version 2.1"),
+         QStringLiteral(".trc")},
         {DatachunkHelper::SocketCanDump,
          {QStringLiteral("candump")},
          QStringLiteral("SocketCAN candump, screen or log-file form"),
@@ -45,10 +66,19 @@ const QVector<Format> &formats()
          {QStringLiteral("asc-nobitcount")},
          QStringLiteral("Vector ASC log without bit counts, CAN FD included"),
          QStringLiteral(".asc")},
+        {DatachunkHelper::CoCTTLog,
+         {QStringLiteral("coctt")},
+         QStringLiteral("CANopen conformance test tool log"),
+         QStringLiteral(".txt")},
+        {DatachunkHelper::IxxatLog, {QStringLiteral("ixxat")}, QStringLiteral("Ixxat log"), QStringLiteral(".csv")},
         {DatachunkHelper::WiresharkCsv,
          {QStringLiteral("wireshark")},
          QStringLiteral("Wireshark packet list exported as CSV"),
          QStringLiteral(".csv")},
+        {DatachunkHelper::GenericFile,
+         {QStringLiteral("generic")},
+         QStringLiteral("one frame a line, with the columns that --columns describes"),
+         QStringLiteral(".txt")},
     };
     return table;
 }
@@ -69,6 +99,28 @@ QCommandLineOption typeOption()
     return {QStringLiteral("type"),
             QStringLiteral("What the file is, as 'canlog formats' lists it. Default: %1.").arg(defaultFormat),
             QStringLiteral("NAME|NUMBER"), defaultFormat};
+}
+
+QCommandLineOption columnsOption()
+{
+    return {QStringLiteral("columns"),
+            QStringLiteral("The columns of a file of the type GenericFile, one code each with one blank between two: "
+                           "t time, n channel, i hexadecimal, I decimal, 0xi prefixed identifier, l length, d data, "
+                           "? a column that is not read. Default: \"%1\".")
+                .arg(defaultColumns),
+            QStringLiteral("CODES"), defaultColumns};
+}
+
+QString columnsProblem(const QCommandLineParser &parser, const Format &format)
+{
+    if (parser.isSet(QStringLiteral("columns")) && format.type != DatachunkHelper::GenericFile)
+        return QStringLiteral("--columns is for --type GenericFile");
+    return {};
+}
+
+QString requestText(const QCommandLineParser &parser, const Format &format)
+{
+    return format.type == DatachunkHelper::GenericFile ? parser.value(QStringLiteral("columns")) : QString();
 }
 
 const Format *chosenFormat(const QCommandLineParser &parser, const QString &subcommand)

@@ -30,3 +30,10 @@ QCommandLineOption typeOption();
 /// The format that the option chose, or the default one. Null, after a complaint that points to the help of
 /// @p subcommand, when there is no such format.
 const Format *chosenFormat(const QCommandLineParser &parser, const QString &subcommand);
+
+/// `--columns CODES`
+QCommandLineOption columnsOption();
+/// What is wrong with giving that option for a file of @p format; empty when nothing is.
+QString columnsProblem(const QCommandLineParser &parser, const Format &format);
+/// The text that goes with a request to read a file of @p format.
+QString requestText(const QCommandLineParser &parser, const Format &format);

@@ -55,11 +55,11 @@ QStringList readableFiles(const QStringList &paths)
 
 /// Imports all @p paths and returns how many failed.
 int importFiles(CountingStore &store, const QString &folder, const QStringList &paths, const Format &format,
-                Output &out)
+                const QString &text, Output &out)
 {
     int failures = 0;
     for (const QString &path : paths) {
-        const ImportRecord record = requestImport(store, path, format.type);
+        const ImportRecord record = requestImport(store, path, format.type, text);
         if (record.state != ImportRecord::State::Succeeded) {
             ++failures;
             complain(path, failureText(record, format, store));
@@ -82,6 +82,9 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     const Format *format = chosenFormat(parser, QStringLiteral("import"));
     if (!format)
         return ExitStatus::WrongUsage;
+    const QString problem = columnsProblem(parser, *format);
+    if (!problem.isEmpty())
+        return wrongUsage(problem, QStringLiteral("import"));
     const QString folder = chosenStoreFolder(parser);
     if (folder.isEmpty())
         return wrongUsage(QStringLiteral("--store needs a folder"), QStringLiteral("import"));
@@ -94,7 +97,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     if (!openStore(store, folder, ChunkStore::Mode::ReadWrite))
         return ExitStatus::Failure;
     complainOfDamage(store);
-    const int failures = importFiles(store, folder, readable, *format, out);
+    const int failures = importFiles(store, folder, readable, *format, requestText(parser, *format), out);
     return failures == 0 && readable.size() == paths.size() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
@@ -102,6 +105,7 @@ void addOptions(QCommandLineParser &parser)
 {
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A log file."), QStringLiteral("FILE..."));
     parser.addOption(typeOption());
+    parser.addOption(columnsOption());
     parser.addOption(storeOption());
 }
 
@@ -112,12 +116,13 @@ Subcommand importSubcommand()
     return {
         QStringLiteral("import"),
         QStringLiteral("Reads log files into a store."),
-        QStringLiteral("[--type NAME|NUMBER] [--store DIR] FILE..."),
+        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] FILE..."),
         QStringLiteral("The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
                        "with its format, messages, identifiers, time span, CAN FD, notes and the store. A file that\n"
                        "cannot be imported does not stop the others; the exit status is then 1."),
         QStringLiteral("  canlog import examples/drive.log\n"
-                       "  canlog import --type candump --store trips monday.log tuesday.log\n"),
+                       "  canlog import --type candump --store trips monday.log tuesday.log\n"
+                       "  canlog import --type generic --columns 't ? I l d' table.txt\n"),
         addOptions,
         run};
 }

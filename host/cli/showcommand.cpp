@@ -132,12 +132,12 @@ bool PrintingStore::loadQclFile(QString path)
     return true;
 }
 
-ExitStatus showFile(const QString &path, const Format &format, MessagePrinter &printer)
+ExitStatus showFile(const QString &path, const Format &format, const QString &text, MessagePrinter &printer)
 {
     PrintingStore store(printer);
     QPointer<DatachunkHandler> storePointer(&store);
     CANLogHandler handler(storePointer);
-    if (!handler.loadFile(path, format.type, QString(), false)) {
+    if (!handler.loadFile(path, format.type, text, false)) {
         const QString reason = store.fault();
         complain(path, notReadText(format, reason.isEmpty() ? handler.getLastErrorText() : reason));
         return ExitStatus::Failure;
@@ -197,6 +197,9 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     const Format *format = chosenFormat(parser, help);
     if (!format)
         return ExitStatus::WrongUsage;
+    const QString columns = columnsProblem(parser, *format);
+    if (!columns.isEmpty())
+        return wrongUsage(columns, help);
 
     // The heading is written when it is known that there is something to show.
     const QStringList files = parser.positionalArguments();
@@ -207,7 +210,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
             return ExitStatus::Failure;
         }
         MessagePrinter printer(out, filter, limit);
-        return showFile(files.constFirst(), *format, printer);
+        return showFile(files.constFirst(), *format, requestText(parser, *format), printer);
     }
     ChunkStore store;
     if (!openStore(store, chosenStoreFolder(parser), ChunkStore::Mode::Read))
@@ -222,6 +225,7 @@ void addOptions(QCommandLineParser &parser)
                                  QStringLiteral("[FILE]"));
     parser.addOption(storeOption());
     parser.addOption(typeOption());
+    parser.addOption(columnsOption());
     parser.addOption({QStringLiteral("id"),
                       QStringLiteral("Only these identifiers: up to three digits for standard frames, eight for "
                                      "extended ones, 'error' for error frames."),
@@ -237,7 +241,7 @@ Subcommand showSubcommand()
     return {
         QStringLiteral("show"),
         QStringLiteral("Prints the messages of a store or of a log file as a table."),
-        QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER]] [--id HEX[,HEX]] [--limit N]"),
+        QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]] [--id HEX[,HEX]] [--limit N]"),
         QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
                        "What is left out of a damaged store is named on standard error; the exit status is then 1."),
         QStringLiteral("  canlog show --limit 20\n"

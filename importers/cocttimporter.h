@@ -1,0 +1,40 @@
+#pragma once
+
+#include "importers/listimporter.h"
+
+#include <memory>
+
+/**
+ * Reads one log of the CANopen conformance test tool into a caller's list; the notices, information and errors of the
+ * test become notes to the message that follows them. One object reads one file.
+ */
+class CANLOGHANDLER_EXPORT CoCTTImporter : public ListImporter
+{
+    Q_OBJECT
+
+public:
+    explicit CoCTTImporter(QObject *parent);
+    ~CoCTTImporter() override;
+
+    /**
+     * Appends the messages of the file @p path to @p messages and files its notes in @p notes, which may be
+     * null. False without a list, when the file cannot be opened, and at the first frame line that is malformed:
+     * messages before it stay in the list.
+     */
+    bool importFile(QString path, QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes);
+    /// As importFile(), into the list and the notes that it was given last.
+    bool parseFile(QString path);
+
+    /// One frame line. False when it is malformed.
+    bool importCANMsgLine(QString line);
+    /// Files @p line, simplified, as a note to the next message, if it has a colon.
+    void importNoticeLine(QString line);
+
+private:
+    class FrameLine;
+
+    bool importFrame(QStringView line);
+    void importNotice(QStringView line);
+
+    std::unique_ptr<FrameLine> frameLine;
+};

@@ -1,0 +1,231 @@
+#include "importers/ixxatfileimporter.h"
+
+#include "common/text/fields.h"
+#include "common/text/linereader.h"
+#include "common/text/numbers.h"
+
+#include <QFile>
+
+#include <algorithm>
+
+// Ixxat logs: a table with a header row, separated by commas or semicolons, elements in quotes or not.
+//
+//   No,Bus,Time,Type,ID (hex),DLC,Node,Data (hex)
+//   1,CAN1,"00:00:01.250.125","Std","181","2","","0A 0B"
+//   2,CAN1,"00:00:01.350.000","Std","201","0","","Remote Frame"
+
+const QList<QChar> IxxatFileImporter::possibleSeparators{QLatin1Char(','), QLatin1Char(';')};
+
+namespace
+{
+
+constexpr QLatin1Char quote('"');
+
+QStringView withoutLeadingZeroes(QStringView text)
+{
+    while (text.startsWith(QLatin1Char('0')))
+        text = text.mid(1);
+    return text;
+}
+
+/// A number in base 0 that has no leading zeroes left which would make it octal. Unsigned, since sums of broken numbers
+/// may be out of range.
+quint32 readPart(QStringView text)
+{
+    return quint32(readSigned(withoutLeadingZeroes(text), 0));
+}
+
+bool isHeaderRow(QStringView line)
+{
+    return hasPart(line, u"ID") && hasPart(line, u"Time") && hasPart(line, u"Data");
+}
+
+/// The separator that @p row has most of, the first in order when it has as many of another; null when it has none.
+QChar mostFrequent(const QString &row, const QList<QChar> &separators)
+{
+    QMap<QChar, quint8> counts; // of 8 bits: the 256th starts at 0 again
+    for (const QChar c : row) {
+        if (separators.contains(c))
+            ++counts[c];
+    }
+    // The first of several largest, in ascending order of the characters.
+    const auto most = std::max_element(counts.cbegin(), counts.cend());
+    return most == counts.cend() ? QChar() : most.key();
+}
+
+} // namespace
+
+/// The grammar of a data row, with room that serves all rows.
+class IxxatFileImporter::Row
+{
+public:
+    bool has(qint8 column) const { return column >= 0 && column < elements.count(); }
+
+    /// Time of day or seconds, milliseconds, microseconds.
+    CanTimeStamp time(QStringView text)
+    {
+        if (text.contains(quote)) {
+            room = text.toString().remove(quote);
+            text = room;
+        }
+        parts.split(text, QLatin1Char('.'), Fields::KeepEmpty);
+        const QStringView whole = parts[0];
+        const quint32 microseconds = readPart(parts[1]) * 1000 + readPart(parts[2]);
+        if (!whole.contains(QLatin1Char(':')))
+            return {qint32(readPart(whole)), qint32(microseconds)};
+        parts.split(whole, QLatin1Char(':'), Fields::KeepEmpty);
+        const quint32 seconds = readPart(parts[0]) * 3600 + readPart(parts[1]) * 60 + readPart(parts[2]);
+        return {qint32(seconds), qint32(microseconds)};
+    }
+
+    /// Bytes with one blank between two. Their number is the length, whatever the log says it is.
+    void readPayload(QStringView text, CAN::CanRxMessage &message)
+    {
+        parts.split(text, QLatin1Char(' '), Fields::KeepEmpty);
+        message.dlc = quint8(parts.count());
+        const int count = std::min<int>(parts.count(), sizeof message.data);
+        for (int i = 0; i < count; ++i)
+            message.data[i] = readByte(parts[i], 16);
+    }
+
+    Fields elements;
+
+private:
+    Fields parts;
+    QString room;
+};
+
+IxxatFileImporter::IxxatFileImporter(QObject *parent)
+    : ListImporter(tr("No error."), parent)
+    , separator(possibleSeparators.first())
+    , row(std::make_unique<Row>())
+{
+}
+
+IxxatFileImporter::~IxxatFileImporter() = default;
+
+bool IxxatFileImporter::importFile(QString path, QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes)
+{
+    return setTargets(messages, notes) && parseFile(path);
+}
+
+bool IxxatFileImporter::parseFile(QString path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    messageCounter = 0;
+    resetColumnsPos();
+
+    LineReader reader(file);
+    QString room;
+    int number = 0; // of the rows that could be read, header rows not counted
+    bool ok = true;
+    while (reader.next()) {
+        if (isHeaderRow(reader.line())) {
+            getColumnsFromLine(reader.line().toString());
+        } else if (!columnsValid) {
+            if (ok)
+                errorString = tr("Import error occured. No valid column description found.");
+            ok = false;
+        } else {
+            ++number;
+            const QStringView line = simplified(reader.line(), room);
+            if (line.isEmpty())
+                continue;
+            // A row that can be read makes up for a line before the header, which leaves no more than its text.
+            ok = importRow(line);
+            if (!ok) {
+                errorString = tr("Import error occured at line %1 of file %2.").arg(QString::number(number), path);
+                break;
+            }
+        }
+    }
+    return ok;
+}
+
+bool IxxatFileImporter::importCANMsgLine(QString line)
+{
+    return importRow(line);
+}
+
+/// Always true: no row is bad enough yet to end the import.
+bool IxxatFileImporter::importRow(QStringView line)
+{
+    row->elements.splitQuoted(line, separator, quote);
+    const Fields &elements = row->elements;
+    const auto isMissing = [this](qint8 column) { return column != -1 && !row->has(column); };
+    if (elements.count() < 6 || !row->has(timeColumn) || !row->has(idColumn) || !row->has(dataColumn)
+        || isMissing(typeColumn) || isMissing(dlcColumn))
+        return true;
+
+    CAN::CanRxMessage message;
+    bool hasId = false;
+    message.id = readUnsigned(elements[idColumn], 16, &hasId);
+    if (!hasId)
+        return true;
+    message.timeStamp = row->time(elements[timeColumn]);
+    message.isExtended = elements[typeColumn].contains(QLatin1Char('E'));
+    message.dlc = readByte(elements[dlcColumn], 10);
+    message.isRemote = hasPart(elements[dataColumn], u"Remote Frame");
+    if (!message.isRemote)
+        row->readPayload(elements[dataColumn], message);
+    appendNumbered(message);
+    return true;
+}
+
+void IxxatFileImporter::resetColumnsPos()
+{
+    timeColumn = typeColumn = idColumn = dlcColumn = dataColumn = -1;
+    columnsValid = false;
+}
+
+void IxxatFileImporter::setDefaultColumns()
+{
+    timeColumn = 2;
+    typeColumn = 3;
+    idColumn = 4;
+    dlcColumn = 5;
+    dataColumn = 7;
+    columnsValid = true;
+}
+
+void IxxatFileImporter::getColumnsFromLine(QString line)
+{
+    const QString header = line.simplified();
+    const QChar most = mostFrequent(header, possibleSeparators);
+    if (!most.isNull())
+        separator = most;
+    const QStringList names = header.split(separator);
+    for (const QString &name : names) {
+        const auto position = qint8(names.indexOf(name));
+        if (name.contains(QLatin1String("Time")))
+            timeColumn = position;
+        else if (name.contains(QLatin1String("ID")) && !name.contains(QLatin1String("Node")))
+            idColumn = position;
+        else if (name.contains(QLatin1String("DLC")))
+            dlcColumn = position;
+        else if (name.contains(QLatin1String("Data")))
+            dataColumn = position;
+    }
+    columnsValid = timeColumn != -1 && idColumn != -1 && dataColumn != -1;
+}
+
+QStringList IxxatFileImporter::getLineElements(QString line, QChar elementSeparator, QChar elementQuote)
+{
+    row->elements.splitQuoted(line, elementSeparator, elementQuote);
+    QStringList elements;
+    for (int i = 0; i < row->elements.count(); ++i)
+        elements.append(row->elements[i].toString());
+    return elements;
+}
+
+void IxxatFileImporter::removeLeadingZeroes(QString &text)
+{
+    text = withoutLeadingZeroes(text).toString();
+}
+
+void IxxatFileImporter::convertTimestringAndSetToCanMsg(QString text, CAN::CanRxMessage &message)
+{
+    message.timeStamp = row->time(text);
+}

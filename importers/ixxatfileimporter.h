@@ -1,0 +1,64 @@
+#pragma once
+
+#include "importers/listimporter.h"
+
+#include <QStringList>
+
+#include <memory>
+
+/**
+ * Reads one Ixxat log, a table whose header row names the columns, into a caller's list. It makes no notes. One object
+ * reads one file.
+ */
+class CANLOGHANDLER_EXPORT IxxatFileImporter : public ListImporter
+{
+    Q_OBJECT
+
+public:
+    explicit IxxatFileImporter(QObject *parent);
+    ~IxxatFileImporter() override;
+
+    /**
+     * Appends the messages of the file @p path to @p messages. False without a list, when the file cannot be opened,
+     * and when no row came after the last one that had no header row before it. The error text of such a row stays even
+     * when the file is imported.
+     */
+    bool importFile(QString path, QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes);
+    /// As importFile(), into the list that it was given last.
+    bool parseFile(QString path);
+
+    /// Forgets the columns.
+    void resetColumnsPos();
+    /// The columns of a usual log, for rows without a header row.
+    void setDefaultColumns();
+    /// Finds separator and columns in a header row; columns that it does not name stay where they are.
+    void getColumnsFromLine(QString line);
+    /// One data row. A row that is no frame is passed over; always true.
+    bool importCANMsgLine(QString row);
+
+    /// The elements of a row: @p quote is dropped and keeps each @p separator between two of it. An empty last element
+    /// is left out.
+    QStringList getLineElements(QString line, QChar separator, QChar quote);
+    /// Removes each "0" that @p text begins with, to the last.
+    void removeLeadingZeroes(QString &text);
+    /// Sets the time of @p message from "[hours:minutes:]seconds.milliseconds.microseconds".
+    void convertTimestringAndSetToCanMsg(QString text, CAN::CanRxMessage &message);
+
+private:
+    class Row;
+
+    bool importRow(QStringView line);
+
+    static const QList<QChar> possibleSeparators;
+
+    // Positions of the columns, -1 for a missing one. A position above 127 does not fit and becomes another, which no
+    // real file has.
+    qint8 timeColumn = -1;
+    qint8 typeColumn = -1;
+    qint8 idColumn = -1;
+    qint8 dlcColumn = -1;
+    qint8 dataColumn = -1;
+    bool columnsValid = false;
+    QChar separator;
+    std::unique_ptr<Row> row;
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "common/canloghandler_export.h"
+#include "common/canrxmessage.h"
+
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QString>
+
+/**
+ * What the importer classes share: the caller's list and notes, which they fill from one whole file, the number of the
+ * next message and the text of the latest error. Owns neither list nor notes; they must live as long as it is used.
+ */
+class CANLOGHANDLER_EXPORT ListImporter : public QObject
+{
+public:
+    /// Text of the latest error, "No error." as long as there was none.
+    QString getErrorString() const;
+    /// Appends @p msg as it is to the caller's list.
+    void addMessageToMessageList(CAN::CanRxMessage msg);
+
+protected:
+    /// @p noError is the error text to begin with.
+    ListImporter(const QString &noError, QObject *parent);
+    ~ListImporter() override;
+
+    /// Where messages and notes go from now on. False, and nothing changed, without a list; @p notes may be null.
+    bool setTargets(QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes);
+    /// Numbers @p message and appends it.
+    void appendNumbered(CAN::CanRxMessage &message);
+    /// Files @p text, simplified, under the next message, after what is filed there already.
+    void addNote(QStringView text);
+
+    QList<CAN::CanRxMessage> *messageList = nullptr;
+    QMap<unsigned int, QString> *notesMap = nullptr;
+    quint32 messageCounter = 0; ///< number of the next message
+    QString errorString;
+
+private:
+    Q_DISABLE_COPY_MOVE(ListImporter)
+};
