@@ -40,6 +40,13 @@ inline uint digitValue(QChar c)
     return c.unicode() < 256 ? digitValues[c.unicode()] : 255;
 }
 
+/// Whether @p c is printable ASCII that no hexadecimal number begins with.
+inline bool beginsNoNumber(QChar c)
+{
+    const uint code = c.unicode();
+    return code > ' ' && code < 0x7F && digitValues[code] == 255 && code != '+' && code != '-';
+}
+
 } // namespace TextDetail
 
 /// Bytes from pairs of hexadecimal digits, up to the first pair that is none; returns the number of bytes. @p data
@@ -67,6 +74,12 @@ inline quint8 readByte(QStringView text, int base, bool *ok = nullptr)
         if (ok)
             *ok = true;
         return value;
+    }
+    // A word where a byte may be, as in the statistics of some logs, is known by its first character.
+    if (base == 16 && !text.isEmpty() && TextDetail::beginsNoNumber(text.front())) {
+        if (ok)
+            *ok = false;
+        return 0;
     }
     return quint8(readUnsigned(text, base, ok));
 }
