@@ -1,5 +1,7 @@
 #include "bench/logs.h"
 
+#include "canloghandler/canloghandler.h"
+
 #include <QFile>
 
 namespace
@@ -222,4 +224,11 @@ bool writeLog(const BenchFormat &format, const QString &path, int frames)
     for (int i = 0; i < frames; ++i)
         file.write(format.line(i));
     return file.flush();
+}
+
+bool readLog(const BenchFormat &format, const QString &path, DatachunkHandler &store)
+{
+    QPointer<DatachunkHandler> pointer(&store);
+    CANLogHandler handler(pointer);
+    return handler.importFile(path, format.type, QStringLiteral("t n i ? ? l d"), false);
 }

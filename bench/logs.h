@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/datachunkhandler.h"
 #include "common/datachunkhelper.h"
 
 #include <QByteArray>
@@ -19,3 +20,6 @@ const QVector<BenchFormat> &benchFormats();
 
 /// Writes a log of @p frames frames in @p format to @p path.
 bool writeLog(const BenchFormat &format, const QString &path, int frames);
+
+/// Reads the log at @p path through the library, into @p store.
+bool readLog(const BenchFormat &format, const QString &path, DatachunkHandler &store);

@@ -10,7 +10,6 @@
 #include "bench/allocations.h"
 #include "bench/logs.h"
 #include "bench/lowesttimes.h"
-#include "canloghandler/canloghandler.h"
 #include "host/store/streamstore.h"
 
 #include <QCoreApplication>
@@ -24,8 +23,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <malloc.h>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -107,15 +106,25 @@ void readPlain(const BenchFormat &format, const QString &path, DatachunkHandler 
     store.addImportedMessages(messages, {});
 }
 
+/// Writes a log of @p format to @p path unless there is one.
+void makeLog(const BenchFormat &format, const QString &path)
+{
+    if (!QFile::exists(path) && !writeLog(format, path, frameCount)) {
+        std::fprintf(stderr, "bench_readers: cannot write %s\n", qPrintable(path));
+        std::exit(1);
+    }
+}
+
 /// @p read must deliver @p messageCount messages.
 template <typename Read>
-void measure(const std::string &name, int messageCount, Read read)
+void measure(const std::string &name, const BenchFormat &format, const QString &path, int messageCount, Read read)
 {
-    const auto run = [read, messageCount](benchmark::State &state) {
+    const auto run = [&format, path, messageCount, read](benchmark::State &state) {
+        makeLog(format, path);
         double allocations = 0;
         for (auto _ : state) {
             CountingStore store;
-            read(store);
+            read(format, path, store);
             allocations = store.allocationsPerMessage();
             if (store.count != messageCount) {
                 std::fprintf(stderr, "bench_readers: not every line was read as a message\n");
@@ -124,73 +133,11 @@ void measure(const std::string &name, int messageCount, Read read)
         }
         state.counters["allocations/line"] = allocations;
     };
-    benchmark::RegisterBenchmark(name.c_str(), run)
+    benchmark::RegisterBenchmark((format.name + name).c_str(), run)
         ->Unit(benchmark::kMillisecond)
         ->MeasureProcessCPUTime()
         ->UseRealTime()
         ->Repetitions(5);
-}
-
-bool readWithLibrary(const BenchFormat &format, const QString &path, DatachunkHandler &store)
-{
-    QPointer<DatachunkHandler> pointer(&store);
-    CANLogHandler handler(pointer);
-    return handler.importFile(path, format.type, QStringLiteral("t n i ? ? l d"), false);
-}
-
-/// A figure in KiB that the system tells of this process, by its name; 0 where it does not.
-long memoryFigure(const QByteArray &name)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(name + ':'))
-            return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
-    }
-    return 0;
-}
-
-/// How much memory, in KiB, @p work takes at its peak.
-template <typename Work>
-long peakMemoryOf(Work work)
-{
-    QFile reset(QStringLiteral("/proc/self/clear_refs"));
-    malloc_trim(0); // what earlier work has given back is no memory of this one
-    const long before = memoryFigure("VmRSS");
-    if (!reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || reset.write("5") != 1)
-        return 0;
-    work();
-    return memoryFigure("VmHWM") - before;
-}
-
-/// In batches: how much more memory ten million lines take than one million. At once: how much a million frames take
-/// beyond what their list needs by itself.
-void printMemory(const QTemporaryDir &folder)
-{
-    const QString path = folder.filePath(QStringLiteral("memory.log"));
-    std::printf("%-20s %10s %14s\n", "format", "lines", "peak KiB");
-    const auto print = [](const char *name, int millions, long peak) {
-        std::printf("%-20s %8d e6 %14ld\n", name, millions, peak);
-    };
-    const long listAlone = peakMemoryOf([] {
-        QList<CAN::CanRxMessage> messages;
-        for (int i = 0; i < frameCount; ++i)
-            messages.append(CAN::CanRxMessage());
-    });
-    print("(the list alone)", 1, listAlone);
-    for (const BenchFormat &format : benchFormats()) {
-        for (const int millions : {1, 10}) {
-            if (format.deliversAtOnce && millions > 1)
-                continue;
-            CountingStore store;
-            if (!writeLog(format, path, millions * frameCount))
-                return;
-            print(format.name, millions, peakMemoryOf([&] { readWithLibrary(format, path, store); }));
-        }
-    }
-    QFile::remove(path);
-    std::printf("\n");
 }
 
 void printTable(const LowestTimes &times, const QTemporaryDir &folder)
@@ -220,21 +167,19 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QTemporaryDir folder;
 
-    if (argc == 1)
-        printMemory(folder); // first: what comes later has its own peak
-    benchmark::Initialize(&argc, argv);
+    // The three of a format take turns: what else the machine does then disturbs each of them alike.
+    std::vector<char *> arguments(argv, argv + argc);
+    char takeTurns[] = "--benchmark_enable_random_interleaving=true";
+    arguments.insert(arguments.begin() + 1, takeTurns);
+    int count = int(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
 
     for (const BenchFormat &format : benchFormats()) {
         const QString path = folder.filePath(QLatin1String(format.name));
-        if (!writeLog(format, path, frameCount)) {
-            std::fprintf(stderr, "bench_readers: cannot write %s\n", qPrintable(path));
-            return 1;
-        }
-        const std::string name = format.name;
         const int lineCount = frameCount + format.header.count('\n');
-        measure(name + "/floor", lineCount, [&format, path](auto &store) { readFloor(format, path, store); });
-        measure(name + "/plain", lineCount, [&format, path](auto &store) { readPlain(format, path, store); });
-        measure(name + "/library", frameCount, [&format, path](auto &store) { readWithLibrary(format, path, store); });
+        measure("/floor", format, path, lineCount, readFloor);
+        measure("/plain", format, path, lineCount, readPlain);
+        measure("/library", format, path, frameCount, readLog);
     }
     LowestTimes times;
     benchmark::RunSpecifiedBenchmarks(&times);

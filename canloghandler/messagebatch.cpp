@@ -1,39 +1,8 @@
 #include "canloghandler/messagebatch.h"
 
-namespace
-{
-
-constexpr int batchSize = 100000;
-
-} // namespace
-
 MessageBatch::MessageBatch(const QPointer<DatachunkHandler> &target)
     : store(target)
 {
-}
-
-CAN::CanRxMessage &MessageBatch::next()
-{
-    if (used == messages.size())
-        messages.append(CAN::CanRxMessage());
-    else
-        messages[used] = CAN::CanRxMessage();
-    return messages[used];
-}
-
-void MessageBatch::commit(const QString &note)
-{
-    messages[used].messageIndex = nextIndex;
-    if (!note.isEmpty())
-        notes.insert(nextIndex, note);
-    ++nextIndex;
-    commitNumbered();
-}
-
-void MessageBatch::commitNumbered()
-{
-    if (++used == batchSize)
-        deliver();
 }
 
 void MessageBatch::finish()

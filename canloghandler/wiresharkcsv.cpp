@@ -111,6 +111,7 @@ bool CANLogHandler::loadWiresharkCSV(QString path)
             batch.commitNumbered();
     }
     batch.finish();
+    file.close(); // the store may want to move it
     if (fdSeen && pDatachunkHandler)
         pDatachunkHandler->notifyFdMessage(true);
     return true;

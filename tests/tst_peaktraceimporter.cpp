@@ -844,6 +844,8 @@ void PeakTraceImporterTest::version11Lines_data()
     QTest::newRow("received") << "1) 2457.5 Rx 0300 8 00 11 22 33 44 55 66 77" << true << frames({eight}) << none;
     QTest::newRow("sent") << "1) 2457.5 Tx 0300 8 00 11 22 33 44 55 66 77" << true << frames({Frame(eight).tx()})
                           << none;
+    QTest::newRow("two bytes") << "1) 1059.9 Rx 0300 2 AA BB" << true << frames({Frame(0x300, "AA BB").at(1, 59900)})
+                               << none;
     QTest::newRow("error event") << "1) 2457.5 Error 0300 8 00 11 22 33 44 55 66 77" << true << frames() << none;
     QTest::newRow("columns of blanks and tabs")
         << "  1)\t 2457.5   Rx\t\t0300 8  00 11 22 33 44 55 66 77 \t" << true << frames({eight}) << none;

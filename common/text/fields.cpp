@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <cstring>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 // A line is looked at 64 characters at a time. Which of them are separators becomes one 64-bit number, and then only
 // the ends of the fields are visited: a line of 90 characters is split in 55 instead of 110 ns.
 
@@ -45,14 +49,41 @@ inline quint64 bitsOf(const QChar *at, qsizetype count, Predicate predicate)
     return bits;
 }
 
-inline quint64 blanksOf(const QChar *at, qsizetype count)
+/// The same for the blanks among the first @p count characters; false when it is not told by ASCII alone.
+inline bool asciiBlanksOf(const QChar *at, qsizetype count, quint64 &blanks)
 {
+#ifdef __SSE2__
+    // Sixteen characters become sixteen bytes: those from U+0080 on get the topmost bit, but for those from U+8000 on,
+    // which become 0 and of which none is a blank. A line of 105 characters takes 30 instead of 48 ns.
+    quint64 others = 0;
+    blanks = 0;
+    const auto look = [&](qsizetype i) {
+        const auto *const group = reinterpret_cast<const __m128i *>(at + i);
+        const __m128i codes = _mm_packus_epi16(_mm_loadu_si128(group), _mm_loadu_si128(group + 1));
+        const __m128i isSpace = _mm_cmpeq_epi8(codes, _mm_set1_epi8(' '));
+        const __m128i fromTab = _mm_sub_epi8(codes, _mm_set1_epi8('\t'));
+        const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(fromTab, _mm_set1_epi8('\r' - '\t')), fromTab);
+        others |= quint64(_mm_movemask_epi8(codes));
+        blanks |= quint64(_mm_movemask_epi8(_mm_or_si128(isSpace, isControl))) << i;
+    };
+    if (count >= groupSize) {
+        for (qsizetype i = 0; i + groupSize < count; i += groupSize)
+            look(i);
+        look(count - groupSize);
+        return others == 0;
+    }
+#endif
     ushort all = 0;
     for (qsizetype i = 0; i < count; ++i)
         all |= at[i].unicode();
-    if (all < 0x80)
-        return bitsOf(at, count, [](ushort c) { return (c == ' ') | (ushort(c - '\t') < 5); });
-    return bitsOf(at, count, [](ushort c) { return isBlank(c); });
+    blanks = bitsOf(at, count, [](ushort c) { return (c == ' ') | (ushort(c - '\t') < 5); });
+    return all < 0x80;
+}
+
+inline quint64 blanksOf(const QChar *at, qsizetype count)
+{
+    quint64 blanks = 0;
+    return asciiBlanksOf(at, count, blanks) ? blanks : bitsOf(at, count, [](ushort c) { return isBlank(c); });
 }
 
 /// Whether no character is a blank that simplified() would change: another than " ", or one before another. The first

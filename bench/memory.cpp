@@ -1,0 +1,78 @@
+// How much memory reading takes at its peak, per format. In batches: how much more ten million lines take than one
+// million. At once: how much a million frames take beyond what their list needs by itself.
+
+#include "bench/logs.h"
+#include "host/store/streamstore.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <malloc.h>
+
+namespace
+{
+
+constexpr int million = 1000000;
+
+/// A figure in KiB that the system tells of this process, by its name; 0 where it does not.
+long memoryFigure(const QByteArray &name)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith(name + ':'))
+            return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
+    }
+    return 0;
+}
+
+/// How much memory, in KiB, @p work takes at its peak.
+template <typename Work>
+long peakMemoryOf(Work work)
+{
+    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    malloc_trim(0); // what earlier work has given back is no memory of this one
+    const long before = memoryFigure("VmRSS");
+    if (!reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || reset.write("5") != 1)
+        return 0;
+    work();
+    return memoryFigure("VmHWM") - before;
+}
+
+void print(const char *name, int millions, long peak)
+{
+    std::printf("%-24s %8d e6 %14ld\n", name, millions, peak);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("log"));
+
+    std::printf("%-24s %11s %14s\n", "format", "lines", "peak KiB");
+    const long listAlone = peakMemoryOf([] {
+        QList<CAN::CanRxMessage> messages;
+        for (int i = 0; i < million; ++i)
+            messages.append(CAN::CanRxMessage());
+    });
+    print("(the list alone)", 1, listAlone);
+    for (const BenchFormat &format : benchFormats()) {
+        for (const int millions : {1, 10}) {
+            if (format.deliversAtOnce && millions > 1)
+                continue;
+            StreamStore store;
+            if (!writeLog(format, path, millions * million)) {
+                std::fprintf(stderr, "bench_memory: cannot write %s\n", qPrintable(path));
+                return 1;
+            }
+            print(format.name, millions, peakMemoryOf([&] { readLog(format, path, store); }));
+        }
+    }
+    return 0;
+}
