@@ -122,6 +122,16 @@ QString CANLogHandler::getLastErrorText() const
     return lastErrorText;
 }
 
+ImportReport CANLogHandler::getImportReport() const
+{
+    return importReport;
+}
+
+std::function<void(qint64, qint64)> CANLogHandler::progressSignal()
+{
+    return [this](qint64 bytesRead, qint64 bytesTotal) { Q_EMIT importProgress(bytesRead, bytesTotal); };
+}
+
 bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bool flag)
 {
     if (!pDatachunkHandler)
@@ -139,6 +149,7 @@ bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bo
 
 bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, bool flag)
 {
+    importReport = {};
     if (!QFile(path).open(QIODevice::ReadOnly))
         return false;
     const Loader *const loader = loaderFor(type);

@@ -3,6 +3,7 @@
 #include "common/canloghandler_export.h"
 #include "common/datachunkhandler.h"
 #include "common/datachunkhelper.h"
+#include "common/importreport.h"
 
 #include <QDir>
 #include <QMap>
@@ -11,6 +12,7 @@
 #include <QString>
 
 #include <atomic>
+#include <functional>
 
 /**
  * Reads CAN log files into the host's store and packs the store's chunk files into zip archives.
@@ -39,11 +41,14 @@ public:
 
     /// Error text of the latest import that failed in an importer class or an archive; empty when none did.
     QString getLastErrorText() const;
+    /// What became of the lines of the latest import; empty for archives and native chunks.
+    ImportReport getImportReport() const;
 
     /**
      * Runs the loader for @p type on the file @p path, without the notices to the store that loadFile() gives. False
      * when the file cannot be opened for reading, when there is no loader for @p type, or when the loader fails;
-     * batches delivered before a failure stay in the store.
+     * batches delivered before a failure stay in the store. An import in a thread whose interruption was requested
+     * ends soon and fails; messages that were not delivered yet are lost.
      */
     bool importFile(QString path, DatachunkHelper::ImportFileType type, QString text, bool flag);
 
@@ -119,13 +124,18 @@ public Q_SLOTS:
 Q_SIGNALS:
     /// Sent with true before a log file is read and with false after it.
     void showLoadingDialog(bool show);
+    /// Sent after each block of a log file that was read, in the importing thread. @p bytesTotal is the size of the
+    /// file, 0 when it is not known.
+    void importProgress(qint64 bytesRead, qint64 bytesTotal);
 
 private:
     Q_DISABLE_COPY_MOVE(CANLogHandler)
 
     void connectStore();
+    std::function<void(qint64, qint64)> progressSignal();
 
     QPointer<DatachunkHandler> &pDatachunkHandler;
     QString lastErrorText;
+    ImportReport importReport;
     std::atomic<bool> zipInProgress{false};
 };

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "common/importwatch.h"
 #include "common/text/fields.h"
-#include "common/text/numbers.h"
 
 #include <QString>
 
@@ -45,18 +45,18 @@ inline QStringView without(QStringView field, QChar character, QString &scratch)
  *
  * The length is kept as it is written, even above the 64 bytes that a message holds.
  */
-inline int readLength(const Fields &fields, int column, CAN::CanRxMessage &message, int nextBase = 10)
+inline int readLength(const Fields &fields, int column, CAN::CanRxMessage &message, ImportWatch &watch,
+                      int nextBase = 10)
 {
     bool ok = false;
     message.dlc = readByte(fields[column], 10, &ok);
     if (ok)
         return column;
-    message.dlc = readByte(fields[column + 1], nextBase);
+    message.dlc = watch.readByte(fields[column + 1], nextBase);
     return column + 1;
 }
 
-/// The payload from column @p first on, one byte a column: @p count bytes, as far as the line and a message have room
-/// for them.
+/// The bytes from column @p first on, one a column: @p count, as far as the line and a message have room for them.
 inline void readDataBytes(const Fields &fields, int first, int count, int base, CAN::CanRxMessage &message)
 {
     count = std::min({count, fields.count() - first, int(sizeof message.data)});
@@ -64,8 +64,23 @@ inline void readDataBytes(const Fields &fields, int first, int count, int base, 
         message.data[i] = readByte(fields[first + i], base);
 }
 
-/// The payload of a line whose columns from @p first to the last are bytes, whatever the length says.
-inline void readDataBytes(const Fields &fields, int first, int base, CAN::CanRxMessage &message)
+/// The payload from column @p first on.
+inline void readPayload(const Fields &fields, int first, int base, CAN::CanRxMessage &message, ImportWatch &watch)
 {
-    readDataBytes(fields, first, fields.count(), base, message);
+    const int present = std::max(fields.count() - first, 0);
+    const int count = std::min({int(message.dlc), present, int(sizeof message.data)});
+    for (int i = 0; i < count; ++i)
+        message.data[i] = watch.readByte(fields[first + i], base);
+    if (present < message.dlc)
+        watch.doubt({}, ImportWatch::Reason::MissingBytes);
+}
+
+/// The payload of a line whose columns from @p first to the last are all read as bytes, whatever the length says. What
+/// comes after the payload may be anything.
+inline void readPayloadAndMore(const Fields &fields, int first, int base, CAN::CanRxMessage &message,
+                               ImportWatch &watch)
+{
+    readPayload(fields, first, base, message, watch);
+    for (int i = message.dlc; i < std::min(fields.count() - first, int(sizeof message.data)); ++i)
+        message.data[i] = readByte(fields[first + i], base);
 }

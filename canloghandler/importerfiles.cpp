@@ -10,14 +10,16 @@ namespace
 {
 
 /// Runs @p importer on the file @p path and delivers what it read. On failure nothing is delivered and @p errorText is
-/// the importer's. @p type is the file type for importers of several.
+/// the importer's. @p report becomes that on the file. @p type is the file type for importers of several.
 template <typename Importer, typename... Type>
 bool importAndDeliver(Importer &importer, const QPointer<DatachunkHandler> &store, QString &errorText,
-                      const QString &path, Type... type)
+                      ImportReport &report, const QString &path, Type... type)
 {
     QList<CAN::CanRxMessage> messages;
     QMap<unsigned int, QString> notes;
-    if (!importer.importFile(path, type..., &messages, &notes)) {
+    const bool ok = importer.importFile(path, type..., &messages, &notes);
+    report = importer.getImportReport();
+    if (!ok) {
         errorText = importer.getErrorString();
         return false;
     }
@@ -31,24 +33,28 @@ bool importAndDeliver(Importer &importer, const QPointer<DatachunkHandler> &stor
 bool CANLogHandler::loadPeakTraceFile(QString path, DatachunkHelper::ImportFileType type)
 {
     PeakTraceImporter importer(nullptr);
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, path, type);
+    importer.setProgress(progressSignal());
+    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path, type);
 }
 
 bool CANLogHandler::loadCoCTTFile(QString path)
 {
     CoCTTImporter importer(nullptr);
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, path);
+    importer.setProgress(progressSignal());
+    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path);
 }
 
 bool CANLogHandler::loadIxxatFile(QString path)
 {
     IxxatFileImporter importer(nullptr);
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, path);
+    importer.setProgress(progressSignal());
+    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path);
 }
 
 bool CANLogHandler::loadGenericFile(QString path, QString columnDescription)
 {
     GenericFileImporter importer(nullptr);
+    importer.setProgress(progressSignal());
     importer.setColumnFormat(columnDescription);
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, path);
+    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path);
 }

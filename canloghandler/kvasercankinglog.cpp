@@ -1,9 +1,7 @@
 #include "canloghandler/canloghandler.h"
 #include "canloghandler/framefields.h"
-#include "canloghandler/messagebatch.h"
-#include "common/text/linereader.h"
+#include "canloghandler/textimport.h"
 
-#include <QFile>
 #include <QTextStream>
 
 #include <algorithm>
@@ -35,8 +33,9 @@ enum class LineKind { Frame, Other, CutShort };
 class CanKingLine
 {
 public:
-    explicit CanKingLine(int numberRadix)
-        : radix(numberRadix)
+    CanKingLine(int numberRadix, ImportWatch &importWatch)
+        : watch(importWatch)
+        , radix(numberRadix)
     {
     }
 
@@ -45,21 +44,29 @@ public:
     {
         // Columns are set with blanks; a tab is part of one.
         fields.split(line, QLatin1Char(' '), Fields::SkipEmpty);
-        // Headings, but also frames that have neither flag nor data.
-        if (fields.count() <= 5)
+        if (fields.count() <= 5) {
+            // Headings, but also frames that have neither flag nor data.
+            bool hasChannel = false;
+            readUnsigned(fields[0], 10, &hasChannel);
+            if (hasChannel)
+                watch.drop(ImportWatch::Reason::MissingColumns, {});
             return LineKind::Other;
-        message.id = readUnsigned(fields[1], radix);
-        const int length = readLength(fields, 2, message, 0);
+        }
+        message.id = watch.readUnsigned(fields[1], radix);
+        const int length = readLength(fields, 2, message, watch, 0);
         message.isExtended = length == 3 && holds(fields[2], QLatin1Char('X'));
         // Time and direction count as data here: a line that lacks them alone passes, and they are read twice.
-        if (fields.count() <= length + message.dlc)
+        if (fields.count() <= length + message.dlc) {
+            watch.drop(ImportWatch::Reason::EndsImport, {});
             return LineKind::CutShort;
-        readDataBytes(fields, length + 1, message.dlc, radix, message);
-        message.timeStamp = readSeconds(fields[fields.count() - 2]);
+        }
+        readPayload(fields, length + 1, radix, message, watch);
+        message.timeStamp = watch.readSeconds(fields[fields.count() - 2]);
         return LineKind::Frame;
     }
 
 private:
+    ImportWatch &watch;
     Fields fields;
     int radix;
 };
@@ -68,19 +75,17 @@ private:
 
 bool CANLogHandler::loadKvaserCanKingLog(QString path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    if (!import.open())
         return false;
-    CanKingLine line(detectRadix(file));
-    if (!file.seek(0))
+    CanKingLine line(detectRadix(import.file), import.watch);
+    if (!import.file.seek(0))
         return false; // a pipe: what the radix was found in is gone
 
-    LineReader reader(file);
-    MessageBatch batch(pDatachunkHandler);
-    while (reader.next()) {
-        switch (line.read(reader.line(), batch.next())) {
+    while (import.next()) {
+        switch (line.read(import.line(), import.batch.next())) {
         case LineKind::Frame:
-            batch.commit();
+            import.batch.commit();
             break;
         case LineKind::Other:
             break;
@@ -89,6 +94,5 @@ bool CANLogHandler::loadKvaserCanKingLog(QString path)
             return false;
         }
     }
-    batch.finish();
-    return true;
+    return import.finish();
 }

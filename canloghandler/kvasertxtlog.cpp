@@ -1,10 +1,7 @@
 #include "canloghandler/canloghandler.h"
 #include "canloghandler/framefields.h"
-#include "canloghandler/messagebatch.h"
-#include "common/text/linereader.h"
+#include "canloghandler/textimport.h"
 #include "common/text/mark.h"
-
-#include <QFile>
 
 // Text logs of Kvaser's logging tools: a header that ends with the line of the trigger, then one frame a line. Time,
 // channel, identifier, flags (none of which are read), length, data, and one last column that is not data.
@@ -26,6 +23,11 @@ constexpr Mark errorFrame(u"ErrorFrame");
 class KvaserLog
 {
 public:
+    explicit KvaserLog(ImportWatch &importWatch)
+        : watch(importWatch)
+    {
+    }
+
     /// Reads one line into @p message, which must be empty. False when the line is no frame.
     bool read(QStringView line, CAN::CanRxMessage &message)
     {
@@ -57,16 +59,21 @@ private:
     {
         fields.splitAtBlanks(line);
         // The flags may be two words.
-        const int length = readLength(fields, 4, message);
-        if (length >= fields.count())
+        const int length = readLength(fields, 4, message, watch);
+        if (length >= fields.count()) {
+            watch.pass();
+            if (fields.count() > 0)
+                watch.drop(ImportWatch::Reason::MissingColumns, {});
             return false;
-        message.timeStamp = readSeconds(fields[0]);
-        message.id = readUnsigned(fields[2], idRadix);
+        }
+        message.timeStamp = watch.readSeconds(fields[0]);
+        message.id = watch.readUnsigned(fields[2], idRadix);
         fields.removeLast();
-        readDataBytes(fields, length + 1, dataRadix, message);
+        readPayloadAndMore(fields, length + 1, dataRadix, message, watch);
         return true;
     }
 
+    ImportWatch &watch;
     Fields fields;
     int idRadix = 16;
     int dataRadix = 16;
@@ -77,17 +84,14 @@ private:
 
 bool CANLogHandler::loadKvaserTxtLog(QString path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    if (!import.open())
         return false;
 
-    LineReader reader(file);
-    KvaserLog log;
-    MessageBatch batch(pDatachunkHandler);
-    while (reader.next()) {
-        if (log.read(reader.line(), batch.next()))
-            batch.commit();
+    KvaserLog log(import.watch);
+    while (import.next()) {
+        if (log.read(import.line(), import.batch.next()))
+            import.batch.commit();
     }
-    batch.finish();
-    return true;
+    return import.finish();
 }

@@ -20,5 +20,6 @@ void MessageBatch::deliver()
     if (!messages.isDetached())
         messages = {};
     notes.clear();
+    delivered += used;
     used = 0;
 }

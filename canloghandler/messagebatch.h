@@ -41,6 +41,8 @@ public:
     }
     /// The final delivery.
     void finish();
+    /// How many messages were taken so far.
+    qint64 messageCount() const { return delivered + used; }
 
 private:
     static constexpr int batchSize = 100000;
@@ -57,4 +59,5 @@ private:
     const CAN::CanRxMessage empty;
     QMap<unsigned int, QString> notes;
     quint32 nextIndex = 0;
+    qint64 delivered = 0;
 };

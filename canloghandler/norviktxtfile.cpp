@@ -1,10 +1,7 @@
 #include "canloghandler/canloghandler.h"
 #include "canloghandler/framefields.h"
-#include "canloghandler/messagebatch.h"
-#include "common/text/linereader.h"
+#include "canloghandler/textimport.h"
 #include "common/text/mark.h"
-
-#include <QFile>
 
 #include <algorithm>
 
@@ -26,6 +23,11 @@ enum class LineKind { Frame, Other, End };
 class NorvikLine
 {
 public:
+    explicit NorvikLine(ImportWatch &importWatch)
+        : watch(importWatch)
+    {
+    }
+
     /// Reads one line into @p message, which must be empty.
     LineKind read(QStringView newLine, CAN::CanRxMessage &message)
     {
@@ -33,13 +35,15 @@ public:
         tokens.splitAtBlanks(line);
         if (tokens.count() < 3 || !tokens[2].endsWith(QLatin1String("):")))
             return LineKind::Other;
-        if (!readTime(message))
+        if (!readTime(message)) {
+            watch.drop(ImportWatch::Reason::EndsImport, tokens[0]);
             return LineKind::End;
+        }
         readId(message);
         readFlags(message);
         // Without "(" and "):". Bytes, also in a CAN FD frame, where other tools write the code of the length.
-        message.dlc = readByte(tokens[2].mid(1, std::max<qsizetype>(tokens[2].size() - 3, 0)), 0);
-        readDataBytes(tokens, 3, message.dlc, 16, message);
+        message.dlc = watch.readByte(tokens[2].mid(1, std::max<qsizetype>(tokens[2].size() - 3, 0)), 0);
+        readData(message);
         return LineKind::Frame;
     }
 
@@ -56,16 +60,16 @@ public:
 
 private:
     /// False when the time has no fraction, or two.
-    bool readTime(CAN::CanRxMessage &message) const
+    bool readTime(CAN::CanRxMessage &message)
     {
         if (readPlainSeconds(tokens[0], message.timeStamp))
             return true;
-        message.timeStamp = readSeconds(tokens[0]);
+        message.timeStamp = watch.readSeconds(tokens[0]);
         return std::count(tokens[0].begin(), tokens[0].end(), QLatin1Char('.')) == 1;
     }
 
     /// Some logs have more text after the identifier and a "/".
-    void readId(CAN::CanRxMessage &message) const
+    void readId(CAN::CanRxMessage &message)
     {
         const QStringView token = tokens[1];
         if (errorFrame.isIn(token)) {
@@ -73,7 +77,7 @@ private:
             return;
         }
         const QChar *const end = std::find(token.begin(), token.end(), QLatin1Char('/'));
-        message.id = readUnsigned(QStringView(token.begin(), end), 16);
+        message.id = watch.readUnsigned(QStringView(token.begin(), end), 16);
     }
 
     void readFlags(CAN::CanRxMessage &message)
@@ -88,6 +92,16 @@ private:
             message.isRemote |= tokens[i] == QLatin1String("Remote");
     }
 
+    void readData(CAN::CanRxMessage &message)
+    {
+        // Frames without data may have anything in its place, which is read alike.
+        if (message.isRemote || message.id == CAN::errorFrameId)
+            readDataBytes(tokens, 3, message.dlc, 16, message);
+        else
+            readPayload(tokens, 3, 16, message, watch);
+    }
+
+    ImportWatch &watch;
     QStringView line;
     Fields tokens;
     Fields tail;
@@ -97,19 +111,16 @@ private:
 
 bool CANLogHandler::loadNorvikTxtFile(QString path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    if (!import.open())
         return false;
 
-    LineReader reader(file);
-    NorvikLine line;
-    MessageBatch batch(pDatachunkHandler);
+    NorvikLine line(import.watch);
     LineKind kind = LineKind::Other;
-    while (kind != LineKind::End && reader.next()) {
-        kind = line.read(reader.line(), batch.next());
+    while (kind != LineKind::End && import.next()) {
+        kind = line.read(import.line(), import.batch.next());
         if (kind == LineKind::Frame)
-            batch.commit(line.comment());
+            import.batch.commit(line.comment());
     }
-    batch.finish();
-    return true;
+    return import.finish();
 }

@@ -1,9 +1,6 @@
 #include "canloghandler/canloghandler.h"
 #include "canloghandler/framefields.h"
-#include "canloghandler/messagebatch.h"
-#include "common/text/linereader.h"
-
-#include <QFile>
+#include "canloghandler/textimport.h"
 
 #include <algorithm>
 #include <iterator>
@@ -22,6 +19,11 @@ namespace
 class CandumpLine
 {
 public:
+    explicit CandumpLine(ImportWatch &importWatch)
+        : watch(importWatch)
+    {
+    }
+
     /// Reads one line into @p message, which must be empty. False when the line is no frame.
     bool read(QStringView line, CAN::CanRxMessage &message)
     {
@@ -30,7 +32,11 @@ public:
             return readExtraInformation(message);
         if (fields.count() >= 5)
             return readScreen(message);
-        return fields.count() == 3 && readLogFile(line, message);
+        if (fields.count() == 3 && readLogFile(line, message))
+            return true;
+        if (fields.count() > 0)
+            watch.drop(ImportWatch::Reason::MissingColumns, {});
+        return false;
     }
 
 private:
@@ -47,9 +53,11 @@ private:
     /// Interface, direction, two dashes, identifier, length, data. The identifier is never marked as extended.
     bool readExtraInformation(CAN::CanRxMessage &message)
     {
-        if (fields.count() < 6)
+        if (fields.count() < 6) {
+            watch.drop(ImportWatch::Reason::MissingColumns, {});
             return false;
-        message.id = readUnsigned(fields[4], 16);
+        }
+        message.id = watch.readUnsigned(fields[4], 16);
         readPayload(5, message);
         return true;
     }
@@ -76,14 +84,16 @@ private:
         readTime(message);
         // A CAN FD frame ("123##1...") has two marks: it gives a message that holds nothing but its time, so that
         // the reader of the log sees that there was one.
-        if (mark == frame.end() || !readBytes(QStringView(mark + 1, frame.end()), message))
+        if (mark == frame.end() || !readBytes(QStringView(mark + 1, frame.end()), message)) {
+            watch.doubt(frame, ImportWatch::Reason::NotRead);
             return true;
+        }
         readId(QStringView(frame.begin(), mark), message);
         return true;
     }
 
     /// The payload as pairs of digits. False, and nothing read, when there is a "#" among them.
-    static bool readBytes(QStringView digits, CAN::CanRxMessage &message)
+    bool readBytes(QStringView digits, CAN::CanRxMessage &message)
     {
         const auto pairs = std::min<qsizetype>(digits.size() / 2, sizeof message.data);
         const qsizetype plainPairs = readHexPairs(digits.left(2 * pairs), message.data);
@@ -93,9 +103,11 @@ private:
                 return false;
             }
             for (qsizetype i = plainPairs; i < pairs; ++i)
-                message.data[i] = readByte(digits.mid(2 * i, 2), 16);
+                message.data[i] = watch.readByte(digits.mid(2 * i, 2), 16);
         }
         // A digit left over at the end counts as a byte and reads as 0, like the "R" of a remote frame.
+        if (digits.size() % 2 != 0)
+            watch.doubt(digits.right(1));
         message.dlc = quint8((digits.size() + 1) / 2);
         return true;
     }
@@ -107,12 +119,12 @@ private:
         const QStringView field = fields[0];
         const bool isBracketed = field.startsWith(QLatin1Char('(')) && field.endsWith(QLatin1Char(')'));
         if (!isBracketed || !readPlainSeconds(field.mid(1).chopped(1), message.timeStamp))
-            message.timeStamp = readSeconds(without(field, QLatin1Char('('), QLatin1Char(')'), scratch));
+            message.timeStamp = watch.readSeconds(without(field, QLatin1Char('('), QLatin1Char(')'), scratch), field);
     }
 
-    static void readId(QStringView field, CAN::CanRxMessage &message)
+    void readId(QStringView field, CAN::CanRxMessage &message)
     {
-        message.id = readUnsigned(field, 16);
+        message.id = watch.readUnsigned(field, 16);
         message.isExtended = message.id > CAN::maxStandardId;
     }
 
@@ -120,10 +132,12 @@ private:
     /// above the 64 bytes that a message holds.
     void readPayload(int lengthField, CAN::CanRxMessage &message)
     {
-        message.dlc = readByte(without(fields[lengthField], QLatin1Char('['), QLatin1Char(']'), scratch), 10);
-        readDataBytes(fields, lengthField + 1, message.dlc, 16, message);
+        const QStringView length = fields[lengthField];
+        message.dlc = watch.readByte(without(length, QLatin1Char('['), QLatin1Char(']'), scratch), 10, length);
+        ::readPayload(fields, lengthField + 1, 16, message, watch);
     }
 
+    ImportWatch &watch;
     Fields fields;
     QString scratch;
 };
@@ -132,17 +146,14 @@ private:
 
 bool CANLogHandler::loadSocketCanDump(QString path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    if (!import.open())
         return false;
 
-    LineReader reader(file);
-    CandumpLine line;
-    MessageBatch batch(pDatachunkHandler);
-    while (reader.next()) {
-        if (line.read(reader.line(), batch.next()))
-            batch.commit();
+    CandumpLine line(import.watch);
+    while (import.next()) {
+        if (line.read(import.line(), import.batch.next()))
+            import.batch.commit();
     }
-    batch.finish();
-    return true;
+    return import.finish();
 }

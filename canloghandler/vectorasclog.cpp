@@ -1,10 +1,7 @@
 #include "canloghandler/canloghandler.h"
 #include "canloghandler/framefields.h"
-#include "canloghandler/messagebatch.h"
-#include "common/text/linereader.h"
+#include "canloghandler/textimport.h"
 #include "common/text/mark.h"
-
-#include <QFile>
 
 #include <utility>
 
@@ -33,15 +30,24 @@ constexpr Mark blockEnd(u"End TriggerBlock", Qt::CaseInsensitive);
 class AscLine
 {
 public:
+    explicit AscLine(ImportWatch &importWatch)
+        : watch(importWatch)
+    {
+    }
+
     /// Reads a line of the form with statistics into @p message, which must be empty. False when the line is no frame.
     bool readWithBitCount(QStringView line, CAN::CanRxMessage &message)
     {
-        if (!bitCount.isIn(line) || !split(line, 6))
+        if (!bitCount.isIn(line))
             return false;
+        if (!split(line, 6)) {
+            watch.drop(ImportWatch::Reason::MissingColumns, {});
+            return false;
+        }
         readStart(1, 2, message);
         message.isRemote = holds(tokens[4], QLatin1Char('r'));
         // "d" for a data frame may stand before the length.
-        const int length = message.isRemote ? 4 : readLength(tokens, 4, message);
+        const int length = message.isRemote ? 4 : readLength(tokens, 4, message, watch);
         readData(length, message);
         return true;
     }
@@ -60,18 +66,27 @@ private:
         return tokens.count() >= wanted && holds(tokens[0], QLatin1Char('.'));
     }
 
+    /// A line of the form without statistics that is too short for a frame; without a time it is an event or a comment.
+    bool dropShort()
+    {
+        watch.pass();
+        if (holds(tokens[0], QLatin1Char('.')))
+            watch.drop(ImportWatch::Reason::MissingColumns, {});
+        return false;
+    }
+
     bool readClassic(QStringView line, CAN::CanRxMessage &message)
     {
         if (!split(line, 4))
-            return false;
+            return dropShort();
         readStart(1, 2, message);
         // Only where no direction stands before the letter, unlike in the other form: "Rx r" is a frame without data.
         message.isRemote = tokens[3] == QLatin1Char('r');
         if (message.isRemote)
             return true;
-        const int length = readLength(tokens, 4, message);
+        const int length = readLength(tokens, 4, message, watch);
         if (length >= tokens.count())
-            return false;
+            return dropShort();
         readData(length, message);
         return true;
     }
@@ -80,21 +95,22 @@ private:
     bool readFd(QStringView line, CAN::CanRxMessage &message)
     {
         if (!split(line, 9))
-            return false;
+            return dropShort();
         readStart(2, 4, message);
         message.isFd = true;
-        message.dlc = readByte(tokens[8], 10);
-        readDataBytes(tokens, 9, message.dlc, 16, message);
+        message.dlc = watch.readByte(tokens[8], 10);
+        readPayload(tokens, 9, 16, message, watch);
         return true;
     }
 
     void readStart(int channel, int id, CAN::CanRxMessage &message)
     {
-        message.timeStamp = readSeconds(tokens[0]);
-        message.channel = quint16(readUnsigned(tokens[channel], 16));
+        message.timeStamp = watch.readSeconds(tokens[0]);
+        message.channel = quint16(watch.readUnsigned(tokens[channel], 16));
         // "x" marks an extended identifier; the size of the number does not.
         message.isExtended = tokens[id].endsWith(QLatin1Char('x'));
-        message.id = readUnsigned(message.isExtended ? without(tokens[id], QLatin1Char('x'), scratch) : tokens[id], 16);
+        const QStringView digits = message.isExtended ? without(tokens[id], QLatin1Char('x'), scratch) : tokens[id];
+        message.id = watch.readUnsigned(digits, 16, tokens[id]);
     }
 
     /// What follows the length, but for the last token, is taken as data even beyond the length, statistics and all:
@@ -102,9 +118,10 @@ private:
     void readData(int length, CAN::CanRxMessage &message)
     {
         tokens.removeLast();
-        readDataBytes(tokens, length + 1, 16, message);
+        readPayloadAndMore(tokens, length + 1, 16, message, watch);
     }
 
+    ImportWatch &watch;
     Fields tokens;
     QString scratch;
 };
@@ -132,21 +149,20 @@ private:
 
 bool CANLogHandler::loadVectorAscLog(QString path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    if (!import.open())
         return false;
 
-    LineReader reader(file);
-    AscLine line;
+    AscLine line(import.watch);
     SkippedLines skipped;
-    MessageBatch batch(pDatachunkHandler);
-    while (reader.next()) {
-        if (line.readWithBitCount(reader.line(), batch.next()))
-            batch.commit(skipped.take());
+    while (import.next()) {
+        if (line.readWithBitCount(import.line(), import.batch.next()))
+            import.batch.commit(skipped.take());
         else
-            skipped.append(reader.line());
+            skipped.append(import.line());
     }
-    batch.finish();
+    if (!import.finish())
+        return false;
     const QString rest = skipped.take();
     if (!rest.isEmpty() && pDatachunkHandler)
         pDatachunkHandler->addMessageNoteToLastMessage(rest);
@@ -155,24 +171,23 @@ bool CANLogHandler::loadVectorAscLog(QString path)
 
 bool CANLogHandler::loadVectorAscLogWithoutBitcount(QString path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    if (!import.open())
         return false;
 
-    LineReader reader(file);
-    AscLine line;
-    MessageBatch batch(pDatachunkHandler);
+    AscLine line(import.watch);
     bool fdSeen = false;
-    while (reader.next() && !blockBegin.isIn(reader.line())) {
+    while (import.next() && !blockBegin.isIn(import.line())) {
     }
-    while (reader.next() && !blockEnd.isIn(reader.line())) {
-        CAN::CanRxMessage &message = batch.next();
-        if (!line.readWithoutBitCount(reader.line(), message))
+    while (import.next() && !blockEnd.isIn(import.line())) {
+        CAN::CanRxMessage &message = import.batch.next();
+        if (!line.readWithoutBitCount(import.line(), message))
             continue;
         fdSeen |= message.isFd;
-        batch.commit();
+        import.batch.commit();
     }
-    batch.finish();
+    if (!import.finish())
+        return false;
     if (pDatachunkHandler)
         pDatachunkHandler->notifyFdMessage(fdSeen);
     return true;

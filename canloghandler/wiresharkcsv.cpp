@@ -1,10 +1,7 @@
 #include "canloghandler/canloghandler.h"
 #include "canloghandler/framefields.h"
-#include "canloghandler/messagebatch.h"
-#include "common/text/linereader.h"
+#include "canloghandler/textimport.h"
 #include "common/text/mark.h"
-
-#include <QFile>
 
 // Packet lists that Wireshark exports as comma-separated values from a SocketCAN capture: number, time, source,
 // destination, protocol, length, info. All of the frame stands in the info; identifier and data in hexadecimal.
@@ -27,6 +24,11 @@ constexpr QLatin1Char quote('"');
 class WiresharkLine
 {
 public:
+    explicit WiresharkLine(ImportWatch &importWatch)
+        : watch(importWatch)
+    {
+    }
+
     /// Reads one line into @p message, which must be empty. False when the line is no frame that is read; isFd is set
     /// nevertheless.
     bool read(QStringView line, CAN::CanRxMessage &message)
@@ -36,12 +38,22 @@ public:
         // Quotes do not keep a comma from ending a field.
         line = line.trimmed();
         columns.split(line, QLatin1Char(','), Fields::KeepEmpty);
-        if (columns.count() < 5)
+        if (columns.count() < 5) {
+            if (!line.isEmpty())
+                watch.drop(ImportWatch::Reason::MissingColumns, {});
             return false;
-        message.messageIndex = readUnsigned(without(columns[0], quote, scratch), 10);
+        }
+        message.messageIndex = watch.readUnsigned(without(columns[0], quote, scratch), 10, columns[0]);
         message.timeStamp = readTime(line);
-        message.isFd = without(columns[4], quote, scratch) == QLatin1String("CANFD");
-        return readInfo(without(columns.last(), quote, scratch), message);
+        const QStringView protocol = without(columns[4], quote, scratch);
+        message.isFd = protocol == QLatin1String("CANFD");
+        const bool isFrame = message.isFd || protocol == QLatin1String("CAN");
+        if (readInfo(without(columns.last(), quote, scratch), message))
+            return true;
+        watch.pass(); // a packet of another protocol
+        if (isFrame)
+            watch.drop(ImportWatch::Reason::NotRead, columns.last());
+        return false;
     }
 
 private:
@@ -55,7 +67,7 @@ private:
         QString field = line.toString().simplified().section(QLatin1Char(','), 1, 1);
         for (const char removed : {'"', '(', ')'})
             field.remove(QLatin1Char(removed));
-        return readSeconds(field);
+        return watch.readSeconds(field, columns[1]);
     }
 
     bool readInfo(QStringView info, CAN::CanRxMessage &message)
@@ -74,18 +86,21 @@ private:
     void readStandardFrame(QStringView info, CAN::CanRxMessage &message)
     {
         words.splitAtBlanks(info);
-        message.id = readUnsigned(words[1], 16);
+        message.id = watch.readUnsigned(words[1], 16);
         const int end = std::min(words.count(), 2 + int(sizeof message.data));
         int at = 2;
         for (bool ok = true; at < end; ++at) {
             const quint8 byte = readByte(words[at], 16, &ok);
-            if (!ok)
+            if (!ok) {
+                watch.doubt(words[at]);
                 break;
+            }
             message.data[at - 2] = byte;
         }
         message.dlc = quint8(at - 2);
     }
 
+    ImportWatch &watch;
     Fields columns;
     Fields words;
     QString scratch;
@@ -95,23 +110,21 @@ private:
 
 bool CANLogHandler::loadWiresharkCSV(QString path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    if (!import.open())
         return false;
 
-    LineReader reader(file);
-    WiresharkLine line;
-    MessageBatch batch(pDatachunkHandler);
+    WiresharkLine line(import.watch);
     bool fdSeen = false;
-    while (reader.next()) {
-        CAN::CanRxMessage &message = batch.next();
-        const bool isFrame = line.read(reader.line(), message);
+    while (import.next()) {
+        CAN::CanRxMessage &message = import.batch.next();
+        const bool isFrame = line.read(import.line(), message);
         fdSeen |= message.isFd;
         if (isFrame)
-            batch.commitNumbered();
+            import.batch.commitNumbered();
     }
-    batch.finish();
-    file.close(); // the store may want to move it
+    if (!import.finish())
+        return false;
     if (fdSeen && pDatachunkHandler)
         pDatachunkHandler->notifyFdMessage(true);
     return true;

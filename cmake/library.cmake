@@ -6,6 +6,7 @@ set(public_headers
   common/canrxmessage.h
   common/datachunkhandler.h
   common/datachunkhelper.h
+  common/importreport.h
   canloghandler/canloghandler.h
   importers/cocttimporter.h
   importers/genericfileimporter.h
@@ -18,6 +19,8 @@ set(public_headers
 # those tests.
 add_library(CANLogHandlerInternals OBJECT
   canloghandler/messagebatch.cpp
+  canloghandler/textimport.cpp
+  common/importwatch.cpp
   common/text/fields.cpp
   common/text/linereader.cpp
   common/text/numbers.cpp

@@ -1,8 +1,7 @@
 #include "importers/cocttimporter.h"
 
+#include "common/importwatch.h"
 #include "common/text/fields.h"
-#include "common/text/linereader.h"
-#include "common/text/numbers.h"
 
 #include <QFile>
 
@@ -29,6 +28,11 @@ bool isNotice(QStringView line)
 class CoCTTImporter::FrameLine
 {
 public:
+    explicit FrameLine(ImportWatch &importWatch)
+        : watch(importWatch)
+    {
+    }
+
     /// Reads one line into @p message, which must be empty. False when it is malformed.
     bool read(QStringView line, CAN::CanRxMessage &message)
     {
@@ -39,8 +43,12 @@ public:
         // The marker may have stood inside a longer part: then the frame is the first one.
         if (!readFrame(parts[marker + 1], message))
             return false;
-        if (marker > 0)
-            message.timeStamp = readTimeOfDay(simplified(parts[1], room));
+        if (marker > 0) {
+            bool hasTime = true;
+            message.timeStamp = readTimeOfDay(simplified(parts[1], room), &hasTime);
+            if (!hasTime)
+                watch.doubt(parts[1]);
+        }
         return true;
     }
 
@@ -70,16 +78,17 @@ private:
     }
 
     /// As many bytes as the length says; the line must have them all, also those that a message has no room for.
-    bool readPayload(CAN::CanRxMessage &message) const
+    bool readPayload(CAN::CanRxMessage &message)
     {
         if (fields.count() < 5 + message.dlc)
             return false;
         const int count = std::min<int>(message.dlc, sizeof message.data);
         for (int i = 0; i < count; ++i)
-            message.data[i] = readByte(fields[5 + i], 16);
+            message.data[i] = watch.readByte(fields[5 + i], 16);
         return true;
     }
 
+    ImportWatch &watch;
     Fields parts;
     Fields fields;
     QString room;
@@ -87,7 +96,7 @@ private:
 
 CoCTTImporter::CoCTTImporter(QObject *parent)
     : ListImporter(tr("No error."), parent)
-    , frameLine(std::make_unique<FrameLine>())
+    , frameLine(std::make_unique<FrameLine>(*watch))
 {
 }
 
@@ -103,22 +112,23 @@ bool CoCTTImporter::parseFile(QString path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    messageCounter = 0;
+    startFile();
 
-    LineReader reader(file);
+    WatchedLines lines(file, *watch);
     QString room;
-    for (int number = 1; reader.next(); ++number) {
-        const QStringView line = simplified(reader.line(), room);
+    for (int number = 1; lines.next(); ++number) {
+        const QStringView line = simplified(lines.line(), room);
         if (hasPart(line, u"Test CAN")) {
             if (importFrame(line))
                 continue;
+            watch->drop(ImportWatch::Reason::EndsImport, line);
             errorString = tr("Import error occured at line %1 of file %2.").arg(QString::number(number), path);
             return false;
         }
         if (isNotice(line))
             importNotice(line);
     }
-    return true;
+    return !watch->isInterrupted();
 }
 
 bool CoCTTImporter::importCANMsgLine(QString line)

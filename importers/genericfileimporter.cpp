@@ -1,8 +1,7 @@
 #include "importers/genericfileimporter.h"
 
+#include "common/importwatch.h"
 #include "common/text/fields.h"
-#include "common/text/linereader.h"
-#include "common/text/numbers.h"
 
 #include <QFile>
 
@@ -31,27 +30,29 @@ constexpr QLatin1Char commentPrefix('#');
 constexpr QLatin1Char separator(' ');
 
 /// Seconds and, behind the point, microseconds, which are not padded: 1.5 is 1 s and 5 µs.
-CanTimeStamp readTime(QStringView text)
+CanTimeStamp readTime(QStringView text, ImportWatch &watch)
 {
     const qsizetype point = text.indexOf(QLatin1Char('.'));
     if (point < 0)
-        return {readSigned(text, 10), 0};
+        return {watch.readSigned(text, 10), 0};
     const QStringView rest = text.mid(point + 1);
     const qsizetype secondPoint = rest.indexOf(QLatin1Char('.'));
-    return {readSigned(text.left(point), 10), readSigned(secondPoint < 0 ? rest : rest.left(secondPoint), 10)};
+    return {watch.readSigned(text.left(point), 10),
+            watch.readSigned(secondPoint < 0 ? rest : rest.left(secondPoint), 10)};
 }
 
 /// As many bytes as the length says, from the field at @p first on, as far as they can be read. @p ok tells whether all
-/// could; without any byte it stays as it is.
-void readPayload(const Fields &fields, int first, CAN::CanRxMessage &message, bool &ok)
+/// could; without any byte it stays as it is. Returns the field that could not be read, if any.
+QStringView readPayload(const Fields &fields, int first, CAN::CanRxMessage &message, bool &ok)
 {
     for (int i = 0; i < message.dlc; ++i) {
         const auto byte = quint8(readUnsigned(fields[first + i], 16, &ok));
         if (!ok)
-            return;
+            return fields[first + i];
         if (i < int(sizeof message.data))
             message.data[i] = byte;
     }
+    return {};
 }
 
 } // namespace
@@ -88,21 +89,22 @@ bool GenericFileImporter::parseFile(QString path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    messageCounter = 0;
+    startFile();
     resetColumnsPos();
 
-    LineReader reader(file);
+    WatchedLines lines(file, *watch);
     Fields fields;
-    for (int number = 1; reader.next(); ++number) {
-        fields.splitAtBlanks(reader.line());
+    for (int number = 1; lines.next(); ++number) {
+        fields.splitAtBlanks(lines.line());
         if (fields.count() == 0 || fields[0].startsWith(commentPrefix))
             continue;
         if (!importFields(fields)) {
+            watch->drop(ImportWatch::Reason::EndsImport, {});
             errorString = tr("Import error occured at line %1 of file %2.").arg(QString::number(number), path);
             return false;
         }
     }
-    return true;
+    return !watch->isInterrupted();
 }
 
 bool GenericFileImporter::importCANMsgLine(QString line)
@@ -121,17 +123,18 @@ bool GenericFileImporter::importFields(const Fields &fields)
     CAN::CanRxMessage message;
     // Whether the latest reading succeeded. Bad data lose the line only when nothing can be read after them.
     bool ok = true;
+    QStringView badByte;
     for (int i = 0; i < int(columns.size()); ++i) {
         const QStringView field = fields[i];
         switch (columns[std::size_t(i)]) {
         case Column::NotRead:
             continue;
         case Column::Time:
-            message.timeStamp = readTime(field);
+            message.timeStamp = readTime(field, *watch);
             ok = true; // whatever the text is
             continue;
         case Column::Data:
-            readPayload(fields, i, message, ok);
+            badByte = readPayload(fields, i, message, ok);
             continue;
         case Column::Channel:
             message.channel = quint16(readUnsigned(field, 10, &ok));
@@ -149,11 +152,15 @@ bool GenericFileImporter::importFields(const Fields &fields)
             message.dlc = quint8(readUnsigned(field, 10, &ok));
             break;
         }
-        if (!ok)
+        if (!ok) {
+            watch->drop(ImportWatch::Reason::NotANumber, field);
             return true;
+        }
     }
-    if (!ok)
+    if (!ok) {
+        watch->drop(ImportWatch::Reason::NotANumber, badByte);
         return true;
+    }
     message.isExtended = message.id > maxStandardId;
     appendNumbered(message);
     return true;

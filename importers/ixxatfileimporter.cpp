@@ -1,8 +1,7 @@
 #include "importers/ixxatfileimporter.h"
 
+#include "common/importwatch.h"
 #include "common/text/fields.h"
-#include "common/text/linereader.h"
-#include "common/text/numbers.h"
 
 #include <QFile>
 
@@ -30,9 +29,15 @@ QStringView withoutLeadingZeroes(QStringView text)
 
 /// A number in base 0 that has no leading zeroes left which would make it octal. Unsigned, since sums of broken numbers
 /// may be out of range.
-quint32 readPart(QStringView text)
+quint32 readPart(QStringView text, ImportWatch &watch)
 {
-    return quint32(readSigned(withoutLeadingZeroes(text), 0));
+    const QStringView digits = withoutLeadingZeroes(text);
+    bool ok = true;
+    const qint32 part = readSigned(digits, 0, &ok);
+    const bool isZero = digits.isEmpty() && !text.isEmpty();
+    if (!ok && !isZero)
+        watch.doubt(text);
+    return quint32(part);
 }
 
 bool isHeaderRow(QStringView line)
@@ -59,6 +64,11 @@ QChar mostFrequent(const QString &row, const QList<QChar> &separators)
 class IxxatFileImporter::Row
 {
 public:
+    explicit Row(ImportWatch &importWatch)
+        : watch(importWatch)
+    {
+    }
+
     bool has(qint8 column) const { return column >= 0 && column < elements.count(); }
 
     /// Time of day or seconds, milliseconds, microseconds.
@@ -70,11 +80,12 @@ public:
         }
         parts.split(text, QLatin1Char('.'), Fields::KeepEmpty);
         const QStringView whole = parts[0];
-        const quint32 microseconds = readPart(parts[1]) * 1000 + readPart(parts[2]);
+        const quint32 microseconds = readPart(parts[1], watch) * 1000 + readPart(parts[2], watch);
         if (!whole.contains(QLatin1Char(':')))
-            return {qint32(readPart(whole)), qint32(microseconds)};
+            return {qint32(readPart(whole, watch)), qint32(microseconds)};
         parts.split(whole, QLatin1Char(':'), Fields::KeepEmpty);
-        const quint32 seconds = readPart(parts[0]) * 3600 + readPart(parts[1]) * 60 + readPart(parts[2]);
+        const quint32 seconds =
+            readPart(parts[0], watch) * 3600 + readPart(parts[1], watch) * 60 + readPart(parts[2], watch);
         return {qint32(seconds), qint32(microseconds)};
     }
 
@@ -85,12 +96,13 @@ public:
         message.dlc = quint8(parts.count());
         const int count = std::min<int>(parts.count(), sizeof message.data);
         for (int i = 0; i < count; ++i)
-            message.data[i] = readByte(parts[i], 16);
+            message.data[i] = watch.readByte(parts[i], 16);
     }
 
     Fields elements;
 
 private:
+    ImportWatch &watch;
     Fields parts;
     QString room;
 };
@@ -98,7 +110,7 @@ private:
 IxxatFileImporter::IxxatFileImporter(QObject *parent)
     : ListImporter(tr("No error."), parent)
     , separator(possibleSeparators.first())
-    , row(std::make_unique<Row>())
+    , row(std::make_unique<Row>(*watch))
 {
 }
 
@@ -114,23 +126,23 @@ bool IxxatFileImporter::parseFile(QString path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    messageCounter = 0;
+    startFile();
     resetColumnsPos();
 
-    LineReader reader(file);
+    WatchedLines lines(file, *watch);
     QString room;
     int number = 0; // of the rows that could be read, header rows not counted
     bool ok = true;
-    while (reader.next()) {
-        if (isHeaderRow(reader.line())) {
-            getColumnsFromLine(reader.line().toString());
+    while (lines.next()) {
+        if (isHeaderRow(lines.line())) {
+            getColumnsFromLine(lines.line().toString());
         } else if (!columnsValid) {
             if (ok)
                 errorString = tr("Import error occured. No valid column description found.");
             ok = false;
         } else {
             ++number;
-            const QStringView line = simplified(reader.line(), room);
+            const QStringView line = simplified(lines.line(), room);
             if (line.isEmpty())
                 continue;
             // A row that can be read makes up for a line before the header, which leaves no more than its text.
@@ -141,7 +153,7 @@ bool IxxatFileImporter::parseFile(QString path)
             }
         }
     }
-    return ok;
+    return ok && !watch->isInterrupted();
 }
 
 bool IxxatFileImporter::importCANMsgLine(QString line)
@@ -156,17 +168,21 @@ bool IxxatFileImporter::importRow(QStringView line)
     const Fields &elements = row->elements;
     const auto isMissing = [this](qint8 column) { return column != -1 && !row->has(column); };
     if (elements.count() < 6 || !row->has(timeColumn) || !row->has(idColumn) || !row->has(dataColumn)
-        || isMissing(typeColumn) || isMissing(dlcColumn))
+        || isMissing(typeColumn) || isMissing(dlcColumn)) {
+        watch->drop(ImportWatch::Reason::MissingColumns, {});
         return true;
+    }
 
     CAN::CanRxMessage message;
     bool hasId = false;
     message.id = readUnsigned(elements[idColumn], 16, &hasId);
-    if (!hasId)
+    if (!hasId) {
+        watch->drop(ImportWatch::Reason::NotANumber, elements[idColumn]);
         return true;
+    }
     message.timeStamp = row->time(elements[timeColumn]);
     message.isExtended = elements[typeColumn].contains(QLatin1Char('E'));
-    message.dlc = readByte(elements[dlcColumn], 10);
+    message.dlc = watch->readByte(elements[dlcColumn], 10);
     message.isRemote = hasPart(elements[dataColumn], u"Remote Frame");
     if (!message.isRemote)
         row->readPayload(elements[dataColumn], message);

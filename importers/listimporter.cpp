@@ -1,10 +1,12 @@
 #include "importers/listimporter.h"
 
+#include "common/importwatch.h"
 #include "common/text/fields.h"
 
 ListImporter::ListImporter(const QString &noError, QObject *parent)
     : QObject(parent)
     , errorString(noError)
+    , watch(std::make_unique<ImportWatch>())
 {
 }
 
@@ -13,6 +15,22 @@ ListImporter::~ListImporter() = default;
 QString ListImporter::getErrorString() const
 {
     return errorString;
+}
+
+ImportReport ListImporter::getImportReport() const
+{
+    return watch->finishedReport(messageCounter);
+}
+
+void ListImporter::setProgress(const std::function<void(qint64, qint64)> &progress)
+{
+    watch->setProgress(progress);
+}
+
+void ListImporter::startFile()
+{
+    messageCounter = 0;
+    watch->start();
 }
 
 bool ListImporter::setTargets(QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes)

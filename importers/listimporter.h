@@ -2,11 +2,17 @@
 
 #include "common/canloghandler_export.h"
 #include "common/canrxmessage.h"
+#include "common/importreport.h"
 
 #include <QList>
 #include <QMap>
 #include <QObject>
 #include <QString>
+
+#include <functional>
+#include <memory>
+
+class ImportWatch;
 
 /**
  * What the importer classes share: the caller's list and notes, which they fill from one whole file, the number of the
@@ -17,6 +23,11 @@ class CANLOGHANDLER_EXPORT ListImporter : public QObject
 public:
     /// Text of the latest error, "No error." as long as there was none.
     QString getErrorString() const;
+    /// What became of the lines of the file read last.
+    ImportReport getImportReport() const;
+    /// @p progress is called after each block of the file that was read, with the bytes read so far and the size of the
+    /// file, 0 when that is not known.
+    void setProgress(const std::function<void(qint64 bytesRead, qint64 bytesTotal)> &progress);
     /// Appends @p msg as it is to the caller's list.
     void addMessageToMessageList(CAN::CanRxMessage msg);
 
@@ -27,6 +38,8 @@ protected:
 
     /// Where messages and notes go from now on. False, and nothing changed, without a list; @p notes may be null.
     bool setTargets(QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes);
+    /// To be called when a file is read anew: its messages are counted and watched from the beginning.
+    void startFile();
     /// Numbers @p message and appends it.
     void appendNumbered(CAN::CanRxMessage &message);
     /// Files @p text, simplified, under the next message, after what is filed there already.
@@ -36,6 +49,7 @@ protected:
     QMap<unsigned int, QString> *notesMap = nullptr;
     quint32 messageCounter = 0; ///< number of the next message
     QString errorString;
+    const std::unique_ptr<ImportWatch> watch;
 
 private:
     Q_DISABLE_COPY_MOVE(ListImporter)

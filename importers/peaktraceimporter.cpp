@@ -1,8 +1,7 @@
 #include "importers/peaktraceimporter.h"
 
+#include "common/importwatch.h"
 #include "common/text/fields.h"
-#include "common/text/linereader.h"
-#include "common/text/numbers.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -34,8 +33,9 @@ const QRegularExpression columnHeader(QStringLiteral(".*COLUMNS.*"));
 class TraceLines
 {
 public:
-    explicit TraceLines(QFile &file)
-        : reader(file)
+    TraceLines(QFile &file, ImportWatch &importWatch)
+        : reader(file, importWatch.blockRead(file))
+        , watch(importWatch)
     {
     }
 
@@ -74,39 +74,52 @@ private:
         else
             return false;
         ++number;
+        watch.beginLine(line);
         return true;
     }
 
     LineReader reader;
+    ImportWatch &watch;
     QStringList header;
 };
 
-void readId(QStringView word, CAN::CanRxMessage &message)
+void readId(QStringView word, CAN::CanRxMessage &message, ImportWatch &watch)
 {
-    message.id = readUnsigned(word, 16);
+    message.id = watch.readUnsigned(word, 16);
     // Extended identifiers are written with all their digits, so the length tells and the value does not.
     message.isExtended = word.size() > maxStandardIdLength;
 }
 
-/// The bytes from the word at @p first on, as many as the line and the message have.
-void readPayload(const Fields &words, int first, CAN::CanRxMessage &message)
+/// The bytes from the word at @p first on, as many as the line and the message have. Those after the payload may be
+/// anything.
+void readPayload(const Fields &words, int first, CAN::CanRxMessage &message, ImportWatch &watch)
 {
     const int end = std::min(words.count(), first + maxPayload);
-    for (int i = std::max(first, 0); i < end; ++i)
+    const int payloadEnd = std::min(end, first + message.dlc);
+    int i = std::max(first, 0);
+    for (; i < payloadEnd; ++i)
+        message.data[i - first] = watch.readByte(words[i], 16);
+    for (; i < end; ++i)
         message.data[i - first] = readByte(words[i], 16);
+    if (words.count() < first + message.dlc)
+        watch.doubt({}, ImportWatch::Reason::MissingBytes);
 }
 
 /// Microseconds from the digits after the point: three at least, and more are not scaled down.
-qint32 readMillisecondFraction(QStringView digits)
+qint32 readMillisecondFraction(QStringView digits, ImportWatch &watch)
 {
     if (digits.size() >= 3)
-        return readSigned(digits, 10);
+        return watch.readSigned(digits, 10);
     QChar padded[3];
     std::fill(std::copy(digits.begin(), digits.end(), padded), std::end(padded), QLatin1Char('0'));
-    return readSigned(QStringView(padded, 3), 10);
+    bool ok = true;
+    const qint32 fraction = readSigned(QStringView(padded, 3), 10, &ok);
+    if (!ok)
+        watch.doubt(digits);
+    return fraction;
 }
 
-CanTimeStamp readMilliseconds(QStringView text)
+CanTimeStamp readMilliseconds(QStringView text, ImportWatch &watch)
 {
     // A comma goes before a point, and where there is neither, a NUL separates.
     const auto has = [text](QChar c) { return std::find(text.begin(), text.end(), c) != text.end(); };
@@ -117,9 +130,9 @@ CanTimeStamp readMilliseconds(QStringView text)
     const QChar *last = text.end();
     while (last != text.begin() && last[-1] != separator)
         --last;
-    const qint32 milliseconds = readSigned(QStringView(text.begin(), first), 10);
+    const qint32 milliseconds = watch.readSigned(QStringView(text.begin(), first), 10);
     // A text without a separator is both the milliseconds and their fraction: 1234 is 1 s and 234000 + 1234 µs.
-    const qint32 fraction = readMillisecondFraction(QStringView(last, text.end()));
+    const qint32 fraction = readMillisecondFraction(QStringView(last, text.end()), watch);
     // Unsigned, since the sum of broken numbers may be out of range.
     return {milliseconds / 1000, qint32(quint32(milliseconds % 1000 * 1000) + quint32(fraction))};
 }
@@ -189,16 +202,16 @@ bool PeakTraceImporter::importVersion1File(const QString &path, std::initializer
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    messageCounter = 0;
+    startFile();
 
-    TraceLines lines(file);
+    TraceLines lines(file, *watch);
     while (lines.next()) {
         for (const int column : extraColumns)
             lines.words.remove(column);
         if (!importVersion1Line(lines.words))
             return failAtLine(lines.number, path);
     }
-    return true;
+    return !watch->isInterrupted();
 }
 
 /// @p needsPlaceholder: a line without the "-" of the reserved column, in a file that has one, is no message.
@@ -207,25 +220,28 @@ bool PeakTraceImporter::importVersion2File(const QString &path, bool needsPlaceh
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    messageCounter = 0;
+    startFile();
 
-    TraceLines lines(file);
+    TraceLines lines(file, *watch);
     if (!checkValidColumns(lines.readHeader())) {
         errorString = tr("Import error occured. No valid column description found.");
         return false;
     }
     const bool hasPlaceholders = needsPlaceholder && reservedColumn != -1;
     while (lines.next()) {
-        if (hasPlaceholders && !lines.line.contains(QLatin1Char('-')))
+        if (hasPlaceholders && !lines.line.contains(QLatin1Char('-'))) {
+            watch->drop(ImportWatch::Reason::MissingColumns, {});
             continue;
+        }
         if (!importVersion2Line(lines.words))
             return failAtLine(lines.number, path);
     }
-    return true;
+    return !watch->isInterrupted();
 }
 
 bool PeakTraceImporter::failAtLine(int number, const QString &path)
 {
+    watch->drop(ImportWatch::Reason::EndsImport, {});
     errorString = tr("Import error occured at line %1 of file %2.").arg(QString::number(number), path);
     return false;
 }
@@ -261,13 +277,13 @@ bool PeakTraceImporter::importVersion1Line(const Fields &words)
         return true; // an error or another event
 
     CAN::CanRxMessage message;
-    message.timeStamp = readMilliseconds(words[1]);
+    message.timeStamp = readMilliseconds(words[1], *watch);
     message.isTx = isSent;
-    readId(words[3], message);
-    message.dlc = readByte(words[4], 10);
+    readId(words[3], message, *watch);
+    message.dlc = watch->readByte(words[4], 10);
     message.isRemote = words[5] == QStringView(u"RTR");
     if (!message.isRemote)
-        readPayload(words, 5, message);
+        readPayload(words, 5, message, *watch);
     appendNumbered(message);
     return true;
 }
@@ -289,16 +305,16 @@ bool PeakTraceImporter::importVersion2Line(const Fields &words)
         return false;
 
     CAN::CanRxMessage message;
-    message.timeStamp = readMilliseconds(words[timeColumn]);
-    readId(words[idColumn], message);
+    message.timeStamp = readMilliseconds(words[timeColumn], *watch);
+    readId(words[idColumn], message, *watch);
     message.isTx = hasPart(words[directionColumn], u"Tx");
     // Kept as written: a column "L" holds data length codes, not numbers of bytes.
-    message.dlc = quint8(std::min<int>(readByte(words[lengthColumn], 10), maxPayload));
+    message.dlc = quint8(std::min<int>(watch->readByte(words[lengthColumn], 10), maxPayload));
     message.isRemote = isRemote;
     message.isFd = isFd;
     message.isBrs = hasBitRateSwitch;
     if (!isRemote)
-        readPayload(words, dataColumn, message);
+        readPayload(words, dataColumn, message, *watch);
     appendNumbered(message);
     return true;
 }
@@ -344,5 +360,5 @@ void PeakTraceImporter::importNoticeLine(QString text)
 
 void PeakTraceImporter::convertTimestringAndSetToCanMsg(const QString &timeText, CAN::CanRxMessage &msg)
 {
-    msg.timeStamp = readMilliseconds(timeText);
+    msg.timeStamp = readMilliseconds(timeText, *watch);
 }

@@ -207,20 +207,31 @@ void Fields::splitQuoted(QStringView line, QChar separator, QChar quote)
     if (unquoted.size() < line.size())
         unquoted.resize(int(line.size()));
     QChar *out = unquoted.data();
-    const QChar *start = out;
-    bool isQuoted = false;
-    for (const QChar c : line) {
-        if (c == quote) {
-            isQuoted = !isQuoted;
-        } else if (c == separator && !isQuoted) {
-            append(start, out);
-            start = out;
-        } else {
-            *out++ = c;
+    const QChar *start = line.begin();
+    const auto part = [&](const QChar *end, qsizetype quotes) {
+        const QStringView text(start, end);
+        if (quotes == 0)
+            return text;
+        if (quotes == 2 && text.startsWith(quote) && text.endsWith(quote))
+            return text.mid(1).chopped(1);
+        QChar *const copy = out;
+        out = std::remove_copy(text.begin(), text.end(), out, quote);
+        return QStringView(copy, out);
+    };
+    qsizetype quotes = 0;
+    for (const QChar *at = start; at != line.end(); ++at) {
+        if (*at == quote) {
+            ++quotes;
+        } else if (*at == separator && quotes % 2 == 0) {
+            const QStringView text = part(at, quotes);
+            append(text.begin(), text.end());
+            start = at + 1;
+            quotes = 0;
         }
     }
-    if (out != start)
-        append(start, out);
+    const QStringView last = part(line.end(), quotes);
+    if (!last.isEmpty())
+        append(last.begin(), last.end());
 }
 
 void Fields::assign(const QStringList &list)

@@ -23,7 +23,7 @@ public:
     /// The parts between @p separator, which is not empty: what line.split(separator) gives.
     void split(QStringView line, QStringView separator);
     /// The parts between @p separator, where each @p quote is dropped and a separator between two of them is text. An
-    /// empty last part is left out. The views are into this object.
+    /// empty last part is left out. A part with quotes inside is a view into this object.
     void splitQuoted(QStringView line, QChar separator, QChar quote);
     /// The texts of @p list, as views into them.
     void assign(const QStringList &list);
@@ -59,7 +59,7 @@ private:
 
     std::vector<const QChar *> ends; ///< where each field begins and where it ends; the first `used` are of this line
     std::size_t used = 0;
-    QString unquoted; ///< the text of splitQuoted()
+    QString unquoted; ///< parts of splitQuoted() without their quotes
 };
 
 /// Whether @p text has @p part in it, which is not empty; fast when the first character of @p part is rare.

@@ -4,6 +4,7 @@
 #include <QString>
 #include <QTextCodec>
 
+#include <functional>
 #include <optional>
 
 /**
@@ -26,8 +27,11 @@ public:
     /// In characters; a line is cut there.
     static constexpr int maxLineLength = 16 * 1024 * 1024;
 
+    /// Called after each block with the bytes read so far; false ends the reading at once.
+    using BlockRead = std::function<bool(qint64 bytesRead)>;
+
     /// Reads @p file from where it stands; the file is not owned and must be open for reading.
-    explicit LineReader(QFile &file);
+    explicit LineReader(QFile &file, BlockRead blockRead = {});
 
     /// Moves to the next line. False after the last one.
     bool next();
@@ -55,4 +59,6 @@ private:
     int nextStart = 0;  ///< of the line after it
     bool ended = false; ///< the file gave no more
     qint64 bytes = 0;
+    BlockRead blockRead;
+    bool stopped = false; ///< by blockRead
 };

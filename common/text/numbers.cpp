@@ -140,22 +140,32 @@ bool readPlainSeconds(QStringView text, CanTimeStamp &time)
     return true;
 }
 
-CanTimeStamp readSeconds(QStringView text)
+CanTimeStamp readSeconds(QStringView text, bool *ok)
 {
+    if (ok)
+        *ok = true;
     CanTimeStamp time;
     if (readPlainSeconds(text, time))
         return time;
     const qsizetype firstPoint = text.indexOf(QLatin1Char('.'));
     const QStringView seconds = firstPoint < 0 ? text : text.left(firstPoint);
     const QStringView fraction = text.mid(text.lastIndexOf(QLatin1Char('.')) + 1);
-    return {readSigned(seconds, 0), fraction.toString().leftJustified(6, QLatin1Char('0')).toInt()};
+    bool hasSeconds = false;
+    bool hasFraction = false;
+    time.seconds = readSigned(seconds, 0, &hasSeconds);
+    time.microseconds = fraction.toString().leftJustified(6, QLatin1Char('0')).toInt(&hasFraction);
+    if (ok)
+        *ok = hasSeconds && hasFraction;
+    return time;
 }
 
-CanTimeStamp readTimeOfDay(QStringView text)
+CanTimeStamp readTimeOfDay(QStringView text, bool *ok)
 {
     // QTime's parser makes several objects on the heap and takes microseconds.
     const int milliseconds = readPlainTimeOfDay(text);
     const QTime time = milliseconds >= 0 ? QTime::fromMSecsSinceStartOfDay(milliseconds)
                                          : QTime::fromString(text.toString(), QStringLiteral("hh:mm:ss.zzz"));
+    if (ok)
+        *ok = time.isValid();
     return CanTimeStamp(time);
 }

@@ -89,10 +89,10 @@ inline quint8 readByte(QStringView text, int base, bool *ok = nullptr)
  * and "010" is 8. The text after the last point is the fraction, padded on the right with "0" to six digits and never
  * cut: "5" is 500000 µs and "1234567" is 1234567 µs. A text without a point is both.
  */
-CanTimeStamp readSeconds(QStringView text);
+CanTimeStamp readSeconds(QStringView text, bool *ok = nullptr);
 
 /// readSeconds() for a text made of digits and one point, as nearly all are; false, and nothing read, for any other.
 bool readPlainSeconds(QStringView text, CanTimeStamp &time);
 
 /// Time of day: what QTime::fromString(text, "hh:mm:ss.zzz") gives; a text that is none gives 0.
-CanTimeStamp readTimeOfDay(QStringView text);
+CanTimeStamp readTimeOfDay(QStringView text, bool *ok = nullptr);

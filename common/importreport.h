@@ -1,0 +1,43 @@
+#pragma once
+
+#include "common/canloghandler_export.h"
+
+#include <QCoreApplication>
+#include <QString>
+#include <QVector>
+
+/**
+ * What became of the lines of one log: a plain value. Each line read is a message, a line that was dropped, or another
+ * line: a header, a comment or an event, which by the rules of the format is no frame.
+ *
+ * Lines are faulty when they were dropped although they should be frames, or when something in them could not be read
+ * and counts as 0.
+ */
+struct CANLOGHANDLER_EXPORT ImportReport {
+    Q_DECLARE_TR_FUNCTIONS(ImportReport)
+
+public:
+    enum class Reason {
+        NotANumber,     ///< a text where a number belongs
+        MissingColumns, ///< too few columns for a frame
+        MissingBytes,   ///< fewer data bytes than the length says
+        NotRead,        ///< a kind of frame that the reader of this format leaves out
+        EndsImport,     ///< the line breaks the format so that the rest of the file was not read
+    };
+    /// What @p reason means, for users.
+    static QString reasonText(Reason reason);
+
+    struct Fault {
+        qint64 line = 0; ///< from 1
+        int column = 0;  ///< of the character where the fault begins, from 1; one past the end for what is missing
+        Reason reason = Reason::NotANumber;
+    };
+    static constexpr int maxFaults = 1000;
+
+    qint64 lines = 0;        ///< lines read
+    qint64 messages = 0;     ///< messages read, also those that a failed import did not deliver
+    qint64 otherLines = 0;   ///< lines that are no frames by the rules of the format
+    qint64 droppedLines = 0; ///< lines that should be frames, but gave no message
+    qint64 faultyLines = 0;  ///< lines dropped, or read in part
+    QVector<Fault> faults;   ///< the first fault of each faulty line, of the first maxFaults
+};

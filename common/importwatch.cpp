@@ -1,0 +1,71 @@
+#include "common/importwatch.h"
+
+#include <QFile>
+#include <QThread>
+
+#include <functional>
+
+QString ImportReport::reasonText(Reason reason)
+{
+    switch (reason) {
+    case Reason::NotANumber:
+        return tr("a number belongs here");
+    case Reason::MissingColumns:
+        return tr("too few columns for a frame");
+    case Reason::MissingBytes:
+        return tr("fewer data bytes than the length says");
+    case Reason::NotRead:
+        return tr("frames of this kind are not read from this format");
+    case Reason::EndsImport:
+        return tr("the line breaks the format, reading ended here");
+    }
+    return {};
+}
+
+void ImportWatch::start()
+{
+    report = {};
+    interrupted = false;
+    pass();
+}
+
+void ImportWatch::note(QStringView where, Reason why)
+{
+    const std::less<const QChar *> isBefore; // the text may be in other memory than the line
+    const QChar *const at = where.begin();
+    if (where.isNull())
+        column = int(end - begin) + 1; // what is missing would stand behind the line
+    else
+        column = isBefore(at, begin) || isBefore(end, at) ? 1 : int(at - begin) + 1;
+    reason = why;
+    isFaulty = true;
+}
+
+void ImportWatch::settle()
+{
+    ++report.faultyLines;
+    report.droppedLines += isDropped ? 1 : 0;
+    if (report.faults.size() < ImportReport::maxFaults)
+        report.faults.append({report.lines, column, reason});
+    pass();
+}
+
+LineReader::BlockRead ImportWatch::blockRead(const QFile &file)
+{
+    const qint64 total = file.isSequential() ? 0 : file.size();
+    return [this, total](qint64 bytesRead) {
+        if (progress)
+            progress(bytesRead, total);
+        interrupted = QThread::currentThread()->isInterruptionRequested();
+        return !interrupted;
+    };
+}
+
+ImportReport ImportWatch::finishedReport(qint64 messageCount)
+{
+    if (isFaulty)
+        settle();
+    report.messages = messageCount;
+    report.otherLines = report.lines - report.messages - report.droppedLines;
+    return report;
+}

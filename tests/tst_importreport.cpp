@@ -1,0 +1,443 @@
+#include "canloghandler/canloghandler.h"
+#include "common/importreport.h"
+#include "importers/genericfileimporter.h"
+#include "recordingstore.h"
+
+#include <QPointer>
+#include <QTemporaryDir>
+#include <QTemporaryFile>
+#include <QThread>
+#include <QtTest>
+
+#include <memory>
+
+using DatachunkHelper::ImportFileType;
+using Reason = ImportReport::Reason;
+
+Q_DECLARE_METATYPE(ImportReport)
+
+namespace
+{
+
+QString nameOf(Reason reason)
+{
+    switch (reason) {
+    case Reason::NotANumber:
+        return QStringLiteral("NotANumber");
+    case Reason::MissingColumns:
+        return QStringLiteral("MissingColumns");
+    case Reason::MissingBytes:
+        return QStringLiteral("MissingBytes");
+    case Reason::NotRead:
+        return QStringLiteral("NotRead");
+    case Reason::EndsImport:
+        return QStringLiteral("EndsImport");
+    }
+    return {};
+}
+
+/// "1 messages, 0 other, 0 dropped; 2:12 NotANumber"
+QString textOf(const ImportReport &report)
+{
+    QStringList faults;
+    for (const ImportReport::Fault &fault : report.faults)
+        faults << QStringLiteral("%1:%2 %3")
+                      .arg(QString::number(fault.line), QString::number(fault.column), nameOf(fault.reason));
+    return QStringLiteral("%1 messages, %2 other, %3 dropped; %4")
+        .arg(QString::number(report.messages), QString::number(report.otherLines), QString::number(report.droppedLines),
+             faults.join(QLatin1String(", ")));
+}
+
+/// One handler on a store of its own.
+struct Host {
+    RecordingStore store;
+    QPointer<DatachunkHandler> pointer{&store};
+    CANLogHandler handler{pointer};
+};
+
+/// A log in a file of its own.
+struct Log {
+    explicit Log(const QByteArray &content)
+    {
+        if (!file.open() || file.write(content) != content.size() || !file.flush())
+            qFatal("cannot write a log");
+    }
+    QString path() const { return file.fileName(); }
+
+private:
+    QTemporaryFile file;
+};
+
+ImportReport reportOn(const QByteArray &content, ImportFileType type,
+                      const QString &columns = QStringLiteral("t i l d"))
+{
+    const Log log(content);
+    Host host;
+    host.handler.importFile(log.path(), type, columns, false);
+    return host.handler.getImportReport();
+}
+
+QByteArray candumpLines(int count)
+{
+    QByteArray content;
+    for (int i = 0; i < count; ++i)
+        content += "(1.5) can0 123#1122\n";
+    return content;
+}
+
+} // namespace
+
+class ImportReportTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void linesAreAccountedFor_data();
+    void linesAreAccountedFor();
+    void everyLineIsCountedOnce_data();
+    void everyLineIsCountedOnce();
+    void onlyTheFirstFaultsAreKept();
+    void reportIsOnTheLatestImport();
+    void importerClassesReportToo();
+    void everyReasonHasAText();
+
+    void progressGoesUpToTheWholeFile_data();
+    void progressGoesUpToTheWholeFile();
+    void progressIsToldBetweenTheLoadingNotices();
+    void interruptedImportFailsAndDeliversNoMore_data();
+    void interruptedImportFailsAndDeliversNoMore();
+    void interruptionKeepsWhatWasDelivered();
+};
+
+void ImportReportTest::linesAreAccountedFor_data()
+{
+    QTest::addColumn<ImportFileType>("type");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("expected");
+    const auto row = [](const char *name, ImportFileType type, const QByteArray &content, const char *expected) {
+        QTest::newRow(name) << type << content << QString::fromLatin1(expected);
+    };
+
+    const auto candump = DatachunkHelper::SocketCanDump;
+    row("empty file", candump, "", "0 messages, 0 other, 0 dropped; ");
+    row("candump: sound", candump, "(1.5) can0 123#1122\n\n", "1 messages, 1 other, 0 dropped; ");
+    row("candump: identifier", candump, "\n(1.5) can0 12G#1122\n", "1 messages, 1 other, 0 dropped; 2:12 NotANumber");
+    row("candump: time", candump, "(x.5) can0 123#1122\n", "1 messages, 0 other, 0 dropped; 1:1 NotANumber");
+    row("candump: byte", candump, "(1.5) can0 123#11GG\n", "1 messages, 0 other, 0 dropped; 1:18 NotANumber");
+    row("candump: remote frame", candump, "(1.5) can0 123#R\n", "1 messages, 0 other, 0 dropped; 1:16 NotANumber");
+    row("candump: CAN FD", candump, "(1.5) can0 123##1AB\n", "1 messages, 0 other, 0 dropped; 1:12 NotRead");
+    row("candump: other text", candump, "hello world\n", "0 messages, 0 other, 1 dropped; 1:12 MissingColumns");
+    row("candump: length", candump, "(1.5) can0 123 [x] 11\n", "1 messages, 0 other, 0 dropped; 1:16 NotANumber");
+    row("candump: missing byte", candump, "(1.5) can0 123 [2] 11\n",
+        "1 messages, 0 other, 0 dropped; 1:22 MissingBytes");
+    row("candump: word among bytes", candump, "(1.5) can0 123 [2] 11 zz\n",
+        "1 messages, 0 other, 0 dropped; 1:23 NotANumber");
+    row("candump: first fault counts", candump, "(1.5) can0 12G [2] zz\n",
+        "1 messages, 0 other, 0 dropped; 1:12 NotANumber");
+    row("candump: extra information cut off", candump, "can0  TX - - 123\n",
+        "0 messages, 0 other, 1 dropped; 1:17 MissingColumns");
+
+    const auto kvaser = DatachunkHelper::KvaserTxtLog;
+    const QByteArray kvaserHeader = "Format of id field: HEX\nTrigger at 0.000000\n";
+    row("Kvaser: sound", kvaser, kvaserHeader + "0.5 1 100 Rx 2 11 22 0.1\n0.5 1 ErrorFrame\n\n",
+        "1 messages, 4 other, 0 dropped; ");
+    row("Kvaser: identifier", kvaser, kvaserHeader + "0.5 1 10Q Rx 2 11 22 0.1\n",
+        "1 messages, 2 other, 0 dropped; 3:7 NotANumber");
+    row("Kvaser: cut off", kvaser, kvaserHeader + "0.5 1 100\n", "0 messages, 2 other, 1 dropped; 3:10 MissingColumns");
+    row("Kvaser: missing byte", kvaser, kvaserHeader + "0.5 1 100 Rx 3 11 22 0.1\n",
+        "1 messages, 2 other, 0 dropped; 3:25 MissingBytes");
+
+    const auto canKing = DatachunkHelper::KvaserCanKingLog;
+    // The heading has the letters that make numbers hexadecimal.
+    row("CanKing: sound", canKing, "Chn Identifier Flg DLC\n 0 0CF00400 X 1 F1 0.002100 R\n",
+        "1 messages, 1 other, 0 dropped; ");
+    row("CanKing: frame without flag and data", canKing, " 0 7E8 0 0.01 R\n",
+        "0 messages, 0 other, 1 dropped; 1:16 MissingColumns");
+    row("CanKing: identifier", canKing, "heading\n 0 7Q8 X 1 F1 0.002100 R\n",
+        "1 messages, 1 other, 0 dropped; 2:4 NotANumber");
+    row("CanKing: cut short", canKing, "heading\n 0 7E8 X 8 F1 F2 0.1 R\n 0 7E8 X 1 F1 0.1 R\n",
+        "0 messages, 1 other, 1 dropped; 2:23 EndsImport");
+
+    const auto wireshark = DatachunkHelper::WiresharkCsv;
+    row("Wireshark: sound", wireshark,
+        "\"No.\",\"Time\",\"Source\",\"Destination\",\"Protocol\",\"Length\",\"Info\"\n"
+        "\"1\",\"0.5\",\"\",\"\",\"CAN\",\"16\",\"STD: 0x00000123   11 22\"\n"
+        "\"2\",\"0.5\",\"\",\"\",\"ARP\",\"60\",\"Who has it?\"\n",
+        "1 messages, 2 other, 0 dropped; ");
+    row("Wireshark: extended frame", wireshark, "\"1\",\"0.5\",\"\",\"\",\"CAN\",\"16\",\"XTD: 0x00000123   11\"\n",
+        "0 messages, 0 other, 1 dropped; 1:28 NotRead");
+    row("Wireshark: cut off", wireshark, "\"1\",\"0.5\"\n", "0 messages, 0 other, 1 dropped; 1:10 MissingColumns");
+    row("Wireshark: time", wireshark, "\"1\",\"a.5\",\"\",\"\",\"CAN\",\"16\",\"STD: 0x123 11\"\n",
+        "1 messages, 0 other, 0 dropped; 1:5 NotANumber");
+
+    const auto asc = DatachunkHelper::VectorAscLog;
+    row("ASC: sound", asc, "base hex\n0.5 1 123x Rx d 1 11 Length = 2 BitCount = 3 ID = 4\n",
+        "1 messages, 1 other, 0 dropped; ");
+    row("ASC: cut off", asc, "0.5 1 123 BitCount\n", "0 messages, 0 other, 1 dropped; 1:19 MissingColumns");
+    row("ASC: identifier", asc, "0.5 1 12Zx Rx d 1 11 BitCount = 3\n",
+        "1 messages, 0 other, 0 dropped; 1:7 NotANumber");
+    row("ASC: length", asc, "0.5 1 123 Rx d e 11 BitCount = 3\n", "1 messages, 0 other, 0 dropped; 1:16 NotANumber");
+    row("ASC: byte", asc, "0.5 1 123 Rx d 2 11 GG BitCount = 3\n", "1 messages, 0 other, 0 dropped; 1:21 NotANumber");
+
+    const auto ascNoBitCount = DatachunkHelper::VectorAscLogWithoutBitcount;
+    row("ASC without bit counts: sound", ascNoBitCount,
+        "base hex\nBegin Triggerblock\n0.5 1 123 Rx d 1 11 0\nStart of measurement\n"
+        "0.5 CANFD 1 Rx 1a0 1 0 1 1 11\n\nEnd TriggerBlock\nx\n",
+        "2 messages, 5 other, 0 dropped; ");
+    row("ASC without bit counts: cut off", ascNoBitCount, "Begin Triggerblock\n0.5 1 123 Rx d\n0.5 CANFD 1\n",
+        "0 messages, 1 other, 2 dropped; 2:15 MissingColumns, 3:12 MissingColumns");
+    row("ASC without bit counts: FD byte missing", ascNoBitCount, "Begin Triggerblock\n0.5 CANFD 1 Rx 1a0 1 0 2 2 11\n",
+        "1 messages, 1 other, 0 dropped; 2:30 MissingBytes");
+
+    const auto norvik = DatachunkHelper::NorvikTxt;
+    row("Norvik: sound", norvik, "log of today\n1.5 1A3 (2): 01 02 ;0;\n2.5 1A3 (2): Remote ;0;\n3.5 Error (1): ;0;\n",
+        "3 messages, 1 other, 0 dropped; ");
+    row("Norvik: byte", norvik, "1.5 1A3 (2): 01 0G ;0;\n", "1 messages, 0 other, 0 dropped; 1:17 NotANumber");
+    row("Norvik: time without a fraction ends it", norvik, "1.5 1A3 (1): 01 ;0;\n2 1A3 (1): 01 ;0;\n3.5 1A3 (1): 01\n",
+        "1 messages, 0 other, 1 dropped; 2:1 EndsImport");
+
+    const auto trace = DatachunkHelper::PeakTraceV11;
+    row("PCAN 1.1: sound", trace, ";$FILEVERSION=1.1\n1) 2457.5 Rx 0300 1 00\n2) 2458.5 Warng FFFF 4 BUSLIGHT\n",
+        "1 messages, 2 other, 0 dropped; ");
+    row("PCAN 1.1: byte", trace, "1) 2457.5 Rx 0300 2 00 x1\n", "1 messages, 0 other, 0 dropped; 1:24 NotANumber");
+    row("PCAN 1.1: missing byte", trace, "1) 2457.5 Rx 0300 2 00\n",
+        "1 messages, 0 other, 0 dropped; 1:23 MissingBytes");
+    row("PCAN 1.1: malformed", trace, "1) 2457.5 Rx 0300 1 00\n2) 2457.5\n3) 2457.5 Rx 0300 1 00\n",
+        "1 messages, 0 other, 1 dropped; 2:10 EndsImport");
+    row("PCAN 2.1: sound", DatachunkHelper::PeakTraceV21,
+        ";$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1.0 DT 1 0300 Rx - 1 AA\n2 2.0 ST 1 0300 Rx - 4 00 00 00 00\n"
+        "3 1.0 RR 1 0300 Rx - 8\n",
+        "2 messages, 2 other, 0 dropped; ");
+    row("PCAN 2.1: placeholder missing", DatachunkHelper::PeakTraceV21,
+        ";$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1.0 DT 1 0300 Rx 1 AA\n",
+        "0 messages, 1 other, 1 dropped; 2:24 MissingColumns");
+    row("PCAN 2.1: time", DatachunkHelper::PeakTraceV21, ";$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1.x DT 1 0300 Rx - 1 AA\n",
+        "1 messages, 1 other, 0 dropped; 2:5 NotANumber");
+
+    const auto coctt = DatachunkHelper::CoCTTLog;
+    row("CoCTT: sound", coctt,
+        "0001 : 12:30:05.250 : Test CAN : 1 181 Rx DF 2 0A 0B\n0003 : 12:30:05.300 : Test Notice : late\n",
+        "1 messages, 1 other, 0 dropped; ");
+    row("CoCTT: time", coctt, "0001 : 12:30 : Test CAN : 1 181 Rx SR 0\n",
+        "1 messages, 0 other, 0 dropped; 1:8 NotANumber");
+    row("CoCTT: malformed", coctt, "0001 : 12:30:05.250 : Test CAN : 1 181 Rx DF 2 0A\n",
+        "0 messages, 0 other, 1 dropped; 1:1 EndsImport");
+
+    const auto ixxat = DatachunkHelper::IxxatLog;
+    const QByteArray ixxatHeader = "No,Bus,Time,Type,ID (hex),DLC,Data (hex)\n";
+    row("Ixxat: sound", ixxat, "preamble\n" + ixxatHeader + "1,CAN1,\"00:00:01.250.125\",Std,181,2,0A 0B\n",
+        "1 messages, 2 other, 0 dropped; ");
+    row("Ixxat: identifier", ixxat, ixxatHeader + "1,CAN1,1.250.125,Std,18Z,2,0A 0B\n",
+        "0 messages, 1 other, 1 dropped; 2:22 NotANumber");
+    row("Ixxat: quoted", ixxat, ixxatHeader + "1,CAN1,\"1.250.125\",\"Std\",\"18Z\",2,\"0A 0B\"\n",
+        "0 messages, 1 other, 1 dropped; 2:27 NotANumber");
+    row("Ixxat: cut off", ixxat, ixxatHeader + "1,CAN1\n", "0 messages, 1 other, 1 dropped; 2:7 MissingColumns");
+    row("Ixxat: byte", ixxat, ixxatHeader + "1,CAN1,1.250.125,Std,181,2,0A Q\n",
+        "1 messages, 1 other, 0 dropped; 2:31 NotANumber");
+
+    const auto generic = DatachunkHelper::GenericFile;
+    row("generic: sound", generic, "# time id length data\n\n1.5 181 1 0A\n", "1 messages, 2 other, 0 dropped; ");
+    row("generic: identifier", generic, "1.5 18Z 1 0A\n", "0 messages, 0 other, 1 dropped; 1:5 NotANumber");
+    row("generic: byte", generic, "1.5 181 2 0A Z\n", "0 messages, 0 other, 1 dropped; 1:14 NotANumber");
+    row("generic: byte missing", generic, "1.5 181 2 0A\n", "0 messages, 0 other, 1 dropped; 1:13 NotANumber");
+    row("generic: time", generic, "1.x 181 1 0A\n", "1 messages, 0 other, 0 dropped; 1:3 NotANumber");
+    row("generic: malformed", generic, "1.5\n1.5 181 1 0A\n", "0 messages, 0 other, 1 dropped; 1:4 EndsImport");
+}
+
+void ImportReportTest::linesAreAccountedFor()
+{
+    QFETCH(ImportFileType, type);
+    QFETCH(QByteArray, content);
+    QFETCH(QString, expected);
+    const ImportReport report = reportOn(content, type);
+    QCOMPARE(textOf(report), expected);
+    QCOMPARE(qint64(report.faults.size()), report.faultyLines);
+    QCOMPARE(report.messages + report.otherLines + report.droppedLines, report.lines);
+}
+
+static void addSamples()
+{
+    QTest::addColumn<ImportFileType>("type");
+    QTest::addColumn<QString>("path");
+    const auto row = [](ImportFileType type, const char *name) {
+        QTest::newRow(name) << type << QStringLiteral(CANLOG_EXAMPLES "/") + QLatin1String(name);
+    };
+    row(DatachunkHelper::SocketCanDump, "drive.log");
+    row(DatachunkHelper::KvaserTxtLog, "drive-kvaser.txt");
+    row(DatachunkHelper::KvaserCanKingLog, "drive-canking.txt");
+    row(DatachunkHelper::WiresharkCsv, "drive-wireshark.csv");
+    row(DatachunkHelper::VectorAscLog, "drive.asc");
+    row(DatachunkHelper::VectorAscLogWithoutBitcount, "drive-nobitcount.asc");
+    row(DatachunkHelper::NorvikTxt, "drive-norvik.txt");
+    row(DatachunkHelper::PeakTraceV11, "washer-trc11.trc");
+    row(DatachunkHelper::PeakTraceV21, "washer-trc21.trc");
+    row(DatachunkHelper::CoCTTLog, "conformance-test.txt");
+    row(DatachunkHelper::IxxatLog, "ixxat.csv");
+    row(DatachunkHelper::GenericFile, "columns.txt");
+}
+
+void ImportReportTest::everyLineIsCountedOnce_data()
+{
+    addSamples();
+}
+
+void ImportReportTest::everyLineIsCountedOnce()
+{
+    QFETCH(ImportFileType, type);
+    QFETCH(QString, path);
+    Host host;
+    QVERIFY(host.handler.importFile(path, type, QStringLiteral("t n i ? ? l d"), false));
+    const ImportReport report = host.handler.getImportReport();
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(report.lines, qint64(file.readAll().count('\n')));
+    QCOMPARE(report.messages + report.otherLines + report.droppedLines, report.lines);
+    QVERIFY(report.messages > 0);
+}
+
+void ImportReportTest::onlyTheFirstFaultsAreKept()
+{
+    const int count = ImportReport::maxFaults + 500;
+    const ImportReport report = reportOn(QByteArray("x\n").repeated(count), DatachunkHelper::SocketCanDump);
+    QCOMPARE(report.lines, qint64(count));
+    QCOMPARE(report.droppedLines, qint64(count));
+    QCOMPARE(report.faultyLines, qint64(count));
+    QCOMPARE(report.faults.size(), ImportReport::maxFaults);
+    QCOMPARE(report.faults.constLast().line, qint64(ImportReport::maxFaults));
+}
+
+void ImportReportTest::reportIsOnTheLatestImport()
+{
+    Host host;
+    QCOMPARE(host.handler.getImportReport().lines, qint64(0));
+    const Log log("(1.5) can0 123#1122\nx\n");
+    QVERIFY(host.handler.loadSocketCanDump(log.path()));
+    QCOMPARE(textOf(host.handler.getImportReport()),
+             QStringLiteral("1 messages, 0 other, 1 dropped; 2:2 MissingColumns"));
+    const Log other("(1.5) can0 123#1122\n");
+    QVERIFY(host.handler.loadSocketCanDump(other.path()));
+    QCOMPARE(textOf(host.handler.getImportReport()), QStringLiteral("1 messages, 0 other, 0 dropped; "));
+    QVERIFY(!host.handler.importFile(QStringLiteral("/nowhere"), DatachunkHelper::SocketCanDump, {}, false));
+    QCOMPARE(host.handler.getImportReport().lines, qint64(0));
+}
+
+void ImportReportTest::importerClassesReportToo()
+{
+    const Log log("1.5 181 1 0A\n1.5 18Z 1 0A\n");
+    GenericFileImporter importer(nullptr);
+    importer.setColumnFormat(QStringLiteral("t i l d"));
+    QVector<qint64> progress;
+    importer.setProgress([&](qint64 bytesRead, qint64 bytesTotal) { progress << bytesRead << bytesTotal; });
+    QList<CAN::CanRxMessage> messages;
+    for (int i = 0; i < 2; ++i) { // each file is counted anew
+        QVERIFY(importer.importFile(log.path(), &messages, nullptr));
+        QCOMPARE(textOf(importer.getImportReport()), QStringLiteral("1 messages, 0 other, 1 dropped; 2:5 NotANumber"));
+    }
+    QCOMPARE(progress, (QVector<qint64>{26, 26, 26, 26}));
+}
+
+void ImportReportTest::everyReasonHasAText()
+{
+    QStringList texts;
+    for (const Reason reason :
+         {Reason::NotANumber, Reason::MissingColumns, Reason::MissingBytes, Reason::NotRead, Reason::EndsImport}) {
+        const QString text = ImportReport::reasonText(reason);
+        QVERIFY(!text.isEmpty());
+        QVERIFY(!texts.contains(text));
+        texts << text;
+    }
+}
+
+void ImportReportTest::progressGoesUpToTheWholeFile_data()
+{
+    addSamples();
+}
+
+void ImportReportTest::progressGoesUpToTheWholeFile()
+{
+    QFETCH(ImportFileType, type);
+    QFETCH(QString, path);
+    const qint64 size = QFileInfo(path).size();
+    Host host;
+    qint64 latest = 0;
+    bool isRising = true;
+    connect(&host.handler, &CANLogHandler::importProgress, this, [&](qint64 bytesRead, qint64 bytesTotal) {
+        isRising = isRising && bytesRead > latest && bytesTotal == size;
+        latest = bytesRead;
+    });
+    QVERIFY(host.handler.importFile(path, type, QStringLiteral("t n i ? ? l d"), false));
+    QVERIFY(isRising);
+    QCOMPARE(latest, size);
+}
+
+void ImportReportTest::progressIsToldBetweenTheLoadingNotices()
+{
+    const QByteArray content = candumpLines(5000); // 100000 bytes: seven blocks
+    const Log log(content);
+    Host host;
+    QStringList events;
+    const QThread *const here = QThread::currentThread();
+    connect(&host.handler, &CANLogHandler::showLoadingDialog, this,
+            [&](bool show) { events << (show ? QStringLiteral("begin") : QStringLiteral("end")); });
+    connect(
+        &host.handler, &CANLogHandler::importProgress, this,
+        [&](qint64 bytesRead, qint64) {
+            QCOMPARE(QThread::currentThread(), here);
+            events << QString::number(bytesRead);
+        },
+        Qt::DirectConnection);
+    QVERIFY(host.handler.importFile(log.path(), DatachunkHelper::SocketCanDump, {}, false));
+    QCOMPARE(events.size(), 2 + (content.size() + 16383) / 16384);
+    QCOMPARE(events.constFirst(), QStringLiteral("begin"));
+    QCOMPARE(events.at(1), QStringLiteral("16384"));
+    QCOMPARE(events.at(events.size() - 2), QString::number(content.size()));
+    QCOMPARE(events.constLast(), QStringLiteral("end"));
+}
+
+void ImportReportTest::interruptedImportFailsAndDeliversNoMore_data()
+{
+    addSamples();
+}
+
+void ImportReportTest::interruptedImportFailsAndDeliversNoMore()
+{
+    QFETCH(ImportFileType, type);
+    QFETCH(QString, path);
+    Host host;
+    bool ok = true;
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        QThread::currentThread()->requestInterruption();
+        ok = host.handler.importFile(path, type, QStringLiteral("t n i ? ? l d"), false);
+    }));
+    thread->start();
+    QVERIFY(thread->wait(30000));
+    QVERIFY(!ok);
+    QCOMPARE(host.store.calls(), QStringList());
+}
+
+void ImportReportTest::interruptionKeepsWhatWasDelivered()
+{
+    const Log log(candumpLines(250000));
+    Host host;
+    bool ok = true;
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        connect(
+            &host.handler, &CANLogHandler::importProgress, &host.handler,
+            [&](qint64 bytesRead, qint64) {
+                if (bytesRead > 3000000) // the line of message 150000
+                    QThread::currentThread()->requestInterruption();
+            },
+            Qt::DirectConnection);
+        ok = host.handler.loadFile(log.path(), DatachunkHelper::SocketCanDump, {}, false);
+    }));
+    thread->start();
+    QVERIFY(thread->wait(60000));
+    QVERIFY(!ok);
+    QCOMPARE(host.store.calls(), (QStringList{Expected::started(), Expected::delivered(100000),
+                                              Expected::finished(false, 11, log.path())}));
+    QVERIFY(host.handler.getImportReport().messages > 149000);
+    QVERIFY(host.handler.getImportReport().messages < 152000);
+}
+
+QTEST_GUILESS_MAIN(ImportReportTest)
+#include "tst_importreport.moc"
