@@ -182,7 +182,7 @@ bool IxxatFileImporter::importRow(QStringView line)
     }
     message.timeStamp = row->time(elements[timeColumn]);
     message.isExtended = elements[typeColumn].contains(QLatin1Char('E'));
-    message.dlc = watch->readByte(elements[dlcColumn], 10);
+    message.dlc = row->has(dlcColumn) ? watch->readByte(elements[dlcColumn], 10) : quint8(0);
     message.isRemote = hasPart(elements[dataColumn], u"Remote Frame");
     if (!message.isRemote)
         row->readPayload(elements[dataColumn], message);

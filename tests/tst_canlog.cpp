@@ -109,8 +109,8 @@ static const QByteArray heading =
 static const QByteArray smallTable = "       0  1345212884.318850        0  Rx          123  -        4  11 22 33 44\n"
                                      "       1  1345212884.400000        0  Rx     18FEF100  -        3  FF 00 AB\n"
                                      "       2  1345212885.568850        0  Rx          7FF  -        0\n";
-static const QByteArray smallResult =
-    "SocketCanDump, 3 messages, 3 identifiers, 1345212884.318850 to 1345212885.568850 (1.250 s), CAN FD: no, 0 notes";
+static const QByteArray smallResult = "SocketCanDump, 3 messages, 3 identifiers, 1345212884.318850 to "
+                                      "1345212885.568850 (1.250 s), CAN FD: no, 0 notes, 3 lines";
 
 /// Four whole chunks, enough for an import to take a moment.
 constexpr int killedImportFrames = 400000;
@@ -185,7 +185,8 @@ void TestCanlog::help_data()
     QTest::newRow("-h") << words("-h") << mainUsage << mainMentions;
     QTest::newRow("import")
         << words("import --help")
-        << QByteArray("Usage: canlog import [--type NAME|NUMBER] [--columns CODES] [--store DIR] FILE...\n")
+        << QByteArray("Usage: canlog import [--type NAME|NUMBER] [--columns CODES] [--store DIR] [--report] [--strict] "
+                      "[--quiet] FILE...\n")
         << QStringList{QStringLiteral("--type <NAME|NUMBER>"), QStringLiteral("--columns <CODES>"),
                        QStringLiteral("--store <DIR>"),        QStringLiteral("canlog-store"),
                        QStringLiteral("SocketCanDump"),        QStringLiteral("exit status"),
@@ -349,20 +350,23 @@ void TestCanlog::importReportsWhatItRead_data()
     QTest::newRow("one message") << QByteArray("(5.5) can0 123#11\n")
                                  << QByteArray(
                                         "SocketCanDump, 1 message, 1 identifier, 5.500000 to 5.500000 (0.000 s), "
-                                        "CAN FD: no, 0 notes");
+                                        "CAN FD: no, 0 notes, 1 line");
     QTest::newRow("an identifier many times")
         << QByteArray("(1.0) can0 123#11\n(2.0) can0 123#22\n(3.0) can0 124#\n")
-        << QByteArray("SocketCanDump, 3 messages, 2 identifiers, 1.000000 to 3.000000 (2.000 s), CAN FD: no, 0 notes");
+        << QByteArray("SocketCanDump, 3 messages, 2 identifiers, 1.000000 to 3.000000 (2.000 s), CAN FD: no, 0 notes, "
+                      "3 lines");
 
     QByteArray asMany;
     for (int i = 0; i < 65536; ++i)
         asMany += "(1.0) can0 " + QByteArray::number(0x10000 + i, 16) + "#\n";
     QTest::newRow("65536 identifiers") << asMany
                                        << QByteArray("SocketCanDump, 65536 messages, 65536 identifiers, "
-                                                     "1.000000 to 1.000000 (0.000 s), CAN FD: no, 0 notes");
+                                                     "1.000000 to 1.000000 (0.000 s), CAN FD: no, 0 notes, "
+                                                     "65536 lines");
     QTest::newRow("65537 identifiers") << asMany + "(1.0) can0 7#\n"
                                        << QByteArray("SocketCanDump, 65537 messages, more than 65536 identifiers, "
-                                                     "1.000000 to 1.000000 (0.000 s), CAN FD: no, 0 notes");
+                                                     "1.000000 to 1.000000 (0.000 s), CAN FD: no, 0 notes, "
+                                                     "65537 lines");
 }
 
 void TestCanlog::importReportsWhatItRead()
@@ -439,15 +443,20 @@ void TestCanlog::importOfTheSmallExamples_data()
         QTest::newRow(file) << QString::fromLatin1(type) << QString::fromLatin1(file) << QByteArray(result);
     };
     row("trc11", "washer-trc11.trc",
-        "PeakTraceV11, 10 messages, 5 identifiers, 0.004200 to 0.154200 (0.150 s), CAN FD: no, 1 note");
+        "PeakTraceV11, 10 messages, 5 identifiers, 0.004200 to 0.154200 (0.150 s), CAN FD: no, 1 note, 24 lines (14 "
+        "other)");
     row("trc21", "washer-trc21.trc",
-        "PeakTraceV21, 10 messages, 7 identifiers, 0.004200 to 0.201350 (0.197 s), CAN FD: yes, 0 notes");
+        "PeakTraceV21, 10 messages, 7 identifiers, 0.004200 to 0.201350 (0.197 s), CAN FD: yes, 0 notes, 22 lines (12 "
+        "other)");
     row("coctt", "conformance-test.txt",
-        "CoCTTLog, 7 messages, 4 identifiers, 45005.041000 to 45008.001000 (2.960 s), CAN FD: no, 3 notes");
+        "CoCTTLog, 7 messages, 4 identifiers, 45005.041000 to 45008.001000 (2.960 s), CAN FD: no, 3 notes, 13 lines (6 "
+        "other)");
     row("ixxat", "ixxat.csv",
-        "IxxatLog, 7 messages, 5 identifiers, 0.004200 to 72.000250 (71.996 s), CAN FD: no, 0 notes");
+        "IxxatLog, 7 messages, 5 identifiers, 0.004200 to 72.000250 (71.996 s), CAN FD: no, 0 notes, 8 lines (1 "
+        "other)");
     row("generic", "columns.txt",
-        "GenericFile, 5 messages, 4 identifiers, 0.004200 to 0.154250 (0.150 s), CAN FD: no, 0 notes");
+        "GenericFile, 5 messages, 4 identifiers, 0.004200 to 0.154250 (0.150 s), CAN FD: no, 0 notes, 10 lines (4 "
+        "other, 1 dropped, 1 faulty)");
 }
 
 void TestCanlog::importOfTheSmallExamples()
@@ -479,18 +488,18 @@ void TestCanlog::exampleOfEachFormat_data()
     QTest::addColumn<QByteArray>("end");
     // Each holds the first 24 frames of the drive as far as its format can, and what else is special to the format.
     QTest::newRow("kvaser") << QStringLiteral("drive-kvaser.txt") << QByteArray("KvaserTxtLog, 24 messages, ")
-                            << QByteArray("CAN FD: no, 0 notes");
+                            << QByteArray("CAN FD: no, 0 notes, 31 lines (7 other)");
     QTest::newRow("canking") << QStringLiteral("drive-canking.txt") << QByteArray("KvaserCanKingLog, 24 messages, ")
-                             << QByteArray("CAN FD: no, 0 notes");
+                             << QByteArray("CAN FD: no, 0 notes, 25 lines (1 other)");
     QTest::newRow("asc") << QStringLiteral("drive.asc") << QByteArray("VectorAscLog, 25 messages, ")
-                         << QByteArray("CAN FD: no, 3 notes");
+                         << QByteArray("CAN FD: no, 3 notes, 31 lines (6 other)");
     QTest::newRow("asc-nobitcount") << QStringLiteral("drive-nobitcount.asc")
                                     << QByteArray("VectorAscLogWithoutBitcount, 26 messages, ")
-                                    << QByteArray("CAN FD: yes, 0 notes");
+                                    << QByteArray("CAN FD: yes, 0 notes, 32 lines (6 other)");
     QTest::newRow("wireshark") << QStringLiteral("drive-wireshark.csv") << QByteArray("WiresharkCsv, 20 messages, ")
-                               << QByteArray("CAN FD: yes, 0 notes");
+                               << QByteArray("CAN FD: yes, 0 notes, 27 lines (1 other, 6 dropped, 6 faulty)");
     QTest::newRow("norvik") << QStringLiteral("drive-norvik.txt") << QByteArray("NorvikTxt, 27 messages, ")
-                            << QByteArray("CAN FD: yes, 3 notes");
+                            << QByteArray("CAN FD: yes, 3 notes, 28 lines (1 other)");
 }
 
 void TestCanlog::exampleOfEachFormat()
@@ -541,6 +550,12 @@ void TestCanlog::importerTypes_data()
     row("generic", "20", "GenericFile", "1.250500 0 123 Rx x 2 AA BB\n");
 }
 
+/// What a log of one frame has: the line of the frame and perhaps one of a header.
+static QByteArray linesText(const QByteArray &log)
+{
+    return log.count('\n') == 1 ? "1 line" : "2 lines (1 other)";
+}
+
 void TestCanlog::importerTypes()
 {
     QFETCH(QString, shortName);
@@ -554,7 +569,8 @@ void TestCanlog::importerTypes()
             canlog({QStringLiteral("import"), QStringLiteral("--type"), type, QStringLiteral("x.log")});
         QCOMPARE(imported.err, QByteArray());
         QCOMPARE(imported.out, "x.log: " + name + ", 1 message, 1 identifier, " + time + " to " + time
-                                   + " (0.000 s), CAN FD: no, 0 notes, stored in canlog-store\n");
+                                   + " (0.000 s), CAN FD: no, 0 notes, " + linesText(log)
+                                   + ", stored in canlog-store\n");
         QCOMPARE(imported.status, 0);
         const Outcome shown = canlog({QStringLiteral("show"), QStringLiteral("--type"), type, QStringLiteral("x.log")});
         QCOMPARE(shown.err, QByteArray());
@@ -645,7 +661,7 @@ void TestCanlog::importOfAChunkFile()
                 QStringLiteral("second"), QStringLiteral("first/") + chunks.constFirst()});
     QCOMPARE(imported.err, QByteArray());
     QByteArray result = smallResult;
-    result.replace("SocketCanDump", "QclFile");
+    result.replace("SocketCanDump", "QclFile").replace(", 3 lines", ""); // it has none
     QCOMPARE(imported.out, "first/" + chunks.constFirst().toUtf8() + ": " + result + ", stored in second\n");
     QCOMPARE(imported.status, 0);
     QCOMPARE(canlog(words("show --store second")).out, heading + smallTable);
@@ -686,7 +702,8 @@ void TestCanlog::noMessages()
     write(QStringLiteral("notes.txt"), "no frame in here\n");
     const Outcome imported = canlog(words("import notes.txt"));
     QCOMPARE(imported.out,
-             QByteArray("notes.txt: SocketCanDump, 0 messages, CAN FD: no, 0 notes, stored in canlog-store\n"));
+             QByteArray("notes.txt: SocketCanDump, 0 messages, CAN FD: no, 0 notes, 1 line (1 dropped, 1 faulty), "
+                        "stored in canlog-store\n"));
     QCOMPARE(imported.err, QByteArray("canlog: notes.txt: no message in it when read as SocketCanDump; try another "
                                       "--type ('canlog formats' lists them)\n"));
     QCOMPARE(imported.status, 0);

@@ -90,7 +90,7 @@ ExitStatus load(const QCommandLineParser &parser, const QString &subcommand, boo
     if (!isReadable(path) || !openStore(store, chosenStoreFolder(parser), ChunkStore::Mode::ReadWrite))
         return ExitStatus::Failure;
     complainOfDamage(store);
-    const ImportRecord record = requestImport(store, path, DatachunkHelper::QclZipArchive, QString(), merge);
+    const ImportRecord record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, merge}).record;
     if (record.state != ImportRecord::State::Succeeded) {
         complain(path, record.errorText.isEmpty() ? QStringLiteral("is no archive of data chunks, or is damaged")
                                                   : record.errorText);

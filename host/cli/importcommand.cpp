@@ -2,6 +2,7 @@
 #include "host/cli/formats.h"
 #include "host/cli/inputfile.h"
 #include "host/cli/output.h"
+#include "host/cli/progressbar.h"
 #include "host/cli/storefolder.h"
 #include "host/cli/storerequest.h"
 #include "host/store/timetext.h"
@@ -19,8 +20,24 @@ QString timeSpanText(const ImportRecord &record)
              QString::number(double(microseconds) / 1000000, 'f', 3));
 }
 
-QString resultText(const ImportRecord &record, const Format &format, const CountingStore &store)
+/// "12 lines (2 other, 1 dropped, 3 faulty)"
+QString linesText(const ImportReport &report)
 {
+    QStringList parts;
+    const auto add = [&parts](qint64 count, const char *what) {
+        if (count > 0)
+            parts << QStringLiteral("%1 %2").arg(QString::number(count), QLatin1String(what));
+    };
+    add(report.otherLines, "other");
+    add(report.droppedLines, "dropped");
+    add(report.faultyLines, "faulty");
+    const QString details = parts.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(parts.join(QLatin1String(", ")));
+    return counted(quint64(report.lines), QStringLiteral("line")) + details;
+}
+
+QString resultText(const StoreImport &import, const Format &format, const CountingStore &store)
+{
+    const ImportRecord &record = import.record;
     QStringList parts{format.name(), counted(record.messageCount, QStringLiteral("message"))};
     if (record.messageCount > 0) {
         const QString identifiers = store.identifierCountText();
@@ -30,6 +47,8 @@ QString resultText(const ImportRecord &record, const Format &format, const Count
     }
     parts << QStringLiteral("CAN FD: %1").arg(record.fdSeen ? QStringLiteral("yes") : QStringLiteral("no"))
           << counted(record.noteCount, QStringLiteral("note"));
+    if (import.result.report.lines > 0) // text logs have lines
+        parts << linesText(import.result.report);
     return parts.join(QLatin1String(", "));
 }
 
@@ -53,26 +72,93 @@ QStringList readableFiles(const QStringList &paths)
     return readable;
 }
 
-/// Imports all @p paths and returns how many failed.
-int importFiles(CountingStore &store, const QString &folder, const QStringList &paths, const Format &format,
-                const QString &text, Output &out)
+/// Prints the faults in @p report like a compiler.
+void printFaults(const QString &path, const ImportReport &report, Output &out)
 {
-    int failures = 0;
-    for (const QString &path : paths) {
-        const ImportRecord record = requestImport(store, path, format.type, text);
-        if (record.state != ImportRecord::State::Succeeded) {
-            ++failures;
-            complain(path, failureText(record, format, store));
-            continue;
+    for (const ImportReport::Fault &fault : report.faults) {
+        out.writeLine(printable(QStringLiteral("%1:%2:%3: %4")
+                                    .arg(path, QString::number(fault.line), QString::number(fault.column),
+                                         ImportReport::reasonText(fault.reason))));
+    }
+    const qint64 others = report.faultyLines - report.faults.size();
+    if (others > 0)
+        out.writeLine(printable(
+            QStringLiteral("%1: %2 more").arg(path, counted(quint64(others), QStringLiteral("faulty line")))));
+}
+
+/// How the files of one command line are imported.
+class Importing
+{
+public:
+    Importing(const QCommandLineParser &parser, const Format &wantedFormat, CountingStore &openStore, Output &output)
+        : format(wantedFormat)
+        , text(requestText(parser, wantedFormat))
+        , folder(chosenStoreFolder(parser))
+        , isReported(parser.isSet(QStringLiteral("report")))
+        , isStrict(parser.isSet(QStringLiteral("strict")))
+        , isQuiet(parser.isSet(QStringLiteral("quiet")))
+        , store(openStore)
+        , out(output)
+    {
+    }
+
+    /// Imports all @p paths. An interruption ends it; a failure does not.
+    ExitStatus importAll(const QStringList &paths)
+    {
+        ExitStatus status = ExitStatus::Success;
+        for (const QString &path : paths) {
+            const ExitStatus one = import(path);
+            if (one == ExitStatus::Interrupted)
+                return one;
+            if (one != ExitStatus::Success)
+                status = one;
+        }
+        return status;
+    }
+
+private:
+    ExitStatus import(const QString &path)
+    {
+        ProgressBar bar(path, !isQuiet);
+        const StoreImport import = requestImport(store, {path, format.type, text}, &bar);
+        const ImportReport &report = import.result.report;
+        const bool ok = import.record.state == ImportRecord::State::Succeeded;
+        if (ok)
+            bar.finish(import.record.messageCount);
+        else
+            bar.clear();
+        if (isReported)
+            printFaults(path, report, out);
+        if (import.result.isInterrupted) {
+            complain(path, QStringLiteral("interrupted; the %1 read until then stay in %2")
+                               .arg(counted(import.record.messageCount, QStringLiteral("message")), folder));
+            return ExitStatus::Interrupted;
+        }
+        if (!ok) {
+            complain(path, failureText(import.record, format, store));
+            return ExitStatus::Failure;
         }
         out.writeLine(
-            printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(record, format, store), folder)));
+            printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, store), folder)));
         out.flush();
-        if (record.messageCount == 0)
+        if (import.record.messageCount == 0)
             complain(path, noMessagesText(format));
+        if (!isStrict || report.faultyLines == 0)
+            return ExitStatus::Success;
+        complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))
+                           + (isReported ? QString() : QStringLiteral("; --report lists them")));
+        return ExitStatus::Failure;
     }
-    return failures;
-}
+
+    const Format &format;
+    const QString text;
+    const QString folder;
+    const bool isReported;
+    const bool isStrict;
+    const bool isQuiet;
+    CountingStore &store;
+    Output &out;
+};
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
 {
@@ -97,8 +183,8 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     if (!openStore(store, folder, ChunkStore::Mode::ReadWrite))
         return ExitStatus::Failure;
     complainOfDamage(store);
-    const int failures = importFiles(store, folder, readable, *format, requestText(parser, *format), out);
-    return failures == 0 && readable.size() == paths.size() ? ExitStatus::Success : ExitStatus::Failure;
+    const ExitStatus status = Importing(parser, *format, store, out).importAll(readable);
+    return status == ExitStatus::Success && readable.size() < paths.size() ? ExitStatus::Failure : status;
 }
 
 void addOptions(QCommandLineParser &parser)
@@ -107,6 +193,13 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
     parser.addOption(storeOption());
+    parser.addOption(
+        {QStringLiteral("report"), QStringLiteral("Lists the lines that were dropped or could be read in part only, as "
+                                                  "FILE:LINE:COLUMN: REASON, the first %1 of each file.")
+                                       .arg(ImportReport::maxFaults)});
+    parser.addOption({QStringLiteral("strict"), QStringLiteral("Ends with 1 when there is such a line.")});
+    parser.addOption(
+        {{QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("No progress bar, not even on a terminal.")});
 }
 
 } // namespace
@@ -116,13 +209,17 @@ Subcommand importSubcommand()
     return {
         QStringLiteral("import"),
         QStringLiteral("Reads log files into a store."),
-        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] FILE..."),
+        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] [--report] [--strict] [--quiet] FILE..."),
         QStringLiteral("The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
-                       "with its format, messages, identifiers, time span, CAN FD, notes and the store. A file that\n"
-                       "cannot be imported does not stop the others; the exit status is then 1."),
+                       "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
+                       "are other ones when they are no frames by the rules of the format, dropped when they should\n"
+                       "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
+                       "A file that cannot be imported does not stop the others; the exit status is then 1. Ctrl-C\n"
+                       "ends the import at hand with 130; the messages stored until then stay."),
         QStringLiteral("  canlog import examples/drive.log\n"
                        "  canlog import --type candump --store trips monday.log tuesday.log\n"
-                       "  canlog import --type generic --columns 't ? I l d' table.txt\n"),
+                       "  canlog import --type generic --columns 't ? I l d' table.txt\n"
+                       "  canlog import --report --strict monday.log\n"),
         addOptions,
         run};
 }

@@ -37,7 +37,7 @@ QString mainHelp()
                           "  -v, --version  Shows the version.\n"
                           "\n"
                           "Exit status: 0 all well; 1 something could not be imported, read or written;\n"
-                          "2 wrong usage.\n"
+                          "2 wrong usage; 130 ended by Ctrl-C.\n"
                           "\n"
                           "Example:\n"
                           "  canlog import examples/drive.log && canlog show --limit 20\n")

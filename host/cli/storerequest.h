@@ -1,11 +1,13 @@
 #pragma once
 
-#include "common/datachunkhelper.h"
+#include "host/cli/filereading.h"
 #include "host/store/chunkstore.h"
 
-#include <QString>
+/// One import into a store.
+struct StoreImport {
+    ImportRecord record; ///< what the library says of a failure fills in where the store says nothing
+    FileResult result;
+};
 
-/// Asks the library for one import into @p store, the way every host does, and waits for its end. What the library says
-/// of a failure fills in for a record that says nothing.
-ImportRecord requestImport(ChunkStore &store, const QString &path, DatachunkHelper::ImportFileType type,
-                           const QString &text = QString(), bool flag = false);
+/// Has the library read a file into @p store, see readFile().
+StoreImport requestImport(ChunkStore &store, FileRequest request, ProgressBar *bar = nullptr);

@@ -8,8 +8,9 @@ class QCommandLineParser;
 /// What canlog tells the shell.
 enum class ExitStatus {
     Success = 0,
-    Failure = 1,    ///< an import failed, or a file or store could not be read
-    WrongUsage = 2, ///< the command line makes no sense; nothing was done
+    Failure = 1,       ///< an import failed, or a file or store could not be read
+    WrongUsage = 2,    ///< the command line makes no sense; nothing was done
+    Interrupted = 130, ///< by Ctrl-C, as shells have it
 };
 
 /**

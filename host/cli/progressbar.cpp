@@ -1,0 +1,86 @@
+#include "host/cli/progressbar.h"
+
+#include "host/cli/output.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cstdio>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace
+{
+
+constexpr qint64 drawingInterval = 100; // in milliseconds
+constexpr int barWidth = 30;
+
+bool isStandardErrorATerminal()
+{
+#ifdef Q_OS_WIN
+    return _isatty(_fileno(stderr)) != 0;
+#else
+    return isatty(STDERR_FILENO) != 0;
+#endif
+}
+
+QString megabytes(double count)
+{
+    return QStringLiteral("%1 MB").arg(count / 1e6, 0, 'f', 1);
+}
+
+} // namespace
+
+ProgressBar::ProgressBar(const QString &fileName, bool isWanted)
+    : name(printable(QFileInfo(fileName).fileName()))
+    , isShown(isWanted && isStandardErrorATerminal())
+{
+    sinceStart.start();
+}
+
+void ProgressBar::clear()
+{
+    if (drawnWidth > 0)
+        draw({});
+}
+
+void ProgressBar::update(qint64 bytesRead, qint64 bytesTotal)
+{
+    bytes = bytesRead;
+    if (!isShown || sinceStart.elapsed() < nextDrawing)
+        return;
+    nextDrawing = sinceStart.elapsed() + drawingInterval;
+    if (bytesTotal <= 0) {
+        draw(QStringLiteral("%1: %2").arg(name, megabytes(double(bytesRead))));
+        return;
+    }
+    const double share = std::min(double(bytesRead) / double(bytesTotal), 1.0);
+    const QString done(int(share * barWidth), QLatin1Char('#'));
+    draw(QStringLiteral("%1: [%2] %3 % of %4")
+             .arg(name, done.leftJustified(barWidth, QLatin1Char('.')), QString::number(int(share * 100)),
+                  megabytes(double(bytesTotal))));
+}
+
+void ProgressBar::finish(quint64 messageCount)
+{
+    if (!isShown)
+        return;
+    const double seconds = std::max(double(sinceStart.nsecsElapsed()) / 1e9, 1e-6);
+    draw(QStringLiteral("%1: %2 in %3 s, %4/s, %5 messages/s")
+             .arg(name, megabytes(double(bytes)), QString::number(seconds, 'f', 2), megabytes(double(bytes) / seconds),
+                  QString::number(double(messageCount) / seconds, 'f', 0)));
+    std::fputc('\n', stderr);
+    drawnWidth = 0;
+}
+
+void ProgressBar::draw(const QString &text)
+{
+    const QByteArray line = '\r' + text.leftJustified(drawnWidth).toLocal8Bit() + (text.isEmpty() ? "\r" : "");
+    std::fwrite(line.constData(), 1, std::size_t(line.size()), stderr);
+    std::fflush(stderr);
+    drawnWidth = text.size();
+}
