@@ -779,7 +779,7 @@ void TestCanlog::unreadableFiles_data()
     QTest::newRow("missing") << QStringLiteral("missing.log")
                              << QByteArray("no such file; check its name and the folder\n");
     QTest::newRow("folder") << QStringLiteral("logs") << QByteArray("is a folder; name the files in it\n");
-    const QByteArray notPlain = "is a pipe, socket or device; name a plain file\n";
+    const QByteArray notPlain = "is a pipe, socket or device; name a plain file, or - for standard input\n";
     QTest::newRow("socket") << QStringLiteral("socket") << notPlain;
     QTest::newRow("named pipe") << QStringLiteral("pipe") << notPlain;
     QTest::newRow("link to a named pipe") << QStringLiteral("link") << notPlain;
@@ -820,7 +820,9 @@ void TestCanlog::redirectedInput()
     QCOMPARE(imported.out, "/dev/stdin: " + smallResult + ", stored in canlog-store\n");
     QCOMPARE(imported.status, 0);
     const Outcome piped = shell(QStringLiteral("cat small.log | \"$canlog\" import /dev/stdin"));
-    QCOMPARE(piped.err, QByteArray("canlog: /dev/stdin: is a pipe, socket or device; name a plain file\n"));
+    QCOMPARE(
+        piped.err,
+        QByteArray("canlog: /dev/stdin: is a pipe, socket or device; name a plain file, or - for standard input\n"));
     QCOMPARE(piped.status, 1);
 }
 

@@ -25,6 +25,11 @@ void CountingStore::addImportedMessages(const QList<CAN::CanRxMessage> &messages
     ChunkStore::addImportedMessages(messages, notes);
 }
 
+void CountingStore::setImportFinished(bool success, DatachunkHelper::ImportFileType type, QString path, bool flag)
+{
+    ChunkStore::setImportFinished(success, type, sourceName.isEmpty() ? path : sourceName, flag);
+}
+
 void CountingStore::chunkAdded(const QVector<CAN::CanRxMessage> &messages)
 {
     for (const CAN::CanRxMessage &message : messages)

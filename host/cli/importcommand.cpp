@@ -119,8 +119,15 @@ public:
 private:
     ExitStatus import(const QString &path)
     {
+        InputFile input(path);
+        const QString problem = input.prepare();
+        if (!problem.isEmpty()) {
+            complain(path, problem);
+            return ExitStatus::Failure;
+        }
         ProgressBar bar(path, !isQuiet);
-        const StoreImport import = requestImport(store, {path, format.type, text}, &bar);
+        store.setSourceName(input.isCopy() ? path : QString());
+        const StoreImport import = requestImport(store, {input.path(), format.type, text}, &bar);
         const ImportReport &report = import.result.report;
         const bool ok = import.record.state == ImportRecord::State::Succeeded;
         if (ok)

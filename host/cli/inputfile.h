@@ -1,12 +1,44 @@
 #pragma once
 
 #include <QString>
+#include <QTemporaryFile>
+
+#include <memory>
 
 struct Format;
 
-/// Why the file @p path cannot be read and what to try, in one line; empty when it can be. Only plain files can.
+/// Why the file @p path cannot be read and what to try, in one line; empty when it can be. Only plain files can, and
+/// "-" for standard input.
 QString whyUnreadable(const QString &path);
 /// What to say of a file that could not be read as @p format, for @p reason, which may be empty.
 QString notReadText(const Format &format, const QString &reason);
 /// What to say of a file that holds no message when it is read as @p format.
 QString noMessagesText(const Format &format);
+
+/**
+ * A log named on the command line. The library reads plain files only: standard input ("-") and files that gzip
+ * compressed are copied to a temporary file, which goes with this object.
+ */
+class InputFile
+{
+public:
+    explicit InputFile(const QString &argument)
+        : name(argument)
+    {
+    }
+
+    /// Makes path() readable. Returns why that cannot be done and what to try, in one line; empty when it is.
+    QString prepare();
+    /// The plain file to be read.
+    QString path() const { return copy ? copy->fileName() : name; }
+    bool isCopy() const { return copy != nullptr; }
+
+private:
+    template <typename Read>
+    QString copyFrom(Read read);
+    QString copyStandardInput();
+    QString copyCompressed();
+
+    const QString name;
+    std::unique_ptr<QTemporaryFile> copy;
+};

@@ -1,0 +1,236 @@
+#include "canlogprogram.h"
+#include "host/store/chunkstore.h"
+
+#include <QDir>
+#include <QRegularExpression>
+
+#include <csignal>
+
+/// What `canlog import` says of the lines it read, and what it does while it reads.
+class CanlogImportTest : public QObject, private CanlogProgram
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { makeFolder(); }
+
+    void reportListsFaultyLinesLikeACompiler();
+    void reportTellsHowManyItDoesNotList();
+    void reportComesBeforeAFailure();
+    void strictEndsWithOneWhenALineIsFaulty();
+    void strictMindsNoOtherLines();
+
+    void terminalShowsABarAndTheRate();
+    void quietShowsNoBar();
+    void onlyATerminalShowsABar();
+    void interruptionKeepsAConsistentStore();
+
+    void compressedLogsAreReadLikePlainOnes_data();
+    void compressedLogsAreReadLikePlainOnes();
+    void damagedCompressedLogIsNamed_data();
+    void damagedCompressedLogIsNamed();
+    void standardInputIsRead();
+    void temporaryFolderThatIsFullIsNamed();
+
+private:
+    QByteArray gzipped(const QByteArray &content);
+};
+
+static const QByteArray badLog = "(1.5) can0 123#11\n"
+                                 "bad\n"
+                                 "(2.5) can0 12x#11\n";
+
+void CanlogImportTest::reportListsFaultyLinesLikeACompiler()
+{
+    write(QStringLiteral("bad.log"), badLog);
+    const Outcome outcome = canlog(words("import --report bad.log"));
+    QCOMPARE(outcome.out,
+             QByteArray("bad.log:2:4: too few columns for a frame\n"
+                        "bad.log:3:12: a number belongs here\n"
+                        "bad.log: SocketCanDump, 2 messages, 2 identifiers, 1.500000 to 2.500000 (1.000 s), "
+                        "CAN FD: no, 0 notes, 3 lines (1 dropped, 2 faulty), stored in canlog-store\n"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+}
+
+void CanlogImportTest::reportTellsHowManyItDoesNotList()
+{
+    write(QStringLiteral("bad.log"), QByteArray("bad\n").repeated(1001) + "(1.5) can0 123#11\n");
+    const QList<QByteArray> lines = canlog(words("import --report bad.log")).out.split('\n');
+    QCOMPARE(lines.at(999), QByteArray("bad.log:1000:4: too few columns for a frame"));
+    QCOMPARE(lines.at(1000), QByteArray("bad.log: 1 faulty line more"));
+}
+
+void CanlogImportTest::reportComesBeforeAFailure()
+{
+    write(QStringLiteral("x.trc"), "1) 2457.5 Rx 0300 1 00\n2) 2457.5\n");
+    const Outcome outcome = canlog(words("import --type trc11 --report x.trc"));
+    QCOMPARE(outcome.out, QByteArray("x.trc:2:10: the line breaks the format, reading ended here\n"));
+    QVERIFY2(outcome.err.startsWith("canlog: x.trc: cannot be read as PeakTraceV11 (Import error occured at line 2"),
+             outcome.err.constData());
+    QCOMPARE(outcome.status, 1);
+}
+
+void CanlogImportTest::strictEndsWithOneWhenALineIsFaulty()
+{
+    write(QStringLiteral("bad.log"), badLog);
+    Outcome outcome = canlog(words("import --strict bad.log"));
+    QCOMPARE(outcome.err, QByteArray("canlog: bad.log: 2 faulty lines; --report lists them\n"));
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(outcome.out.contains("2 messages")); // it is stored nevertheless
+    outcome = canlog(words("import --strict --report bad.log"));
+    QCOMPARE(outcome.err, QByteArray("canlog: bad.log: 2 faulty lines\n"));
+    QCOMPARE(outcome.status, 1);
+}
+
+void CanlogImportTest::strictMindsNoOtherLines()
+{
+    const QString example = QStringLiteral(CANLOG_EXAMPLES "/drive.asc"); // headers and statistics
+    const Outcome outcome = canlog({QStringLiteral("import"), QStringLiteral("--strict"), QStringLiteral("--type"),
+                                    QStringLiteral("asc"), example});
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+}
+
+void CanlogImportTest::terminalShowsABarAndTheRate()
+{
+    write(QStringLiteral("small.log"), badLog);
+    const Outcome outcome = shell(QStringLiteral("script -qec '\"$canlog\" import small.log' /dev/null"));
+    QCOMPARE(outcome.status, 0);
+    QVERIFY2(outcome.out.contains("\rsmall.log: [##############################] 100 % of 0.0 MB"),
+             outcome.out.constData());
+    const QRegularExpression rate(
+        QStringLiteral("\rsmall.log: 0.0 MB in [0-9.]+ s, [0-9.]+ MB/s, [0-9]+ messages/s *\r\n"));
+    QVERIFY2(rate.match(QString::fromUtf8(outcome.out)).hasMatch(), outcome.out.constData());
+}
+
+void CanlogImportTest::quietShowsNoBar()
+{
+    write(QStringLiteral("small.log"), badLog);
+    const Outcome outcome = shell(QStringLiteral("script -qec '\"$canlog\" import --quiet small.log' /dev/null"));
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(outcome.out.count('\r'), 1); // the terminal's own, of the one line that is the result
+}
+
+void CanlogImportTest::onlyATerminalShowsABar()
+{
+    write(QStringLiteral("small.log"), badLog);
+    QCOMPARE(canlog(words("import small.log")).err, QByteArray());
+}
+
+void CanlogImportTest::interruptionKeepsAConsistentStore()
+{
+    QByteArray content;
+    const int messageCount = 3000000;
+    for (int i = 0; i < messageCount; ++i)
+        content += "(1.5) can0 123#" + QByteArray::number(0x10000000 + i, 16) + '\n';
+    write(QStringLiteral("big.log"), content);
+
+    QProcess process;
+    process.setWorkingDirectory(folder->path());
+    process.start(QStringLiteral(CANLOG_PROGRAM), words("import big.log"));
+    QVERIFY(process.waitForStarted());
+    const QString firstChunk = path(QStringLiteral("canlog-store/chunk-00000001.qcl"));
+    QVERIFY(QTest::qWaitFor([&] { return QFile::exists(firstChunk); }, 60000));
+    QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);
+    QVERIFY(process.waitForFinished(60000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 130);
+
+    ChunkStore store;
+    QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::Read));
+    QCOMPARE(store.warnings(), QStringList());
+    const auto kept = int(store.messageCount());
+    QVERIFY(kept >= 100000 && kept < messageCount);
+    QCOMPARE(kept % 100000, 0);
+    QCOMPARE(process.readAllStandardError(), "canlog: big.log: interrupted; the " + QByteArray::number(kept)
+                                                 + " messages read until then stay in canlog-store\n");
+    quint32 next = 0;
+    QVERIFY(store.forEachMessage([&](const CAN::CanRxMessage &message, const QString &) {
+        return message.messageIndex == next++ && message.data[0] == 0x10;
+    }));
+    QCOMPARE(int(next), kept);
+}
+
+QByteArray CanlogImportTest::gzipped(const QByteArray &content)
+{
+    write(QStringLiteral("plain"), content);
+    const Outcome outcome = run(QStringLiteral("gzip"), {QStringLiteral("-c"), QStringLiteral("plain")});
+    return outcome.status == 0 ? outcome.out : QByteArray();
+}
+
+void CanlogImportTest::compressedLogsAreReadLikePlainOnes_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("inTwoMembers");
+    QTest::newRow("gz") << QStringLiteral("bad.log.gz") << false;
+    QTest::newRow("name without .gz") << QStringLiteral("bad.log") << false;
+    QTest::newRow("two members") << QStringLiteral("bad.log.gz") << true;
+}
+
+void CanlogImportTest::compressedLogsAreReadLikePlainOnes()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, inTwoMembers);
+    write(name, inTwoMembers ? gzipped(badLog.left(20)) + gzipped(badLog.mid(20)) : gzipped(badLog));
+    const Outcome outcome = canlog({QStringLiteral("import"), QStringLiteral("--report"), name});
+    QCOMPARE(outcome.err, QByteArray());
+    const QByteArray shown = name.toUtf8();
+    QCOMPARE(outcome.out, shown + ":2:4: too few columns for a frame\n" + shown + ":3:12: a number belongs here\n"
+                              + shown
+                              + ": SocketCanDump, 2 messages, 2 identifiers, 1.500000 to 2.500000 (1.000 s), CAN FD: "
+                                "no, 0 notes, 3 lines (1 dropped, 2 faulty), stored in canlog-store\n");
+    QCOMPARE(outcome.status, 0);
+    QFile imports(path(QStringLiteral("canlog-store/imports.json")));
+    QVERIFY(imports.open(QIODevice::ReadOnly));
+    QVERIFY(imports.readAll().contains('"' + shown + '"')); // not the copy that was read
+}
+
+void CanlogImportTest::damagedCompressedLogIsNamed_data()
+{
+    QTest::addColumn<int>("length"); // of the file, from its end when negative
+    QTest::addColumn<int>("flipped");
+    QTest::newRow("cut off") << -9 << 0;
+    QTest::newRow("wrong checksum") << 0 << 5;
+    QTest::newRow("header only") << 3 << 0;
+}
+
+void CanlogImportTest::damagedCompressedLogIsNamed()
+{
+    QFETCH(int, length);
+    QFETCH(int, flipped);
+    QByteArray content = gzipped(badLog.repeated(1000));
+    if (flipped > 0)
+        content[content.size() - flipped] = char(content.at(content.size() - flipped) ^ 1);
+    content.truncate(length > 0 ? length : content.size() + length);
+    write(QStringLiteral("x.gz"), content);
+    const Outcome outcome = canlog(words("import x.gz"));
+    QCOMPARE(outcome.out, QByteArray());
+    QCOMPARE(outcome.err, QByteArray("canlog: x.gz: is damaged: it cannot be decompressed to its end; try 'gzip "
+                                     "--test' on it\n"));
+    QCOMPARE(outcome.status, 1);
+}
+
+void CanlogImportTest::standardInputIsRead()
+{
+    write(QStringLiteral("bad.log"), badLog);
+    const Outcome outcome = shell(QStringLiteral("cat bad.log | \"$canlog\" import -"));
+    QCOMPARE(outcome.err, QByteArray());
+    QVERIFY2(outcome.out.startsWith("-: SocketCanDump, 2 messages, "), outcome.out.constData());
+    QCOMPARE(outcome.status, 0);
+}
+
+void CanlogImportTest::temporaryFolderThatIsFullIsNamed()
+{
+    write(QStringLiteral("big.gz"), gzipped(QByteArray("(1.5) can0 123#11\n").repeated(20000)));
+    // A limit on the size of files stands for a full disk.
+    const Outcome outcome = shell(QStringLiteral("ulimit -f 100; TMPDIR=$PWD exec \"$canlog\" import big.gz"));
+    QVERIFY2(outcome.err.startsWith("canlog: big.gz: cannot be copied to "), outcome.err.constData());
+    QVERIFY2(outcome.err.endsWith("; set TMPDIR to a folder with more space\n"), outcome.err.constData());
+    QCOMPARE(outcome.err.count('\n'), 1);
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(QDir(folder->path()).entryList({QStringLiteral("canlog-*.log")}), QStringList());
+}
+
+QTEST_GUILESS_MAIN(CanlogImportTest)
+#include "tst_canlogimport.moc"
