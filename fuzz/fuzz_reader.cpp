@@ -8,6 +8,7 @@
 
 #include <QTemporaryFile>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -88,6 +89,20 @@ public:
     bool finished = false;
 };
 
+/// Every line is accounted for once, and every fault is somewhere in the file.
+void requireSoundReport(const ImportReport &report, const ProtocolStore &store)
+{
+    require(report.otherLines >= 0 && report.droppedLines <= report.faultyLines && report.faultyLines <= report.lines);
+    require(report.messages + report.otherLines + report.droppedLines == report.lines);
+    require(report.messages == store.count || !store.finalDelivery);
+    require(report.faults.size() == std::min<qint64>(report.faultyLines, ImportReport::maxFaults));
+    qint64 latest = 0;
+    for (const ImportReport::Fault &fault : report.faults) {
+        require(fault.line > latest && fault.line <= report.lines && fault.column >= 1);
+        latest = fault.line;
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
@@ -104,5 +119,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     CANLogHandler handler(pointer);
     handler.loadFile(file.fileName(), type, requestText(content), false);
     require(store.finished);
+    requireSoundReport(handler.getImportReport(), store);
     return 0;
 }

@@ -1,0 +1,93 @@
+// Reads any bytes as an archive of data chunks, in all four ways. Nothing may be written beside the archive's own
+// folder, and the store must hear of the load in the right order.
+
+#include "canloghandler/canloghandler.h"
+#include "host/store/streamstore.h"
+
+#include <QDataStream>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace
+{
+
+void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+/// Reads the chunks to their end, as a parser may that knows nothing of their size.
+class ArchiveStore : public StreamStore
+{
+public:
+    explicit ArchiveStore(const QDir &chunkFolder)
+        : folder(chunkFolder)
+    {
+    }
+
+    void setImportStarted() override { require(++starts == 1); }
+    void setImportFinished(bool, DatachunkHelper::ImportFileType type, QString path, bool flag) override
+    {
+        require(starts == 1 && type == DatachunkHelper::QclFile && path.isEmpty() && !flag);
+    }
+    QDir getDataChunkLocation() const override { return folder; }
+    bool parseQCLStream(QDataStream &stream, bool &isFd) override
+    {
+        require(starts == 1 && !isFd);
+        return getMsgCountFromQclStream(stream) != 0;
+    }
+    unsigned int getMsgCountFromQclStream(QDataStream &stream) override
+    {
+        char block[4096];
+        unsigned int count = 0;
+        for (int size = 0; (size = stream.readRawData(block, sizeof block)) > 0;)
+            count += unsigned(size);
+        return count;
+    }
+    void notifyNewZippedFile(const QString &, const QString &path, const QDir &subFolder, const QString &) override
+    {
+        require(path.startsWith(subFolder.absolutePath() + QLatin1Char('/')));
+        require(
+            QFileInfo(path).canonicalFilePath().startsWith(folder.canonicalPath() + QLatin1String("/archive.zip/")));
+    }
+
+private:
+    QDir folder;
+    int starts = 0;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("archive.zip"));
+    QFile file(path);
+    require(file.open(QIODevice::WriteOnly) && file.write(reinterpret_cast<const char *>(data), qint64(size)) >= 0);
+    file.close();
+    require(QDir(folder.path()).mkdir(QStringLiteral("store")));
+
+    ArchiveStore store(QDir(folder.filePath(QStringLiteral("store"))));
+    QPointer<DatachunkHandler> pointer(&store);
+    CANLogHandler handler(pointer);
+    QMap<double, QString> entries;
+    handler.sortZipFile(path, entries);
+    unsigned short entryCount = 0;
+    unsigned int messageCount = 0;
+    handler.checkZipFile(path, entryCount, messageCount);
+    require(entryCount == static_cast<unsigned short>(entries.size()));
+    handler.loadZipFile(path);
+    handler.loadZipMerged(path);
+
+    const auto listed = [](const QString &place) {
+        return QDir(place).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    };
+    require(listed(folder.path()) == QStringList({QStringLiteral("archive.zip"), QStringLiteral("store")}));
+    for (const QString &name : listed(folder.filePath(QStringLiteral("store"))))
+        require(name == QLatin1String("archive.zip"));
+    return 0;
+}
