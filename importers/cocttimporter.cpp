@@ -2,6 +2,7 @@
 
 #include "common/importwatch.h"
 #include "common/text/fields.h"
+#include "common/text/mark.h"
 
 #include <QFile>
 
@@ -17,10 +18,10 @@
 namespace
 {
 
-bool isNotice(QStringView line)
-{
-    return hasPart(line, u"Test Notice") || hasPart(line, u"Test Info") || hasPart(line, u"Test Error");
-}
+constexpr Mark frameMark(u"Test CAN");
+constexpr Mark notice(u"Test Notice");
+constexpr Mark info(u"Test Info");
+constexpr Mark error(u"Test Error");
 
 } // namespace
 
@@ -118,14 +119,14 @@ bool CoCTTImporter::parseFile(QString path)
     QString room;
     for (int number = 1; lines.next(); ++number) {
         const QStringView line = simplified(lines.line(), room);
-        if (hasPart(line, u"Test CAN")) {
+        if (frameMark.isIn(line)) {
             if (importFrame(line))
                 continue;
             watch->drop(ImportWatch::Reason::EndsImport, line);
             errorString = tr("Import error occured at line %1 of file %2.").arg(QString::number(number), path);
             return false;
         }
-        if (isNotice(line))
+        if (notice.isIn(line) || info.isIn(line) || error.isIn(line))
             importNotice(line);
     }
     return !watch->isInterrupted();

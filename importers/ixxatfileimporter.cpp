@@ -2,6 +2,7 @@
 
 #include "common/importwatch.h"
 #include "common/text/fields.h"
+#include "common/text/mark.h"
 
 #include <QFile>
 
@@ -19,6 +20,10 @@ namespace
 {
 
 constexpr QLatin1Char quote('"');
+constexpr Mark idName(u"ID");
+constexpr Mark timeName(u"Time");
+constexpr Mark dataName(u"Data");
+constexpr Mark remoteFrame(u"Remote Frame");
 
 QStringView withoutLeadingZeroes(QStringView text)
 {
@@ -42,7 +47,7 @@ quint32 readPart(QStringView text, ImportWatch &watch)
 
 bool isHeaderRow(QStringView line)
 {
-    return hasPart(line, u"ID") && hasPart(line, u"Time") && hasPart(line, u"Data");
+    return idName.isIn(line) && timeName.isIn(line) && dataName.isIn(line);
 }
 
 /// The separator that @p row has most of, the first in order when it has as many of another; null when it has none.
@@ -183,7 +188,7 @@ bool IxxatFileImporter::importRow(QStringView line)
     message.timeStamp = row->time(elements[timeColumn]);
     message.isExtended = elements[typeColumn].contains(QLatin1Char('E'));
     message.dlc = row->has(dlcColumn) ? watch->readByte(elements[dlcColumn], 10) : quint8(0);
-    message.isRemote = hasPart(elements[dataColumn], u"Remote Frame");
+    message.isRemote = remoteFrame.isIn(elements[dataColumn]);
     if (!message.isRemote)
         row->readPayload(elements[dataColumn], message);
     appendNumbered(message);

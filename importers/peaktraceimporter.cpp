@@ -2,6 +2,7 @@
 
 #include "common/importwatch.h"
 #include "common/text/fields.h"
+#include "common/text/mark.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -22,6 +23,9 @@
 namespace
 {
 
+constexpr Mark warning(u"Warng");
+constexpr Mark sent(u"Tx");
+constexpr Mark received(u"Rx");
 constexpr int headerLineCount = 10;
 constexpr int maxStandardIdLength = 4;
 constexpr int maxPayload = sizeof CAN::CanRxMessage::data;
@@ -266,14 +270,14 @@ bool PeakTraceImporter::importVersion1Line(const Fields &words)
     const QStringView type = words[2];
     if (type.isEmpty())
         return false;
-    if (hasPart(type, u"Warng")) {
+    if (warning.isIn(type)) {
         addNote(words.last());
         return true;
     }
     if (words.count() <= 4)
         return false;
-    const bool isSent = hasPart(type, u"Tx");
-    if (!isSent && !hasPart(type, u"Rx"))
+    const bool isSent = sent.isIn(type);
+    if (!isSent && !received.isIn(type))
         return true; // an error or another event
 
     CAN::CanRxMessage message;
@@ -307,7 +311,7 @@ bool PeakTraceImporter::importVersion2Line(const Fields &words)
     CAN::CanRxMessage message;
     message.timeStamp = readMilliseconds(words[timeColumn], *watch);
     readId(words[idColumn], message, *watch);
-    message.isTx = hasPart(words[directionColumn], u"Tx");
+    message.isTx = sent.isIn(words[directionColumn]);
     // Kept as written: a column "L" holds data length codes, not numbers of bytes.
     message.dlc = quint8(std::min<int>(watch->readByte(words[lengthColumn], 10), maxPayload));
     message.isRemote = isRemote;

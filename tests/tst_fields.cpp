@@ -56,8 +56,6 @@ private Q_SLOTS:
     void takesAList();
     void removesAField();
     void removesTheLastField();
-    void findsAPart_data();
-    void findsAPart();
     void simplifies_data();
     void simplifies();
     void forgetsTheLineBefore();
@@ -134,7 +132,6 @@ void FieldsTest::agreesWithQtOnRandomText()
         for (const char16_t *separator : {u",", u" ,", u",,", u" a ", u"aba"}) {
             fields.split(text, QStringView(separator));
             QCOMPARE(listOf(fields), text.split(QString::fromUtf16(separator)));
-            QCOMPARE(hasPart(text, QStringView(separator)), text.contains(QString::fromUtf16(separator)));
         }
         QCOMPARE(simplified(text, room).toString(), QString(QLatin1String("") + text.simplified()));
     }
@@ -264,26 +261,6 @@ void FieldsTest::removesAField()
     fields.remove(3);
     fields.remove(1);
     QCOMPARE(listOf(fields), QStringList({QStringLiteral("a"), QStringLiteral("c")}));
-}
-
-void FieldsTest::findsAPart_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("expected");
-    QTest::newRow("empty") << QString() << false;
-    QTest::newRow("whole") << QStringLiteral("Test") << true;
-    QTest::newRow("inside") << QStringLiteral("TTeTesTestT") << true;
-    QTest::newRow("at the end") << QStringLiteral("a Test") << true;
-    QTest::newRow("cut off") << QStringLiteral("a Tes") << false;
-    QTest::newRow("in pieces") << QStringLiteral("Te st") << false;
-    QTest::newRow("in other case") << QStringLiteral("test TEST") << false;
-}
-
-void FieldsTest::findsAPart()
-{
-    QFETCH(QString, text);
-    QFETCH(bool, expected);
-    QCOMPARE(hasPart(text, u"Test"), expected);
 }
 
 void FieldsTest::simplifies_data()

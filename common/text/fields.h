@@ -62,9 +62,6 @@ private:
     QString unquoted; ///< parts of splitQuoted() without their quotes
 };
 
-/// Whether @p text has @p part in it, which is not empty; fast when the first character of @p part is rare.
-bool hasPart(QStringView text, QStringView part);
-
 /// What text.simplified() gives, as a view into @p text when it is simple already, as nearly all lines are, and else
 /// into @p room.
 QStringView simplified(QStringView text, QString &room);

@@ -3,8 +3,8 @@
 #include <QStringView>
 
 /**
- * A text that tells some lines of a log from the others, such as "ErrorFrame". Most lines do not hold it, and those are
- * passed over quickly, by the letter of it that is rarest in logs.
+ * A text that tells some lines or fields of a log from the others, such as "ErrorFrame". Most do not hold it, and those
+ * are passed over quickly, by the letter of it that is rarest in logs.
  *
  * The text must be a literal with one such letter at least; a constexpr mark without one does not compile.
  */
@@ -22,6 +22,8 @@ public:
     /// line.contains(text, caseSensitivity)
     bool isIn(QStringView line) const
     {
+        if (line.size() < text.size())
+            return false; // fields are often shorter than what is looked for
         if (caseSensitivity == Qt::CaseSensitive)
             return isIn(line, rare);
         ushort found = 0;
