@@ -39,5 +39,6 @@ public:
     qint64 otherLines = 0;   ///< lines that are no frames by the rules of the format
     qint64 droppedLines = 0; ///< lines that should be frames, but gave no message
     qint64 faultyLines = 0;  ///< lines dropped, or read in part
+    QString readError;       ///< why the file could not be read to its end, in the system's words; empty when it was
     QVector<Fault> faults;   ///< the first fault of each faulty line, of the first maxFaults
 };

@@ -87,6 +87,8 @@ public:
 
     /// For LineReader: tells the progress in @p file. False when reading is to stop.
     LineReader::BlockRead blockRead(const QFile &file);
+    /// To be called after the last line, with LineReader::readError().
+    void setReadError(const QString &error) { report.readError = error; }
     /// Whether the importing thread was asked to stop, see QThread::requestInterruption().
     bool isInterrupted() const { return interrupted; }
 
@@ -122,8 +124,10 @@ public:
     }
     bool next()
     {
-        if (!reader.next())
+        if (!reader.next()) {
+            watch.setReadError(reader.readError());
             return false;
+        }
         watch.beginLine(reader.line());
         return true;
     }

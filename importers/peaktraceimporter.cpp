@@ -69,6 +69,12 @@ public:
     int number = 0; ///< of the current line, comments and blank lines counted
 
 private:
+    bool endOfFile()
+    {
+        watch.setReadError(reader.readError());
+        return false;
+    }
+
     bool nextOfAll()
     {
         if (number < header.size())
@@ -76,7 +82,7 @@ private:
         else if (reader.next())
             line = reader.line();
         else
-            return false;
+            return endOfFile();
         ++number;
         watch.beginLine(line);
         return true;

@@ -63,6 +63,8 @@ class LineReaderTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void readErrorEndsTheFile();
+    void readingStopsWhenItIsToldTo();
     void givesTheLinesInTheText_data();
     void givesTheLinesInTheText();
     void agreesWithTextStreamAroundABlockBoundary();
@@ -238,6 +240,67 @@ void LineReaderTest::countsTheBytesTaken()
     QCOMPARE(reader.bytesRead(), qint64(20000));
     QVERIFY(reader.rewind());
     QCOMPARE(reader.bytesRead(), qint64(0));
+}
+
+namespace
+{
+
+/// A file on a medium that fails after the first block.
+class FailingFile : public QFile
+{
+public:
+    using QFile::QFile;
+
+protected:
+    qint64 readData(char *data, qint64 size) override
+    {
+        if (pos() == 0)
+            return QFile::readData(data, size);
+        setErrorString(QStringLiteral("Input/output error"));
+        return -1;
+    }
+};
+
+QString writeLines(QTemporaryFile &file, int count)
+{
+    if (!file.open() || file.write(QByteArray("1234567\n").repeated(count)) != 8 * count || !file.flush())
+        qFatal("cannot write a file");
+    return file.fileName();
+}
+
+} // namespace
+
+void LineReaderTest::readErrorEndsTheFile()
+{
+    QTemporaryFile written;
+    FailingFile file(writeLines(written, 10000));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    LineReader reader(file);
+    int lines = 0;
+    while (reader.next() && reader.line() == QLatin1String("1234567"))
+        ++lines;
+    QCOMPARE(lines, 16384 / 8);
+    QCOMPARE(reader.readError(), QStringLiteral("Input/output error"));
+    QVERIFY(!reader.next());
+}
+
+void LineReaderTest::readingStopsWhenItIsToldTo()
+{
+    QTemporaryFile written;
+    QFile file(writeLines(written, 10000));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVector<qint64> blocks;
+    LineReader reader(file, [&](qint64 bytesRead) {
+        blocks.append(bytesRead);
+        return blocks.size() < 3;
+    });
+    int lines = 0;
+    while (reader.next())
+        ++lines;
+    QCOMPARE(blocks, (QVector<qint64>{16384, 32768, 49152}));
+    QCOMPARE(lines, 2 * 16384 / 8);
+    QVERIFY(!reader.next());
+    QCOMPARE(reader.readError(), QString());
 }
 
 QTEST_GUILESS_MAIN(LineReaderTest)

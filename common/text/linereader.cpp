@@ -72,6 +72,8 @@ bool LineReader::fill()
 
     char block[blockSize];
     const qint64 count = file.read(block, blockSize);
+    if (count < 0)
+        error = file.errorString();
     if (count <= 0)
         return false;
     bytes += count;
@@ -91,7 +93,8 @@ bool LineReader::rewind()
     state.emplace();
     buffer.clear();
     lineStart = lineLength = nextStart = 0;
-    ended = false;
+    ended = stopped = false;
+    error.clear();
     bytes = 0;
     return true;
 }

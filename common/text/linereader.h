@@ -19,7 +19,7 @@
  *
  * A pipe, of which that loop would give nothing, is read to its end. No line costs an allocation. Only the end of a
  * line longer than maxLineLength is lost: no tool writes such a line, and a broken file must not fill the memory. A
- * file that cannot be read any further ends there, as if it were whole.
+ * file that cannot be read any further ends there, and readError() says why.
  */
 class LineReader
 {
@@ -41,6 +41,9 @@ public:
     /// Bytes taken from the file so far, in whole blocks: a little ahead of the current line.
     qint64 bytesRead() const { return bytes; }
 
+    /// Why the file could not be read any further; empty when it was read to its end.
+    QString readError() const { return error; }
+
     /// Back to the first line of the file. False when the file cannot seek.
     bool rewind();
 
@@ -61,4 +64,5 @@ private:
     qint64 bytes = 0;
     BlockRead blockRead;
     bool stopped = false; ///< by blockRead
+    QString error;
 };

@@ -150,6 +150,11 @@ private:
         out.flush();
         if (import.record.messageCount == 0)
             complain(path, noMessagesText(format));
+        if (!report.readError.isEmpty()) {
+            complain(path, QStringLiteral("cannot be read any further: %1; what comes before that is stored")
+                               .arg(report.readError));
+            return ExitStatus::Failure;
+        }
         if (!isStrict || report.faultyLines == 0)
             return ExitStatus::Success;
         complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))
