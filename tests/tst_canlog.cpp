@@ -1,3 +1,4 @@
+#include "canlogprogram.h"
 #include "host/store/chunkstore.h"
 
 #include <QProcess>
@@ -11,20 +12,13 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-/// What a run of the program gave.
-struct Outcome {
-    int status = -1; ///< -1: it did not end by itself
-    QByteArray out;
-    QByteArray err;
-};
-
 /// Runs the real program and looks at nothing but what a shell sees.
-class TestCanlog : public QObject
+class TestCanlog : public QObject, private CanlogProgram
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
+    void init() { makeFolder(); }
 
     void help_data();
     void help();
@@ -88,16 +82,7 @@ private Q_SLOTS:
     void killedImports();
 
 private:
-    Outcome run(const QString &program, const QStringList &arguments,
-                const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
-    Outcome canlog(const QStringList &arguments) { return run(QStringLiteral(CANLOG_PROGRAM), arguments); }
-    /// Runs @p script in a shell, in which "$canlog" is the program.
-    Outcome shell(const QString &script);
-    QString path(const QString &name) const { return folder->filePath(name); }
-    QString write(const QString &name, const QByteArray &content) const;
     QString writeLog(const QString &name, int frames) const;
-
-    QScopedPointer<QTemporaryDir> folder; ///< a fresh one for each test, the current folder of the program
 };
 
 static const QByteArray smallLog = "(1345212884.318850) can0 123#11223344\n"
@@ -115,38 +100,6 @@ static const QByteArray smallResult = "SocketCanDump, 3 messages, 3 identifiers,
 /// Four whole chunks, enough for an import to take a moment.
 constexpr int killedImportFrames = 400000;
 
-void TestCanlog::init()
-{
-    folder.reset(new QTemporaryDir);
-    QVERIFY(folder->isValid());
-}
-
-Outcome TestCanlog::run(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment)
-{
-    QProcess process;
-    process.setWorkingDirectory(folder->path());
-    process.setProcessEnvironment(environment);
-    process.start(program, arguments);
-    if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
-        return {-1, process.readAllStandardOutput(), process.readAllStandardError()};
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-Outcome TestCanlog::shell(const QString &script)
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("canlog"), QStringLiteral(CANLOG_PROGRAM));
-    return run(QStringLiteral("sh"), {QStringLiteral("-c"), script}, environment);
-}
-
-QString TestCanlog::write(const QString &name, const QByteArray &content) const
-{
-    QFile file(path(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(file.fileName()));
-    return name;
-}
-
 QString TestCanlog::writeLog(const QString &name, int frames) const
 {
     QByteArray content;
@@ -158,11 +111,6 @@ QString TestCanlog::writeLog(const QString &name, int frames) const
                    + '\n';
     }
     return write(name, content);
-}
-
-static QStringList words(const char *line)
-{
-    return QString::fromUtf8(line).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 // ---- help, version, formats, wrong usage
@@ -194,7 +142,8 @@ void TestCanlog::help_data()
     QTest::newRow("show") << words("show -h")
                           << QByteArray(
                                  "Usage: canlog show [--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]] "
-                                 "[--id HEX[,HEX]] [--limit N]\n")
+                                 "[--id HEX[,HEX]] [--channel N[,N]] [--from SECONDS] [--to SECONDS] "
+                                 "[--direction rx|tx] [--notes-only] [--limit N]\n")
                           << QStringList{
                                  QStringLiteral("--store <DIR>"),     QStringLiteral("--type <NAME|NUMBER>"),
                                  QStringLiteral("--id <HEX[,HEX]>"),  QStringLiteral("--limit <N>"),
@@ -297,11 +246,11 @@ void TestCanlog::wrongUsage_data()
         << words("show --type candump")
         << QByteArray("canlog: --type is for a FILE, a store needs none; try 'canlog show --help'\n");
     for (const char *id : {"12G", "", "123,", "20000000", "-1", "0x", "0x0x1", "1 2", "FFFF00EF", "+1"}) {
-        QTest::addRow("id '%s'", id)
-            << QStringList{QStringLiteral("show"), QStringLiteral("small.log"), QStringLiteral("--id"),
-                           QString::fromLatin1(id)}
-            << QByteArray("canlog: bad --id '") + id
-                   + "', wanted are hexadecimal identifiers or 'error'; try 'canlog show --help'\n";
+        QTest::addRow("id '%s'", id) << QStringList{QStringLiteral("show"), QStringLiteral("small.log"),
+                                                    QStringLiteral("--id"), QString::fromLatin1(id)}
+                                     << QByteArray("canlog: bad --id '") + id
+                                            + "', wanted are hexadecimal identifiers, ranges 100-1FF, masks 100:700 or "
+                                              "'error'; try 'canlog show --help'\n";
     }
     for (const char *limit : {"-1", "ten", "", "1.5", "18446744073709551616"}) {
         QTest::addRow("limit '%s'", limit) << QStringList{QStringLiteral("show"), QStringLiteral("small.log"),

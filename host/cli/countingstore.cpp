@@ -1,7 +1,5 @@
 #include "host/cli/countingstore.h"
 
-#include "host/cli/idfilter.h"
-
 constexpr int countedIds = 65536;
 
 QString CountingStore::identifierCountText() const
@@ -38,7 +36,7 @@ void CountingStore::chunkAdded(const QVector<CAN::CanRxMessage> &messages)
 
 void CountingStore::count(const CAN::CanRxMessage &message)
 {
-    if (message.id == errorFrameId)
+    if (message.id == CAN::errorFrameId)
         return;
     if (!message.isExtended && message.id < standardIds.size())
         standardIds.set(message.id);

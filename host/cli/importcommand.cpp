@@ -96,7 +96,7 @@ public:
         , folder(chosenStoreFolder(parser))
         , isReported(parser.isSet(QStringLiteral("report")))
         , isStrict(parser.isSet(QStringLiteral("strict")))
-        , isQuiet(parser.isSet(QStringLiteral("quiet")))
+        , showsBar(isBarWanted(parser))
         , store(openStore)
         , out(output)
     {
@@ -125,7 +125,7 @@ private:
             complain(path, problem);
             return ExitStatus::Failure;
         }
-        ProgressBar bar(path, !isQuiet);
+        ProgressBar bar(path, showsBar);
         store.setSourceName(input.isCopy() ? path : QString());
         const StoreImport import = requestImport(store, {input.path(), format.type, text}, &bar);
         const ImportReport &report = import.result.report;
@@ -167,7 +167,7 @@ private:
     const QString folder;
     const bool isReported;
     const bool isStrict;
-    const bool isQuiet;
+    const bool showsBar;
     CountingStore &store;
     Output &out;
 };
@@ -210,8 +210,7 @@ void addOptions(QCommandLineParser &parser)
                                                   "FILE:LINE:COLUMN: REASON, the first %1 of each file.")
                                        .arg(ImportReport::maxFaults)});
     parser.addOption({QStringLiteral("strict"), QStringLiteral("Ends with 1 when there is such a line.")});
-    parser.addOption(
-        {{QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("No progress bar, not even on a terminal.")});
+    parser.addOption(quietOption());
 }
 
 } // namespace

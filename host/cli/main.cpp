@@ -17,8 +17,8 @@ namespace
 
 QVector<Subcommand> subcommands()
 {
-    return {importSubcommand(), showSubcommand(),  formatsSubcommand(), zipSubcommand(),
-            unzipSubcommand(),  mergeSubcommand(), checkSubcommand()};
+    return {importSubcommand(), showSubcommand(),  statsSubcommand(), formatsSubcommand(),
+            zipSubcommand(),    unzipSubcommand(), mergeSubcommand(), checkSubcommand()};
 }
 
 QString mainHelp()

@@ -1,6 +1,5 @@
 #include "host/cli/messagetable.h"
 
-#include "host/cli/idfilter.h"
 #include "host/cli/output.h"
 #include "host/store/timetext.h"
 
@@ -73,7 +72,7 @@ void addTime(Row &row, CanTimeStamp time)
 
 void addIdentifier(Row &row, const CAN::CanRxMessage &message)
 {
-    if (message.id == errorFrameId) {
+    if (message.id == CAN::errorFrameId) {
         row.addRight("error", 5, identifierWidth);
         return;
     }

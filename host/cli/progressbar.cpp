@@ -2,6 +2,7 @@
 
 #include "host/cli/output.h"
 
+#include <QCommandLineParser>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -34,6 +35,16 @@ QString megabytes(double count)
 }
 
 } // namespace
+
+QCommandLineOption quietOption()
+{
+    return {{QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("No progress bar, not even on a terminal.")};
+}
+
+bool isBarWanted(const QCommandLineParser &parser)
+{
+    return !parser.isSet(QStringLiteral("quiet"));
+}
 
 ProgressBar::ProgressBar(const QString &fileName, bool isWanted)
     : name(printable(QFileInfo(fileName).fileName()))

@@ -1,7 +1,15 @@
 #pragma once
 
+#include <QCommandLineOption>
 #include <QElapsedTimer>
 #include <QString>
+
+class QCommandLineParser;
+
+/// `--quiet`
+QCommandLineOption quietOption();
+/// Whether the option is not set.
+bool isBarWanted(const QCommandLineParser &parser);
 
 /**
  * How far the reading of a file has come, as one line on standard error that is drawn anew a few times a second, and at

@@ -29,6 +29,7 @@ struct Subcommand {
 
 Subcommand importSubcommand();
 Subcommand showSubcommand();
+Subcommand statsSubcommand();
 Subcommand formatsSubcommand();
 Subcommand zipSubcommand();
 Subcommand unzipSubcommand();

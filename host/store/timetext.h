@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <optional>
+
 /// All of @p time in microseconds. Microseconds outside 0 to 999999, which a log may have stated, count as what they
 /// are: more seconds or fewer.
 constexpr qint64 inMicroseconds(const CanTimeStamp &time)
@@ -16,3 +18,9 @@ constexpr qint64 inMicroseconds(const CanTimeStamp &time)
 int writeTime(const CanTimeStamp &time, char *text);
 /// The same as a string.
 QString timeText(const CanTimeStamp &time);
+/// The same for a time or duration in microseconds, which may be more than a time stamp holds.
+QString timeText(qint64 microseconds);
+
+/// The time that @p text states as people write it, seconds with up to six decimals, for example "12", ".5" or
+/// "-0.750000", in microseconds and exact. Nothing for any other text, or for more than 12 digits before the point.
+std::optional<qint64> microsecondsFromText(const QString &text);

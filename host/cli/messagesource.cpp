@@ -1,0 +1,212 @@
+#include "host/cli/messagesource.h"
+
+#include "host/cli/filereading.h"
+#include "host/cli/formats.h"
+#include "host/cli/inputfile.h"
+#include "host/cli/output.h"
+#include "host/cli/progressbar.h"
+#include "host/cli/storefolder.h"
+#include "host/store/notes.h"
+#include "host/store/streamstore.h"
+
+#include <QCommandLineParser>
+#include <QThread>
+
+namespace
+{
+
+/// Hands on each message that the library delivers as soon as its note is final: the latest one may get more of it.
+class VisitingStore : public StreamStore
+{
+public:
+    explicit VisitingStore(const MessageVisitor &messageVisitor)
+        : visitor(messageVisitor)
+    {
+    }
+
+    bool isEmpty() const { return empty; }
+    /// Whether the visitor wanted no more.
+    bool isStopped() const { return !wantsMore; }
+    /// Why the data-chunk file could not be read; empty when it could be, and of other formats.
+    QString fault() const { return chunkFault; }
+
+    void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
+                             const QMap<unsigned int, QString> &notes) override
+    {
+        if (messages.isEmpty()) {
+            addMessageNoteToLastMessage(joinedNotes(notes));
+            return;
+        }
+        visitLatest();
+        empty = false;
+        const QMap<int, QString> allNotes = notesByPosition(messages, notes);
+        const int last = messages.size() - 1;
+        for (int i = 0; i < last; ++i)
+            visit(messages.at(i), allNotes.value(i));
+        latest = messages.at(last);
+        latestNote = allNotes.value(last);
+        hasLatest = true;
+    }
+    void addMessageNoteToLastMessage(QString note) override
+    {
+        if (hasLatest)
+            joinNote(latestNote, note);
+    }
+    void setImportFinished(bool, DatachunkHelper::ImportFileType, QString, bool) override { visitLatest(); }
+    bool loadQclFile(QString path) override;
+
+private:
+    void visit(const CAN::CanRxMessage &message, const QString &note)
+    {
+        if (!wantsMore || visitor(message, note))
+            return;
+        wantsMore = false;
+        QThread::currentThread()->requestInterruption(); // the rest of the file may be gigabytes long
+    }
+    void visitLatest()
+    {
+        if (hasLatest)
+            visit(latest, latestNote);
+        hasLatest = false;
+    }
+
+    const MessageVisitor &visitor;
+    CAN::CanRxMessage latest;
+    QString latestNote;
+    bool hasLatest = false;
+    bool wantsMore = true;
+    bool empty = true;
+    QString chunkFault;
+};
+
+bool VisitingStore::loadQclFile(QString path)
+{
+    ChunkFormat::Chunk chunk;
+    chunkFault = ChunkFormat::readChunkFile(path, chunk);
+    if (!chunkFault.isEmpty())
+        return false;
+    empty = chunk.messages.isEmpty();
+    wantsMore = ChunkFormat::forEachMessage(chunk, visitor);
+    return true;
+}
+
+/// What is wrong with the combination of options and arguments; empty when nothing is.
+QString usageProblem(const QCommandLineParser &parser, const QString &subcommand)
+{
+    const int files = parser.positionalArguments().size();
+    if (files > 1)
+        return QStringLiteral("%1 takes one FILE").arg(subcommand);
+    if (files == 1 && parser.isSet(QStringLiteral("store")))
+        return QStringLiteral("%1 takes either --store or a FILE").arg(subcommand);
+    if (files == 0 && parser.isSet(QStringLiteral("type")))
+        return QStringLiteral("--type is for a FILE, a store needs none");
+    if (chosenStoreFolder(parser).isEmpty())
+        return QStringLiteral("--store needs a folder");
+    return {};
+}
+
+} // namespace
+
+MessageSource::MessageSource() = default;
+MessageSource::~MessageSource() = default;
+
+void MessageSource::addOptions(QCommandLineParser &parser)
+{
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A log file to read without a store."),
+                                 QStringLiteral("[FILE]"));
+    parser.addOption(storeOption());
+    parser.addOption(typeOption());
+    parser.addOption(columnsOption());
+}
+
+QString MessageSource::synopsis()
+{
+    return QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]]");
+}
+
+bool MessageSource::choose(const QCommandLineParser &parser, const QString &subcommand)
+{
+    const QString problem = usageProblem(parser, subcommand);
+    if (!problem.isEmpty()) {
+        wrongUsage(problem, subcommand);
+        return false;
+    }
+    const Format *chosen = chosenFormat(parser, subcommand);
+    if (!chosen)
+        return false;
+    const QString columns = columnsProblem(parser, *chosen);
+    if (!columns.isEmpty()) {
+        wrongUsage(columns, subcommand);
+        return false;
+    }
+    const QStringList files = parser.positionalArguments();
+    if (files.isEmpty())
+        chooseStore(chosenStoreFolder(parser));
+    else
+        chooseFile(files.constFirst(), *chosen, requestText(parser, *chosen));
+    return true;
+}
+
+void MessageSource::chooseFile(const QString &filePath, const Format &fileFormat, const QString &requestText)
+{
+    path = filePath;
+    format = &fileFormat;
+    text = requestText;
+}
+
+void MessageSource::chooseStore(const QString &folder)
+{
+    path = folder;
+    format = nullptr;
+}
+
+bool MessageSource::open()
+{
+    if (!format) {
+        store = std::make_unique<ChunkStore>();
+        return openStore(*store, path, ChunkStore::Mode::Read);
+    }
+    input = std::make_unique<InputFile>(path);
+    const QString problem = input->prepare();
+    if (!problem.isEmpty())
+        complain(path, problem);
+    return problem.isEmpty();
+}
+
+ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
+{
+    return format ? visitFile(visitor, bar) : visitStore(visitor);
+}
+
+ExitStatus MessageSource::visitFile(const MessageVisitor &visitor, ProgressBar *bar)
+{
+    VisitingStore visiting(visitor);
+    const FileResult result = readFile(visiting, {input->path(), format->type, text}, bar);
+    if (bar)
+        bar->clear();
+    if (visiting.isStopped())
+        return ExitStatus::Success;
+    if (result.isInterrupted) {
+        complain(path, QStringLiteral("interrupted"));
+        return ExitStatus::Interrupted;
+    }
+    if (!result.ok) {
+        const QString reason = visiting.fault();
+        complain(path, notReadText(*format, reason.isEmpty() ? result.errorText : reason));
+        return ExitStatus::Failure;
+    }
+    if (!result.report.readError.isEmpty()) {
+        complain(path, QStringLiteral("cannot be read any further: %1").arg(result.report.readError));
+        return ExitStatus::Failure;
+    }
+    if (visiting.isEmpty())
+        complain(path, noMessagesText(*format));
+    return ExitStatus::Success;
+}
+
+ExitStatus MessageSource::visitStore(const MessageVisitor &visitor)
+{
+    store->forEachMessage(visitor);
+    complainOfDamage(*store);
+    return store->warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
+}

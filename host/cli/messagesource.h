@@ -1,0 +1,66 @@
+#pragma once
+
+#include "host/cli/subcommand.h"
+#include "host/store/chunkformat.h"
+
+#include <QString>
+
+#include <memory>
+
+class ChunkStore;
+class InputFile;
+class ProgressBar;
+struct Format;
+class QCommandLineParser;
+
+/// Gets one message and its final note (empty: none); returns false when it wants no more. The message is valid during
+/// the call.
+using MessageVisitor = ChunkFormat::Visitor;
+
+/**
+ * Where a subcommand that reads messages gets them from: one log file, or one store. Whatever goes wrong is said on
+ * standard error. Keeps no message but the latest of a file, which may still get a note.
+ */
+class MessageSource
+{
+public:
+    MessageSource();
+    ~MessageSource();
+
+    /// FILE, --store and how a file is read.
+    static void addOptions(QCommandLineParser &parser);
+    /// The options as a usage line shows them.
+    static QString synopsis();
+
+    /// Chooses what the command line of @p subcommand names; false after a complaint when it makes no sense.
+    bool choose(const QCommandLineParser &parser, const QString &subcommand);
+    /// The same without a command line. @p text goes with the request, as CANLogHandler::loadFile() has it.
+    void chooseFile(const QString &path, const Format &format, const QString &text);
+    void chooseStore(const QString &folder);
+
+    /// The file or folder, for people.
+    QString name() const { return path; }
+
+    /// Whether there is something to visit(), which is asked first; false after a complaint.
+    bool open();
+    /**
+     * Gives all messages in their order to @p visitor. Failure when something could not be read, which is known only
+     * after the messages that could be; a visitor that wants no more makes none. Interrupted after Ctrl-C, which ends
+     * the reading of a file only. @p bar, which may be null, is kept up to date; a store has none.
+     *
+     * The visitor is called in another thread, while this one waits.
+     */
+    ExitStatus visit(const MessageVisitor &visitor, ProgressBar *bar = nullptr);
+
+private:
+    Q_DISABLE_COPY_MOVE(MessageSource)
+
+    ExitStatus visitFile(const MessageVisitor &visitor, ProgressBar *bar);
+    ExitStatus visitStore(const MessageVisitor &visitor);
+
+    QString path;
+    const Format *format = nullptr; ///< null: the path is the folder of a store
+    QString text;
+    std::unique_ptr<InputFile> input;  ///< the file, once it is open
+    std::unique_ptr<ChunkStore> store; ///< the store, once it is open
+};
