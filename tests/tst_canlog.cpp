@@ -137,7 +137,7 @@ void TestCanlog::help_data()
                       "[--quiet] FILE...\n")
         << QStringList{QStringLiteral("--type <NAME|NUMBER>"), QStringLiteral("--columns <CODES>"),
                        QStringLiteral("--store <DIR>"),        QStringLiteral("canlog-store"),
-                       QStringLiteral("SocketCanDump"),        QStringLiteral("exit status"),
+                       QStringLiteral("Default: auto"),        QStringLiteral("exit status"),
                        QStringLiteral("-h, --help"),           QStringLiteral("\nExample:\n  canlog import ")};
     QTest::newRow("show") << words("show -h")
                           << QByteArray(
@@ -148,7 +148,7 @@ void TestCanlog::help_data()
                                  QStringLiteral("--store <DIR>"),     QStringLiteral("--type <NAME|NUMBER>"),
                                  QStringLiteral("--id <HEX[,HEX]>"),  QStringLiteral("--limit <N>"),
                                  QStringLiteral("--columns <CODES>"), QStringLiteral("canlog-store"),
-                                 QStringLiteral("SocketCanDump"),     QStringLiteral("R remote frame"),
+                                 QStringLiteral("Default: auto"),     QStringLiteral("R remote frame"),
                                  QStringLiteral("exit status"),       QStringLiteral("\nExample:\n  canlog show ")};
     QTest::newRow("formats") << words("formats --help") << QByteArray("Usage: canlog formats\n")
                              << QStringList{QStringLiteral("--type"), QStringLiteral("\nExample:\n  canlog formats\n")};
@@ -237,11 +237,11 @@ void TestCanlog::wrongUsage_data()
                                            "canlog: show takes either --store or a FILE; try 'canlog show --help'\n");
     QTest::newRow("columns of another type")
         << QStringList{QStringLiteral("import"), QStringLiteral("--columns"), QStringLiteral("t i"),
-                       QStringLiteral("small.log")}
+                       QStringLiteral("--type"), QStringLiteral("candump"),   QStringLiteral("small.log")}
         << QByteArray("canlog: --columns is for --type GenericFile; try 'canlog import --help'\n");
-    QTest::newRow("columns of a store") << QStringList{
-        QStringLiteral("show"), QStringLiteral("--columns"),
-        QStringLiteral("t i")} << QByteArray("canlog: --columns is for --type GenericFile; try 'canlog show --help'\n");
+    QTest::newRow("columns of a store")
+        << QStringList{QStringLiteral("show"), QStringLiteral("--columns"), QStringLiteral("t i")}
+        << QByteArray("canlog: --columns is for a FILE, a store needs none; try 'canlog show --help'\n");
     QTest::newRow("type without file")
         << words("show --type candump")
         << QByteArray("canlog: --type is for a FILE, a store needs none; try 'canlog show --help'\n");
@@ -649,7 +649,7 @@ void TestCanlog::everyFailureHasItsOwnReason()
 void TestCanlog::noMessages()
 {
     write(QStringLiteral("notes.txt"), "no frame in here\n");
-    const Outcome imported = canlog(words("import notes.txt"));
+    const Outcome imported = canlog(words("import --type candump notes.txt"));
     QCOMPARE(imported.out,
              QByteArray("notes.txt: SocketCanDump, 0 messages, CAN FD: no, 0 notes, 1 line (1 dropped, 1 faulty), "
                         "stored in canlog-store\n"));
@@ -657,7 +657,7 @@ void TestCanlog::noMessages()
                                       "--type ('canlog formats' lists them)\n"));
     QCOMPARE(imported.status, 0);
 
-    const Outcome shown = canlog(words("show notes.txt"));
+    const Outcome shown = canlog(words("show --type candump notes.txt"));
     QCOMPARE(shown.out, heading);
     QCOMPARE(shown.err, imported.err);
     QCOMPARE(shown.status, 0);

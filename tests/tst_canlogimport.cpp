@@ -56,7 +56,7 @@ void CanlogImportTest::reportListsFaultyLinesLikeACompiler()
 void CanlogImportTest::reportTellsHowManyItDoesNotList()
 {
     write(QStringLiteral("bad.log"), QByteArray("bad\n").repeated(1001) + "(1.5) can0 123#11\n");
-    const QList<QByteArray> lines = canlog(words("import --report bad.log")).out.split('\n');
+    const QList<QByteArray> lines = canlog(words("import --report --type candump bad.log")).out.split('\n');
     QCOMPARE(lines.at(999), QByteArray("bad.log:1000:4: too few columns for a frame"));
     QCOMPARE(lines.at(1000), QByteArray("bad.log: 1 faulty line more"));
 }

@@ -242,7 +242,7 @@ void CanlogStatsTest::jsonOfStepsBack()
 void CanlogStatsTest::jsonKeepsMicroseconds()
 {
     write(QStringLiteral("x.log"), "(1345212884.318851) can0 123#\n(2147483647.999999) can0 123#\n");
-    const QByteArray out = canlog(words("stats x.log --json")).out;
+    const QByteArray out = canlog(words("stats x.log --type candump --json")).out;
     QVERIFY2(out.contains("\"firstTime\": 1345212884.318851"), out.constData());
     QVERIFY2(out.contains("\"lastTime\": 2147483647.999999"), out.constData());
     QVERIFY2(out.contains("\"duration\": 802270763.681148"), out.constData());
@@ -362,7 +362,7 @@ void CanlogStatsTest::nothingToCount()
 {
     QFETCH(QByteArray, content);
     write(QStringLiteral("x.log"), content);
-    const Outcome table = canlog(words("stats x.log --bitrate 500000"));
+    const Outcome table = canlog(words("stats x.log --type candump --bitrate 500000"));
     QCOMPARE(table.out, QByteArray("Frames                   0\n"
                                    "Remote frames            0\n"
                                    "CAN FD frames            0\n"
@@ -371,7 +371,7 @@ void CanlogStatsTest::nothingToCount()
     QCOMPARE(table.err.count('\n'), 1);
     QCOMPARE(table.status, 0);
 
-    const Outcome outcome = canlog(words("stats x.log --json"));
+    const Outcome outcome = canlog(words("stats x.log --type candump --json"));
     QCOMPARE(outcome.err, table.err);
     QCOMPARE(outcome.status, 0);
     const QJsonObject object = QJsonDocument::fromJson(outcome.out).object();
@@ -409,7 +409,7 @@ void CanlogStatsTest::moreIdentifiersThanRows()
     for (int i = 0; i < 65538; ++i)
         content += "(1.0) can0 " + QByteArray::number(0x10000000 + i, 16) + "#\n";
     write(QStringLiteral("x.log"), content);
-    const Outcome outcome = canlog(words("stats x.log --json"));
+    const Outcome outcome = canlog(words("stats x.log --type candump --json"));
     QCOMPARE(outcome.err, QByteArray("canlog: 2 frames of further identifiers than the first 65536 not listed; choose "
                                      "some with --id\n"));
     QCOMPARE(outcome.status, 0);
@@ -482,7 +482,7 @@ void CanlogStatsTest::wrongUsage_data()
         "bad --id '200-100', wanted are hexadecimal identifiers, ranges 100-1FF, masks 100:700 or "
         "'error'");
     row("--type", "nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
-    row("--columns", "t i", "--columns is for --type GenericFile");
+    row("--type candump --columns", "t i", "--columns is for --type GenericFile");
     row("--store s", nullptr, "stats takes either --store or a FILE");
     row("small.log", nullptr, "stats takes one FILE");
     row("--fast", nullptr, "unknown option 'fast'");

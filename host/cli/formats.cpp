@@ -1,13 +1,16 @@
 #include "host/cli/formats.h"
 
+#include "host/cli/detect.h"
+#include "host/cli/inputfile.h"
 #include "host/cli/output.h"
 
 #include <QCommandLineParser>
 #include <QMetaEnum>
 
 #include <algorithm>
+#include <functional>
 
-static const QLatin1String defaultFormat("SocketCanDump");
+static const QLatin1String automatic("auto");
 static const QLatin1String defaultColumns("t n i ? ? l d"); // the library's own
 
 QString Format::name() const
@@ -83,22 +86,32 @@ const QVector<Format> &formats()
     return table;
 }
 
+static const Format *findIf(const std::function<bool(const Format &)> &isMeant)
+{
+    const auto found = std::find_if(formats().cbegin(), formats().cend(), isMeant);
+    return found == formats().cend() ? nullptr : &*found;
+}
+
 const Format *findFormat(const QString &numberOrName)
 {
-    const auto isMeant = [&](const Format &format) {
+    return findIf([&](const Format &format) {
         return numberOrName == QString::number(format.type)
                || numberOrName.compare(format.name(), Qt::CaseInsensitive) == 0
                || format.shortNames.contains(numberOrName, Qt::CaseInsensitive);
-    };
-    const auto found = std::find_if(formats().cbegin(), formats().cend(), isMeant);
-    return found == formats().cend() ? nullptr : &*found;
+    });
+}
+
+const Format *findFormat(DatachunkHelper::ImportFileType type)
+{
+    return findIf([&](const Format &format) { return format.type == type; });
 }
 
 QCommandLineOption typeOption()
 {
     return {QStringLiteral("type"),
-            QStringLiteral("What the file is, as 'canlog formats' lists it. Default: %1.").arg(defaultFormat),
-            QStringLiteral("NAME|NUMBER"), defaultFormat};
+            QStringLiteral("What the file is, as 'canlog formats' lists it. Default: %1, what 'canlog detect' finds.")
+                .arg(automatic),
+            QStringLiteral("NAME|NUMBER"), automatic};
 }
 
 QCommandLineOption columnsOption()
@@ -106,28 +119,56 @@ QCommandLineOption columnsOption()
     return {QStringLiteral("columns"),
             QStringLiteral("The columns of a file of the type GenericFile, one code each with one blank between two: "
                            "t time, n channel, i hexadecimal, I decimal, 0xi prefixed identifier, l length, d data, "
-                           "? a column that is not read. Default: \"%1\".")
+                           "? a column that is not read. Default: \"%1\". Without --type the file is of that type.")
                 .arg(defaultColumns),
             QStringLiteral("CODES"), defaultColumns};
 }
 
-QString columnsProblem(const QCommandLineParser &parser, const Format &format)
+static bool isAutomatic(const QCommandLineParser &parser)
 {
-    if (parser.isSet(QStringLiteral("columns")) && format.type != DatachunkHelper::GenericFile)
+    return parser.value(QStringLiteral("type")).compare(automatic, Qt::CaseInsensitive) == 0;
+}
+
+/// The format that the options name; null when they leave it to the content, or name none.
+static const Format *namedFormat(const QCommandLineParser &parser)
+{
+    if (!isAutomatic(parser))
+        return findFormat(parser.value(QStringLiteral("type")));
+    return parser.isSet(QStringLiteral("columns")) ? findFormat(DatachunkHelper::GenericFile) : nullptr;
+}
+
+QString formatProblem(const QCommandLineParser &parser)
+{
+    const Format *format = namedFormat(parser);
+    if (!format && !isAutomatic(parser)) {
+        return QStringLiteral("unknown type '%1', 'canlog formats' lists the types")
+            .arg(parser.value(QStringLiteral("type")));
+    }
+    if (parser.isSet(QStringLiteral("columns")) && format->type != DatachunkHelper::GenericFile)
         return QStringLiteral("--columns is for --type GenericFile");
     return {};
+}
+
+const Format *formatOf(const InputFile &input, const QCommandLineParser &parser)
+{
+    if (const Format *format = namedFormat(parser))
+        return format;
+    const Detection detection = detectFormat(input.path());
+    if (!detection.type) {
+        complain(input.name(), unknownFormatText(detection.reason));
+        return nullptr;
+    }
+    return findFormat(*detection.type);
+}
+
+QString unknownFormatText(const QString &reason)
+{
+    return QStringLiteral("unknown format: %1; name it with --type ('canlog formats' lists them), or describe its "
+                          "columns with --columns")
+        .arg(reason);
 }
 
 QString requestText(const QCommandLineParser &parser, const Format &format)
 {
     return format.type == DatachunkHelper::GenericFile ? parser.value(QStringLiteral("columns")) : QString();
-}
-
-const Format *chosenFormat(const QCommandLineParser &parser, const QString &subcommand)
-{
-    const QString wanted = parser.value(QStringLiteral("type"));
-    const Format *format = findFormat(wanted);
-    if (!format)
-        wrongUsage(QStringLiteral("unknown type '%1', 'canlog formats' lists the types").arg(wanted), subcommand);
-    return format;
 }

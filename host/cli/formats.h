@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QVector>
 
+class InputFile;
 class QCommandLineParser;
 
 /// A format that canlog reads.
@@ -24,16 +25,19 @@ struct Format {
 const QVector<Format> &formats();
 /// The format with that number, name or short name, whatever the case; null when there is none.
 const Format *findFormat(const QString &numberOrName);
+/// The format of that type; null when canlog reads none such.
+const Format *findFormat(DatachunkHelper::ImportFileType type);
 
-/// `--type NAME|NUMBER`
+/// `--type NAME|NUMBER`; without it, or with "auto", the content of each file decides.
 QCommandLineOption typeOption();
-/// The format that the option chose, or the default one. Null, after a complaint that points to the help of
-/// @p subcommand, when there is no such format.
-const Format *chosenFormat(const QCommandLineParser &parser, const QString &subcommand);
-
-/// `--columns CODES`
+/// `--columns CODES`; without `--type` it means GenericFile.
 QCommandLineOption columnsOption();
-/// What is wrong with giving that option for a file of @p format; empty when nothing is.
-QString columnsProblem(const QCommandLineParser &parser, const Format &format);
+/// What is wrong with the values of these two options, to be asked before formatOf(); empty when nothing is.
+QString formatProblem(const QCommandLineParser &parser);
+/// The format to read @p input as, which is prepared: what the options say, or what its content says. Null after a
+/// complaint when the content says nothing.
+const Format *formatOf(const InputFile &input, const QCommandLineParser &parser);
+/// The complaint of a file whose content says nothing, for @p reason.
+QString unknownFormatText(const QString &reason);
 /// The text that goes with a request to read a file of @p format.
 QString requestText(const QCommandLineParser &parser, const Format &format);

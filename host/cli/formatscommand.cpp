@@ -27,7 +27,8 @@ Subcommand formatsSubcommand()
     return {QStringLiteral("formats"),
             QStringLiteral("Lists the file formats that can be read."),
             QString(),
-            QStringLiteral("The number, the name and the short names all do for --type, in upper or lower case."),
+            QStringLiteral("The number, the name and the short names all do for --type, in upper or lower case.\n"
+                           "'canlog detect' finds the format of a file."),
             QStringLiteral("  canlog formats\n"),
             [](QCommandLineParser &) {},
             run};

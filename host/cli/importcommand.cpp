@@ -9,6 +9,8 @@
 
 #include <QCommandLineParser>
 
+#include <memory>
+
 namespace
 {
 
@@ -58,20 +60,6 @@ QString failureText(const ImportRecord &record, const Format &format, const Chun
     return store.errorString().isEmpty() ? notReadText(format, record.errorText) : record.errorText;
 }
 
-/// The @p paths that can be read; complains of the others.
-QStringList readableFiles(const QStringList &paths)
-{
-    QStringList readable;
-    for (const QString &path : paths) {
-        const QString problem = whyUnreadable(path);
-        if (problem.isEmpty())
-            readable.append(path);
-        else
-            complain(path, problem);
-    }
-    return readable;
-}
-
 /// Prints the faults in @p report like a compiler.
 void printFaults(const QString &path, const ImportReport &report, Output &out)
 {
@@ -86,23 +74,20 @@ void printFaults(const QString &path, const ImportReport &report, Output &out)
             QStringLiteral("%1: %2 more").arg(path, counted(quint64(others), QStringLiteral("faulty line")))));
 }
 
-/// How the files of one command line are imported.
+/// The files of one command line on their way into one store.
 class Importing
 {
 public:
-    Importing(const QCommandLineParser &parser, const Format &wantedFormat, CountingStore &openStore, Output &output)
-        : format(wantedFormat)
-        , text(requestText(parser, wantedFormat))
-        , folder(chosenStoreFolder(parser))
-        , isReported(parser.isSet(QStringLiteral("report")))
-        , isStrict(parser.isSet(QStringLiteral("strict")))
-        , showsBar(isBarWanted(parser))
-        , store(openStore)
+    Importing(const QCommandLineParser &commandLine, Output &output)
+        : parser(commandLine)
+        , folder(chosenStoreFolder(commandLine))
+        , isReported(commandLine.isSet(QStringLiteral("report")))
+        , isStrict(commandLine.isSet(QStringLiteral("strict")))
         , out(output)
     {
     }
 
-    /// Imports all @p paths. An interruption ends it; a failure does not.
+    /// Imports all @p paths. An interruption or a store that cannot be opened ends it; a file that fails does not.
     ExitStatus importAll(const QStringList &paths)
     {
         ExitStatus status = ExitStatus::Success;
@@ -112,6 +97,8 @@ public:
                 return one;
             if (one != ExitStatus::Success)
                 status = one;
+            if (isStoreUnusable)
+                break;
         }
         return status;
     }
@@ -125,28 +112,49 @@ private:
             complain(path, problem);
             return ExitStatus::Failure;
         }
-        ProgressBar bar(path, showsBar);
-        store.setSourceName(input.isCopy() ? path : QString());
-        const StoreImport import = requestImport(store, {input.path(), format.type, text}, &bar);
-        const ImportReport &report = import.result.report;
-        const bool ok = import.record.state == ImportRecord::State::Succeeded;
-        if (ok)
+        const Format *format = formatOf(input, parser);
+        if (!format || !prepareStore())
+            return ExitStatus::Failure;
+
+        ProgressBar bar(path, isBarWanted(parser));
+        store->setSourceName(input.isCopy() ? path : QString());
+        const StoreImport import =
+            requestImport(*store, {input.path(), format->type, requestText(parser, *format)}, &bar);
+        if (import.record.state == ImportRecord::State::Succeeded)
             bar.finish(import.record.messageCount);
         else
             bar.clear();
         if (isReported)
-            printFaults(path, report, out);
+            printFaults(path, import.result.report, out);
+        return tell(path, import, *format);
+    }
+
+    /// Opens the store with the first file that can be imported, so that a mistyped name leaves no empty store behind.
+    bool prepareStore()
+    {
+        if (store)
+            return true;
+        store = std::make_unique<CountingStore>();
+        isStoreUnusable = !openStore(*store, folder, ChunkStore::Mode::ReadWrite);
+        if (!isStoreUnusable)
+            complainOfDamage(*store);
+        return !isStoreUnusable;
+    }
+
+    ExitStatus tell(const QString &path, const StoreImport &import, const Format &format)
+    {
+        const ImportReport &report = import.result.report;
         if (import.result.isInterrupted) {
             complain(path, QStringLiteral("interrupted; the %1 read until then stay in %2")
                                .arg(counted(import.record.messageCount, QStringLiteral("message")), folder));
             return ExitStatus::Interrupted;
         }
-        if (!ok) {
-            complain(path, failureText(import.record, format, store));
+        if (import.record.state != ImportRecord::State::Succeeded) {
+            complain(path, failureText(import.record, format, *store));
             return ExitStatus::Failure;
         }
         out.writeLine(
-            printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, store), folder)));
+            printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, *store), folder)));
         out.flush();
         if (import.record.messageCount == 0)
             complain(path, noMessagesText(format));
@@ -162,14 +170,13 @@ private:
         return ExitStatus::Failure;
     }
 
-    const Format &format;
-    const QString text;
+    const QCommandLineParser &parser;
     const QString folder;
     const bool isReported;
     const bool isStrict;
-    const bool showsBar;
-    CountingStore &store;
     Output &out;
+    std::unique_ptr<CountingStore> store; ///< once it is needed
+    bool isStoreUnusable = false;
 };
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
@@ -177,26 +184,12 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     const QStringList paths = parser.positionalArguments();
     if (paths.isEmpty())
         return wrongUsage(QStringLiteral("import needs at least one FILE"), QStringLiteral("import"));
-    const Format *format = chosenFormat(parser, QStringLiteral("import"));
-    if (!format)
-        return ExitStatus::WrongUsage;
-    const QString problem = columnsProblem(parser, *format);
+    const QString problem = formatProblem(parser);
     if (!problem.isEmpty())
         return wrongUsage(problem, QStringLiteral("import"));
-    const QString folder = chosenStoreFolder(parser);
-    if (folder.isEmpty())
+    if (chosenStoreFolder(parser).isEmpty())
         return wrongUsage(QStringLiteral("--store needs a folder"), QStringLiteral("import"));
-
-    // Looked at before the store is made, so that a mistyped name leaves no empty store behind.
-    const QStringList readable = readableFiles(paths);
-    if (readable.isEmpty())
-        return ExitStatus::Failure;
-    CountingStore store;
-    if (!openStore(store, folder, ChunkStore::Mode::ReadWrite))
-        return ExitStatus::Failure;
-    complainOfDamage(store);
-    const ExitStatus status = Importing(parser, *format, store, out).importAll(readable);
-    return status == ExitStatus::Success && readable.size() < paths.size() ? ExitStatus::Failure : status;
+    return Importing(parser, out).importAll(paths);
 }
 
 void addOptions(QCommandLineParser &parser)
@@ -221,15 +214,16 @@ Subcommand importSubcommand()
         QStringLiteral("import"),
         QStringLiteral("Reads log files into a store."),
         QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] [--report] [--strict] [--quiet] FILE..."),
-        QStringLiteral("The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
-                       "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
-                       "are other ones when they are no frames by the rules of the format, dropped when they should\n"
-                       "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
-                       "A file that cannot be imported does not stop the others; the exit status is then 1. Ctrl-C\n"
-                       "ends the import at hand with 130; the messages stored until then stay."),
+        QStringLiteral(
+            "The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
+            "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
+            "are other ones when they are no frames by the rules of the format, dropped when they should\n"
+            "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
+            "A file that cannot be imported, or whose format is unknown, does not stop the others; the\n"
+            "exit status is then 1. Ctrl-C ends the import at hand with 130; the messages stored until then stay."),
         QStringLiteral("  canlog import examples/drive.log\n"
                        "  canlog import --type candump --store trips monday.log tuesday.log\n"
-                       "  canlog import --type generic --columns 't ? I l d' table.txt\n"
+                       "  canlog import --columns 't ? I l d' table.txt\n"
                        "  canlog import --report --strict monday.log\n"),
         addOptions,
         run};

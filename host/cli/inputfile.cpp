@@ -43,12 +43,12 @@ QString noMessagesText(const Format &format)
 
 QString InputFile::prepare()
 {
-    const QString problem = whyUnreadable(name);
+    const QString problem = whyUnreadable(argument);
     if (!problem.isEmpty())
         return problem;
-    if (name == standardInput)
+    if (argument == standardInput)
         return copyStandardInput();
-    QFile file(name);
+    QFile file(argument);
     const bool isCompressed = file.open(QIODevice::ReadOnly) && file.peek(2) == "\x1F\x8B";
     return isCompressed ? copyCompressed() : QString();
 }
@@ -85,7 +85,7 @@ QString InputFile::copyStandardInput()
 
 QString InputFile::copyCompressed()
 {
-    const gzFile input = gzopen(QFile::encodeName(name).constData(), "rb");
+    const gzFile input = gzopen(QFile::encodeName(argument).constData(), "rb");
     if (!input)
         return QStringLiteral("cannot be read; check its permissions");
     int latest = 0;

@@ -22,15 +22,17 @@ QString noMessagesText(const Format &format);
 class InputFile
 {
 public:
-    explicit InputFile(const QString &argument)
-        : name(argument)
+    explicit InputFile(const QString &fileArgument)
+        : argument(fileArgument)
     {
     }
 
     /// Makes path() readable. Returns why that cannot be done and what to try, in one line; empty when it is.
     QString prepare();
+    /// As it was named, for people.
+    QString name() const { return argument; }
     /// The plain file to be read.
-    QString path() const { return copy ? copy->fileName() : name; }
+    QString path() const { return copy ? copy->fileName() : argument; }
     bool isCopy() const { return copy != nullptr; }
 
 private:
@@ -39,6 +41,6 @@ private:
     QString copyStandardInput();
     QString copyCompressed();
 
-    const QString name;
+    const QString argument;
     std::unique_ptr<QTemporaryFile> copy;
 };

@@ -17,7 +17,7 @@ namespace
 
 QVector<Subcommand> subcommands()
 {
-    return {importSubcommand(), showSubcommand(),  statsSubcommand(), formatsSubcommand(),
+    return {importSubcommand(), showSubcommand(),  statsSubcommand(), detectSubcommand(), formatsSubcommand(),
             zipSubcommand(),    unzipSubcommand(), mergeSubcommand(), checkSubcommand()};
 }
 

@@ -100,9 +100,11 @@ QString usageProblem(const QCommandLineParser &parser, const QString &subcommand
         return QStringLiteral("%1 takes either --store or a FILE").arg(subcommand);
     if (files == 0 && parser.isSet(QStringLiteral("type")))
         return QStringLiteral("--type is for a FILE, a store needs none");
+    if (files == 0 && parser.isSet(QStringLiteral("columns")))
+        return QStringLiteral("--columns is for a FILE, a store needs none");
     if (chosenStoreFolder(parser).isEmpty())
         return QStringLiteral("--store needs a folder");
-    return {};
+    return formatProblem(parser);
 }
 
 } // namespace
@@ -131,51 +133,48 @@ bool MessageSource::choose(const QCommandLineParser &parser, const QString &subc
         wrongUsage(problem, subcommand);
         return false;
     }
-    const Format *chosen = chosenFormat(parser, subcommand);
-    if (!chosen)
-        return false;
-    const QString columns = columnsProblem(parser, *chosen);
-    if (!columns.isEmpty()) {
-        wrongUsage(columns, subcommand);
-        return false;
-    }
     const QStringList files = parser.positionalArguments();
     if (files.isEmpty())
         chooseStore(chosenStoreFolder(parser));
     else
-        chooseFile(files.constFirst(), *chosen, requestText(parser, *chosen));
+        chooseFile(files.constFirst(), parser);
     return true;
 }
 
-void MessageSource::chooseFile(const QString &filePath, const Format &fileFormat, const QString &requestText)
+void MessageSource::chooseFile(const QString &filePath, const QCommandLineParser &parser)
 {
     path = filePath;
-    format = &fileFormat;
-    text = requestText;
+    options = &parser;
 }
 
 void MessageSource::chooseStore(const QString &folder)
 {
     path = folder;
-    format = nullptr;
+    options = nullptr;
 }
 
 bool MessageSource::open()
 {
-    if (!format) {
+    if (!options) {
         store = std::make_unique<ChunkStore>();
         return openStore(*store, path, ChunkStore::Mode::Read);
     }
     input = std::make_unique<InputFile>(path);
     const QString problem = input->prepare();
-    if (!problem.isEmpty())
+    if (!problem.isEmpty()) {
         complain(path, problem);
-    return problem.isEmpty();
+        return false;
+    }
+    format = formatOf(*input, *options);
+    if (!format)
+        return false;
+    text = requestText(*options, *format);
+    return true;
 }
 
 ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
 {
-    return format ? visitFile(visitor, bar) : visitStore(visitor);
+    return options ? visitFile(visitor, bar) : visitStore(visitor);
 }
 
 ExitStatus MessageSource::visitFile(const MessageVisitor &visitor, ProgressBar *bar)

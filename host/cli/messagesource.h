@@ -34,8 +34,9 @@ public:
 
     /// Chooses what the command line of @p subcommand names; false after a complaint when it makes no sense.
     bool choose(const QCommandLineParser &parser, const QString &subcommand);
-    /// The same without a command line. @p text goes with the request, as CANLogHandler::loadFile() has it.
-    void chooseFile(const QString &path, const Format &format, const QString &text);
+    /// Chooses a file, to be read as the options in @p parser say, which formatProblem() has nothing to say of; the
+    /// parser must live until open().
+    void chooseFile(const QString &path, const QCommandLineParser &parser);
     void chooseStore(const QString &folder);
 
     /// The file or folder, for people.
@@ -59,8 +60,9 @@ private:
     ExitStatus visitStore(const MessageVisitor &visitor);
 
     QString path;
-    const Format *format = nullptr; ///< null: the path is the folder of a store
-    QString text;
-    std::unique_ptr<InputFile> input;  ///< the file, once it is open
-    std::unique_ptr<ChunkStore> store; ///< the store, once it is open
+    const QCommandLineParser *options = nullptr; ///< null: the path is the folder of a store
+    std::unique_ptr<InputFile> input;            ///< the file, once it is open
+    const Format *format = nullptr;              ///< of that file
+    QString text;                                ///< that goes with the request to read it
+    std::unique_ptr<ChunkStore> store;           ///< the store, once it is open
 };

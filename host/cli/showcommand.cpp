@@ -91,7 +91,7 @@ Subcommand showSubcommand()
         QStringLiteral("  canlog show --limit 20\n"
                        "  canlog show --store trips --id 0C9,18FEF100\n"
                        "  canlog show --from 12.5 --to 13 --id 100-1FF --direction rx\n"
-                       "  canlog show examples/drive.log --type candump | less\n"),
+                       "  canlog show examples/drive.log | less\n"),
         addOptions,
         run};
 }

@@ -30,6 +30,7 @@ struct Subcommand {
 Subcommand importSubcommand();
 Subcommand showSubcommand();
 Subcommand statsSubcommand();
+Subcommand detectSubcommand();
 Subcommand formatsSubcommand();
 Subcommand zipSubcommand();
 Subcommand unzipSubcommand();

@@ -500,4 +500,14 @@ QString readSummary(QFile &file, Summary &summary)
     return {};
 }
 
+bool beginsAsChunk(QIODevice &device)
+{
+    QDataStream stream(&device);
+    Input input(stream);
+    Summary summary;
+    Sizes sizes;
+    const QString fault = readBeginning(input, summary, sizes);
+    return fault != noChunk() && fault != tooShort();
+}
+
 } // namespace ChunkFormat

@@ -93,4 +93,8 @@ bool forEachMessage(const Chunk &chunk, const Visitor &visitor);
 /// bytes are read; damage behind them stays unseen. Result as above.
 QString readSummary(QFile &file, Summary &summary);
 
+/// Whether @p device, which is open for reading and at its beginning, begins as a chunk does: of any format version,
+/// and damaged or not behind its magic number. False when it ends before its summary does.
+bool beginsAsChunk(QIODevice &device);
+
 } // namespace ChunkFormat

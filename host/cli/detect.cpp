@@ -1,0 +1,334 @@
+#include "host/cli/detect.h"
+
+#include "host/store/chunkformat.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QStringList>
+#include <QTextStream>
+#include <QVector>
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr int beginningLength = 65536;
+constexpr int maximumLineLength = 1024; // no tool writes longer ones; a text without line ends is soon done with
+
+constexpr int likelyScore = 30;
+constexpr int certainScore = 100;
+constexpr int strangersPerLine = 3; // logs of a terminal hold other lines too, but a text that quotes frames is no log
+
+/// What a line says of a format.
+enum class Role {
+    Frame,    ///< its reader makes something of this line, once the format has begun
+    Sign,     ///< a header line of this format
+    Opening,  ///< the header line without which its reader takes nothing; what is before it is free text
+    Ordinary, ///< may occur, but says nothing
+    Never,    ///< the file has another format
+};
+
+/// The pattern of a length and as many bytes as it says.
+QString lengthAndBytes()
+{
+    QStringList alternatives{QStringLiteral("0")};
+    for (const int length : {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64})
+        alternatives.append(QStringLiteral("%1(?:\\s+%h{1,3}){%1}").arg(length));
+    return QStringLiteral("(?:%1)").arg(alternatives.join(QLatin1Char('|')));
+}
+
+QRegularExpression compiled(const char *pattern)
+{
+    QString text = QString::fromLatin1(pattern);
+    text.replace(QLatin1String("%n"), lengthAndBytes());
+    text.replace(QLatin1String("%t"), QLatin1String("\\d+\\.\\d+"));
+    text.replace(QLatin1String("%h"), QLatin1String("[0-9A-Fa-f]"));
+    return QRegularExpression(text);
+}
+
+/// A kind of line. `%h` in a pattern is a hexadecimal digit, `%t` a time in seconds with a fraction, `%n` a length with
+/// as many bytes. A line keeps its line feed, so that a pattern can demand it where a line that is cut off looks like
+/// one of another format.
+struct Rule {
+    Role role;
+    int weight; ///< in points, of each frame or of all header lines; likelyScore of them make a format likely
+    const char *name;
+    QRegularExpression pattern;
+
+    Rule(Role itsRole, int itsWeight, const char *itsName, const char *itsPattern)
+        : role(itsRole)
+        , weight(itsWeight)
+        , name(itsName)
+        , pattern(compiled(itsPattern))
+    {
+    }
+};
+
+struct Signature {
+    DatachunkHelper::ImportFileType type;
+    QVector<Rule> rules; ///< the first one that a line matches decides
+};
+
+/// PCAN traces of the versions 1.1 to 1.3, whose frame lines differ in what follows the time and the identifier.
+Signature peakTrace1(DatachunkHelper::ImportFileType type, const char *otherVersion, const char *version,
+                     const char *frame)
+{
+    return {type,
+            {{Role::Never, 0, "", otherVersion},
+             {Role::Sign, 100, "version line", version},
+             {Role::Frame, 50, "frames of this version", frame},
+             {Role::Ordinary, 0, "", R"(^\s*(?:;|\d+\)))"}}};
+}
+
+/// PCAN traces of the versions 2.0 and 2.1, which name their columns: only the newer one has a reserved column. A file
+/// with a version line may have its columns in any order.
+Signature peakTrace2(DatachunkHelper::ImportFileType type, const char *otherVersion, const char *version,
+                     const char *columns, const char *frame)
+{
+    return {type,
+            {{Role::Never, 0, "", otherVersion},
+             {Role::Sign, 100, "version line", version},
+             {Role::Sign, 40, "column line", columns},
+             {Role::Frame, 50, "frames of this version", frame},
+             {Role::Ordinary, 0, "", R"(^\s*(?:;|\S+(?:\s+\S+){5}))"}}};
+}
+
+/// Of two formats that read as many frames the earlier one is taken.
+const QVector<Signature> &signatures()
+{
+    static const QVector<Signature> table{
+        {DatachunkHelper::NorvikTxt,
+         {{Role::Frame, 60, "frames with a length in parentheses",
+           R"(^\s*%t\s+(?:%h{1,8}(?:/\S*)?|\S*Error\S*)\s+\(\d{1,3}\):\s)"}}},
+        peakTrace1(DatachunkHelper::PeakTraceV11, R"(^;\$FILEVERSION=(?!1\.1\s*$))", R"(^;\$FILEVERSION=1\.1\s*$)",
+                   R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
+        peakTrace1(DatachunkHelper::PeakTraceV12, R"(^;\$FILEVERSION=(?!1\.2\s*$))", R"(^;\$FILEVERSION=1\.2\s*$)",
+                   R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
+        peakTrace1(DatachunkHelper::PeakTraceV13, R"(^;\$FILEVERSION=(?!1\.3\s*$))", R"(^;\$FILEVERSION=1\.3\s*$)",
+                   R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+-\s+\d{1,2}\s)"),
+        peakTrace2(DatachunkHelper::PeakTraceV20, R"(^;\$FILEVERSION=(?!2\.0\s*$))", R"(^;\$FILEVERSION=2\.0\s*$)",
+                   R"(^;\$COLUMNS=(?!(?:.*,)?R(?:,|\s*$)).*\n$)",
+                   R"(^\s*\d+\s+\d+[.,]\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+\d{1,3}\s)"),
+        peakTrace2(DatachunkHelper::PeakTraceV21, R"(^;\$FILEVERSION=(?!2\.1\s*$))", R"(^;\$FILEVERSION=2\.1\s*$)",
+                   R"(^;\$COLUMNS=(?:.*,)?R(?:,.*)?\n$)",
+                   R"(^\s*\d+\s+\d+[.,]\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+-\s+\d{1,3}\s)"),
+        {DatachunkHelper::SocketCanDump,
+         {{Role::Frame, 50, "frames as in a log file",
+           R"(^\s*\(\d+(?:\.\d+)?\)\s+[\w.@:-]{1,15}\s+%h{1,8}#[0-9A-Fa-fR#._]*(?:\s+[RT])?\s*$)"},
+          {Role::Frame, 50, "frames as on the screen",
+           R"(^\s*(?:\(\d+(?:\.\d+)?\)\s+)?[\w.@:-]{1,15}\s+(?:[RT]X\s+[-B]\s+[-E]\s+)?(?:%h{3}|%h{8})\s+\[\d{1,3}\])"
+           R"((?:\s+%h{2})*(?:\s+(?:remote request|ERRORFRAME|'.*))?\s*$)"},
+          {Role::Ordinary, 0, "", R"(^\s*#)"}}},
+        {DatachunkHelper::KvaserTxtLog,
+         {{Role::Never, 0, "", R"(^\s*(?:base\s+(?:hex|dec)\b|(?i:Begin Triggerblock)))"},
+          {Role::Opening, 20, "trigger line", R"(\bTrigger\b)"},
+          {Role::Sign, 60, "field format lines", R"(^\s*Format of (?:data|id) field:)"},
+          {Role::Frame, 30, "frames after it", R"(^\s*%t\s+\d+\s+%h{1,8}\s+(?:\S+\s+){1,2}%n\s+\S+\s*$)"},
+          {Role::Ordinary, 0, "", R"(^\s*%t\s+\d+\s)"}}},
+        {DatachunkHelper::KvaserCanKingLog,
+         {{Role::Sign, 60, "column titles", R"(^\s*Chn\s+Identifier\s+Flg\s+DLC\b)"},
+          {Role::Frame, 30, "frames with the time near the end",
+           R"(^ *\d{1,2} +%h{1,8} +(?:[A-Za-z]{1,3} +)?%n +%t +[RT]x?\s*$)"}}},
+        // The reader for logs without bit counts reads frames with them as well: both fit a log that has nothing else.
+        {DatachunkHelper::VectorAscLog,
+         {{Role::Sign, 5, "header lines", R"(^\s*(?:date\s|base\s+(?:hex|dec)\b|(?i:Begin Triggerblock)))"},
+          {Role::Frame, 60, "frames with bit count", R"(^\s*%t\s+\w+\s+%h{1,8}x?\s+[RT]x\s+[dr]\s.*\bBitCount\b)"},
+          {Role::Ordinary, 0, "", R"(^\s*(?:%t\s|//|(?:no\s+)?internal events|(?i:End TriggerBlock)))"}}},
+        {DatachunkHelper::VectorAscLogWithoutBitcount,
+         {{Role::Opening, 10, "trigger block", R"((?i:Begin Triggerblock))"},
+          {Role::Frame, 50, "frames", R"(^\s*%t\s+\w+\s+%h{1,8}x?\s+[RT]x\s+(?:d\s+\d+|r)(?:\s.*)?\n$)"},
+          {Role::Frame, 60, "CAN FD frames", R"(^\s*%t\s+CANFD\s+\d+\s+[RT]x\s+%h{1,8}x?\s.*\n$)"},
+          {Role::Ordinary, 0, "", R"(^\s*(?:%t\s|//|(?i:End TriggerBlock)))"}}},
+        {DatachunkHelper::CoCTTLog,
+         {{Role::Frame, 60, "Test CAN lines",
+           R"(^\s*(?:\d+\s+:\s+)?(?:\d\d:\d\d:\d\d\.\d{3}\s+:\s+)?Test CAN\s+:\s+\S+\s+%h{1,8}\s+[RT]x\s+\S+\s+\d)"},
+          {Role::Frame, 30, "test notes",
+           R"(^\s*\d+\s+:\s+(?:\d\d:\d\d:\d\d\.\d{3}\s+:\s+)?Test (?:Notice|Info|Error)\s+:\s)"},
+          {Role::Ordinary, 0, "", R"(^\s*\d+\s+:\s)"}}},
+        {DatachunkHelper::IxxatLog,
+         {{Role::Opening, 60, "column titles",
+           R"re(^(?=.*Time)(?=.*ID \(hex\))(?=.*Data \(hex\))[^,;]*(?:[,;][^,;]*){5,}$)re"},
+          {Role::Opening, 10, "column titles", R"re(^(?=.*Time)(?=.*ID)(?=.*Data)[^,;]*(?:[,;][^,;]*){5,}$)re"},
+          {Role::Frame, 30, "frames after them",
+           R"re(^(?=(?:.*[,;])?"?(?:\d+:\d\d:\d\d(?:\.\d+){0,2}|\d+(?:\.\d+){1,2})"?\s*(?:[,;]|$)))re"
+           R"re((?=(?:.*[,;])?"?(?:%h{2}(?: %h{2})+|Remote Frame)"?\s*(?:[,;]|$))[^,;]*(?:[,;][^,;]*){5,}$)re"},
+          {Role::Ordinary, 0, "",
+           R"re((?:^|[,;])"?(?:\d+:\d\d:\d\d(?:\.\d+){0,2}|\d+(?:\.\d+){1,2})"?\s*(?:[,;]|$))re"}}},
+        {DatachunkHelper::WiresharkCsv,
+         {{Role::Sign, 50, "column titles", R"re(^"?No\."?,"?Time"?,.*"?Protocol"?,.*"?Info"?\s*$)re"},
+          {Role::Frame, 50, "CAN packets",
+           R"re(^"?\d+"?,"?\(?\d+(?:\.\d+)?\)?"?,[^,]*,[^,]*,"?CAN(?:FD)?"?,.*(?:STD|XTD|ERR): 0x)re"}}},
+    };
+    return table;
+}
+
+/// The lines that matched one rule.
+struct Matches {
+    int count = 0;
+    int firstLine = 0;
+};
+
+/// How well a text fits one format.
+class Candidate
+{
+public:
+    explicit Candidate(const Signature &formatSignature)
+        : signature(formatSignature)
+        , matches(formatSignature.rules.size())
+    {
+        for (const Rule &rule : signature.rules)
+            begun = begun && rule.role != Role::Opening;
+    }
+
+    DatachunkHelper::ImportFileType type() const { return signature.type; }
+
+    void look(const QString &line, int number)
+    {
+        if (line.trimmed().isEmpty())
+            return;
+        const bool isShort = line.size() <= maximumLineLength;
+        const QVector<Rule> &rules = signature.rules;
+        const auto found = std::find_if(rules.cbegin(), rules.cend(), [&](const Rule &rule) {
+            return isShort && rule.pattern.match(line).hasMatch();
+        });
+        if (found != rules.cend())
+            count(int(found - rules.cbegin()), number);
+        else if (begun && line.endsWith(QLatin1Char('\n')))
+            ++strangers; // a line without an end may be one that was cut off
+    }
+
+    /// Whether the text can be a log of this format. Without a frame nothing may contradict the header.
+    bool fits() const
+    {
+        if (refuted || points() < likelyScore)
+            return false;
+        return frames() > 0 ? strangers <= strangersPerLine * total() : strangers == 0;
+    }
+    bool isCertain() const { return points() >= certainScore && strangers <= total(); }
+
+    bool isBetterThan(const Candidate &other) const
+    {
+        return frames() != other.frames() ? frames() > other.frames() : points() > other.points();
+    }
+
+    /// For example "version line (line 1), frames of this version (25 lines from line 13)".
+    QString reason() const
+    {
+        QStringList parts;
+        for (int i = 0; i < matches.size(); ++i) {
+            const Matches &match = matches.at(i);
+            const Rule &rule = signature.rules.at(i);
+            if (match.count > 0 && rule.weight > 0)
+                parts.append(QStringLiteral("%1 (%2)").arg(QString::fromLatin1(rule.name), linesText(match)));
+        }
+        return parts.join(QLatin1String(", "));
+    }
+
+private:
+    static QString linesText(const Matches &match)
+    {
+        if (match.count == 1)
+            return QStringLiteral("line %1").arg(match.firstLine);
+        return QStringLiteral("%1 lines from line %2").arg(match.count).arg(match.firstLine);
+    }
+
+    void count(int rule, int number)
+    {
+        const Role role = signature.rules.at(rule).role;
+        if (role == Role::Frame && !begun)
+            return;
+        begun = begun || role == Role::Opening;
+        refuted = refuted || role == Role::Never;
+        if (matches[rule].count++ == 0)
+            matches[rule].firstLine = number;
+    }
+
+    template <typename Value>
+    int sum(Value value) const
+    {
+        int result = 0;
+        for (int i = 0; i < matches.size(); ++i)
+            result += value(signature.rules.at(i), matches.at(i).count);
+        return result;
+    }
+    int points() const
+    {
+        return sum([](const Rule &rule, int count) {
+            return rule.weight * (rule.role == Role::Frame ? count : qMin(count, 1));
+        });
+    }
+    int frames() const
+    {
+        return sum([](const Rule &rule, int count) { return rule.role == Role::Frame ? count : 0; });
+    }
+    /// Lines that speak for the format.
+    int total() const
+    {
+        return sum([](const Rule &rule, int count) { return rule.weight > 0 ? count : 0; });
+    }
+
+    Signature signature;
+    QVector<Matches> matches; ///< of the signature's rules
+    int strangers = 0;        ///< lines that do not belong to the format
+    bool begun = true;
+    bool refuted = false;
+};
+
+/// The lines at the beginning of @p device with one line feed each, as the readers get them; the last one without when
+/// the file ends so.
+QStringList firstLines(QIODevice &device)
+{
+    QTextStream stream(&device);
+    const QString text = stream.read(beginningLength);
+    QStringList lines;
+    for (int start = 0; start < text.size();) {
+        const int end = text.indexOf(QLatin1Char('\n'), start);
+        if (end < 0) {
+            if (stream.atEnd())
+                lines.append(text.mid(start));
+            break;
+        }
+        const bool isWindows = end > start && text.at(end - 1) == QLatin1Char('\r');
+        lines.append(text.mid(start, end - start - (isWindows ? 1 : 0)) + QLatin1Char('\n'));
+        start = end + 1;
+    }
+    return lines;
+}
+
+Detection detectText(const QStringList &lines)
+{
+    QVector<Candidate> fitting;
+    for (const Signature &signature : signatures()) {
+        Candidate candidate(signature);
+        for (int i = 0; i < lines.size(); ++i)
+            candidate.look(lines.at(i), i + 1);
+        if (candidate.fits())
+            fitting.append(candidate);
+    }
+    if (fitting.isEmpty())
+        return {{}, false, QStringLiteral("its first lines are those of no log that canlog knows")};
+    const auto best = std::max_element(fitting.cbegin(), fitting.cend(),
+                                       [](const Candidate &a, const Candidate &b) { return b.isBetterThan(a); });
+    return {best->type(), best->isCertain(), best->reason()};
+}
+
+} // namespace
+
+Detection detectFormat(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? detectFormat(file) : Detection{{}, false, file.errorString()};
+}
+
+Detection detectFormat(QIODevice &device)
+{
+    if (device.atEnd())
+        return {{}, false, QStringLiteral("it is empty")};
+    if (ChunkFormat::beginsAsChunk(device))
+        return {DatachunkHelper::QclFile, true, QStringLiteral("begins as a data chunk does")};
+    device.seek(0);
+    if (device.peek(4) == "PK\x03\x04")
+        return {{}, false, QStringLiteral("it is a zip archive, which 'canlog check' and 'canlog merge' read")};
+    return detectText(firstLines(device));
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "common/datachunkhelper.h"
+
+#include <QString>
+
+#include <optional>
+
+class QIODevice;
+
+/// What the content of a file says of its format.
+struct Detection {
+    std::optional<DatachunkHelper::ImportFileType> type; ///< none: unknown
+    bool isCertain = false;                              ///< false: likely; another format is not out of the question
+    QString reason; ///< the lines that spoke for the type, or what there is instead
+};
+
+/**
+ * Finds the format of the file @p path from its first 65536 characters; its name plays no part. A text of which too few
+ * lines fit a format is unknown, never guessed, as is a file that cannot be read. Of formats that fit alike the one
+ * that reads the most frames is taken. A file of columns (GenericFile) says nothing of what they mean and is always
+ * unknown.
+ */
+Detection detectFormat(const QString &path);
+/// The same for @p device, which is open for reading, at its beginning and can seek.
+Detection detectFormat(QIODevice &device);

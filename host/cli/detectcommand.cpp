@@ -1,0 +1,67 @@
+#include "host/cli/detect.h"
+#include "host/cli/formats.h"
+#include "host/cli/inputfile.h"
+#include "host/cli/output.h"
+
+#include <QCommandLineParser>
+
+namespace
+{
+
+QString resultText(const Detection &detection)
+{
+    if (!detection.type)
+        return QStringLiteral("unknown");
+    const QString confidence = detection.isCertain ? QStringLiteral("certain") : QStringLiteral("likely");
+    return QStringLiteral("%1, %2: %3").arg(findFormat(*detection.type)->name(), confidence, detection.reason);
+}
+
+/// Writes what the content of the file @p path is; false after a complaint when that cannot be said.
+bool detectFile(const QString &path, Output &out)
+{
+    InputFile input(path);
+    const QString problem = input.prepare();
+    if (!problem.isEmpty()) {
+        complain(path, problem);
+        return false;
+    }
+    const Detection detection = detectFormat(input.path());
+    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, resultText(detection))));
+    if (!detection.type)
+        complain(path, unknownFormatText(detection.reason));
+    return detection.type.has_value();
+}
+
+ExitStatus run(const QCommandLineParser &parser, Output &out)
+{
+    const QStringList paths = parser.positionalArguments();
+    if (paths.isEmpty())
+        return wrongUsage(QStringLiteral("detect needs at least one FILE"), QStringLiteral("detect"));
+    ExitStatus status = ExitStatus::Success;
+    for (const QString &path : paths) {
+        if (!detectFile(path, out))
+            status = ExitStatus::Failure;
+    }
+    return status;
+}
+
+} // namespace
+
+Subcommand detectSubcommand()
+{
+    return {QStringLiteral("detect"),
+            QStringLiteral("Finds the formats of log files from their content."),
+            QStringLiteral("FILE..."),
+            QStringLiteral(
+                "Every file gives one line with its type, how sure that is (certain or likely) and the lines that\n"
+                "spoke for it. A file that is none of the formats is \"unknown\"; the exit status is then 1. Only the\n"
+                "first 65536 characters are looked at, and the name plays no part. Files of columns are always\n"
+                "unknown: nothing in them says what the columns mean."),
+            QStringLiteral("  canlog detect examples/drive.asc\n"
+                           "  canlog detect *.txt *.csv\n"),
+            [](QCommandLineParser &parser) {
+                parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A log file."),
+                                             QStringLiteral("FILE..."));
+            },
+            run};
+}
