@@ -17,8 +17,8 @@ namespace
 
 QVector<Subcommand> subcommands()
 {
-    return {importSubcommand(), showSubcommand(),  statsSubcommand(), detectSubcommand(), formatsSubcommand(),
-            zipSubcommand(),    unzipSubcommand(), mergeSubcommand(), checkSubcommand()};
+    return {importSubcommand(),  showSubcommand(), statsSubcommand(), convertSubcommand(), detectSubcommand(),
+            formatsSubcommand(), zipSubcommand(),  unzipSubcommand(), mergeSubcommand(),   checkSubcommand()};
 }
 
 QString mainHelp()

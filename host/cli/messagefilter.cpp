@@ -45,7 +45,7 @@ std::optional<quint16> readChannel(const QString &text)
 
 } // namespace
 
-void MessageFilter::addOptions(QCommandLineParser &parser)
+void MessageFilter::addOptions(QCommandLineParser &parser, const QString &endOption)
 {
     parser.addOption({QStringLiteral("id"),
                       QStringLiteral("Only these identifiers: up to three digits for standard frames, eight for "
@@ -56,7 +56,7 @@ void MessageFilter::addOptions(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("from"),
                       QStringLiteral("Only messages with this time stamp or a later one, with up to six decimals."),
                       QStringLiteral("SECONDS")});
-    parser.addOption({QStringLiteral("to"), QStringLiteral("Only messages with this time stamp or an earlier one."),
+    parser.addOption({endOption, QStringLiteral("Only messages with this time stamp or an earlier one."),
                       QStringLiteral("SECONDS")});
     parser.addOption({QStringLiteral("direction"),
                       QStringLiteral("Only messages that were received (rx) or sent (tx) by the node that logged."),
@@ -64,20 +64,21 @@ void MessageFilter::addOptions(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("notes-only"), QStringLiteral("Only messages that have a note.")});
 }
 
-QString MessageFilter::synopsis()
+QString MessageFilter::synopsis(const QString &endOption)
 {
-    return QStringLiteral("[--id HEX[,HEX]] [--channel N[,N]] [--from SECONDS] [--to SECONDS] [--direction rx|tx] "
-                          "[--notes-only]");
+    return QStringLiteral("[--id HEX[,HEX]] [--channel N[,N]] [--from SECONDS] [--%1 SECONDS] [--direction rx|tx] "
+                          "[--notes-only]")
+        .arg(endOption);
 }
 
-QString MessageFilter::set(const QCommandLineParser &parser)
+QString MessageFilter::set(const QCommandLineParser &parser, const QString &endOption)
 {
     notesOnly = parser.isSet(QStringLiteral("notes-only"));
     QString problem = setIds(parser.values(QStringLiteral("id")));
     if (problem.isEmpty())
         problem = setChannels(parser.values(QStringLiteral("channel")));
     if (problem.isEmpty())
-        problem = setTimes(parser);
+        problem = setTimes(parser, endOption);
     if (problem.isEmpty())
         problem = setDirection(parser);
     return problem;
@@ -143,11 +144,11 @@ QString MessageFilter::setChannels(const QStringList &lists)
     return {};
 }
 
-QString MessageFilter::setTimes(const QCommandLineParser &parser)
+QString MessageFilter::setTimes(const QCommandLineParser &parser, const QString &endOption)
 {
     from = std::numeric_limits<qint64>::min();
     to = std::numeric_limits<qint64>::max();
-    const std::pair<QString, qint64 *> limits[] = {{QStringLiteral("from"), &from}, {QStringLiteral("to"), &to}};
+    const std::pair<QString, qint64 *> limits[] = {{QStringLiteral("from"), &from}, {endOption, &to}};
     for (const auto &[option, limit] : limits) {
         if (!parser.isSet(option))
             continue;
@@ -158,8 +159,8 @@ QString MessageFilter::setTimes(const QCommandLineParser &parser)
         *limit = *time;
     }
     if (from > to)
-        return QStringLiteral("--from %1 is after --to %2")
-            .arg(parser.value(QStringLiteral("from")), parser.value(QStringLiteral("to")));
+        return QStringLiteral("--from %1 is after --%2 %3")
+            .arg(parser.value(QStringLiteral("from")), endOption, parser.value(endOption));
     return {};
 }
 

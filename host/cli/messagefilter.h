@@ -21,13 +21,14 @@ class QCommandLineParser;
 class MessageFilter
 {
 public:
-    static void addOptions(QCommandLineParser &parser);
+    /// @p endOption is the name of the option for the end, where "to" means something else.
+    static void addOptions(QCommandLineParser &parser, const QString &endOption = QStringLiteral("to"));
     /// The options as a usage line shows them.
-    static QString synopsis();
+    static QString synopsis(const QString &endOption = QStringLiteral("to"));
 
     /// Takes the options of @p parser. Returns what is wrong with them, empty when nothing is; the filter is then
     /// unspecified.
-    QString set(const QCommandLineParser &parser);
+    QString set(const QCommandLineParser &parser, const QString &endOption = QStringLiteral("to"));
 
     bool passes(const CAN::CanRxMessage &message, bool hasNote) const;
 
@@ -43,7 +44,7 @@ private:
 
     QString setIds(const QStringList &lists);
     QString setChannels(const QStringList &lists);
-    QString setTimes(const QCommandLineParser &parser);
+    QString setTimes(const QCommandLineParser &parser, const QString &endOption);
     QString setDirection(const QCommandLineParser &parser);
     bool addIds(const QString &entry);
     bool addMask(const QString &idText, const QString &maskText);

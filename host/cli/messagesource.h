@@ -39,6 +39,7 @@ public:
     void chooseFile(const QString &path, const QCommandLineParser &parser);
     void chooseStore(const QString &folder);
 
+    bool isFile() const { return options != nullptr; }
     /// The file or folder, for people.
     QString name() const { return path; }
 

@@ -1,13 +1,11 @@
 #include "host/cli/messagetable.h"
 
 #include "host/cli/output.h"
+#include "host/convert/framekind.h"
+#include "host/convert/textline.h"
 #include "host/store/timetext.h"
 
-#include <QtGlobal>
-
 #include <algorithm>
-#include <charconv>
-#include <cstring>
 
 namespace
 {
@@ -20,74 +18,22 @@ constexpr int flagsWidth = 5;
 constexpr int lengthWidth = 3;
 constexpr int dataWidth = 23; // the eight bytes of a classic frame; longer payloads push their note to the right
 
-/// One row as it grows. The widest one (every number at its longest, 64 bytes) takes less than 300 characters.
-class Row
-{
-public:
-    void addText(const char *text) { add(text, static_cast<int>(std::strlen(text))); }
-    void addGap() { addText("  "); }
-    void addRight(const char *text, int length, int width)
-    {
-        addBlanks(width - length);
-        add(text, length);
-    }
-    void addLeft(const char *text, int length, int width)
-    {
-        add(text, length);
-        addBlanks(width - length);
-    }
-    void addNumber(quint32 number, int width)
-    {
-        char digits[16];
-        const auto result = std::to_chars(std::begin(digits), std::end(digits), number);
-        addRight(digits, static_cast<int>(result.ptr - digits), width);
-    }
-    void addByte(quint8 byte)
-    {
-        static const char digits[] = "0123456789ABCDEF";
-        *end++ = digits[byte >> 4];
-        *end++ = digits[byte & 0xF];
-    }
-    void addBlanks(int count)
-    {
-        if (count > 0)
-            end = std::fill_n(end, count, ' ');
-    }
-
-    int length() const { return static_cast<int>(end - row); }
-    const char *begin() const { return row; }
-
-private:
-    void add(const char *added, int length) { end = std::copy_n(added, length, end); }
-
-    char row[384];
-    char *end = row;
-};
-
-void addTime(Row &row, CanTimeStamp time)
+void addTime(TextLine &row, CanTimeStamp time)
 {
     char text[32];
     row.addRight(text, writeTime(time, text), timeWidth);
 }
 
-void addIdentifier(Row &row, const CAN::CanRxMessage &message)
+void addIdentifier(TextLine &row, const CAN::CanRxMessage &message)
 {
     if (message.id == CAN::errorFrameId) {
         row.addRight("error", 5, identifierWidth);
         return;
     }
-    char digits[8];
-    const auto result = std::to_chars(std::begin(digits), std::end(digits), message.id, 16);
-    const auto length = static_cast<int>(result.ptr - digits);
-    std::transform(digits, result.ptr, digits, [](char c) { return c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c; });
-
-    const int leadingZeros = std::max(0, (message.isExtended ? 8 : 3) - length);
-    row.addBlanks(identifierWidth - leadingZeros - length);
-    row.addText(&"00000000"[8 - leadingZeros]);
-    row.addRight(digits, length, 0);
+    row.addHex(message.id, message.isExtended ? 8 : 3, identifierWidth);
 }
 
-void addFlags(Row &row, const CAN::CanRxMessage &message)
+void addFlags(TextLine &row, const CAN::CanRxMessage &message)
 {
     char flags[4];
     char *end = flags;
@@ -104,19 +50,15 @@ void addFlags(Row &row, const CAN::CanRxMessage &message)
     row.addLeft(flags, static_cast<int>(end - flags), flagsWidth);
 }
 
-/// Adds the payload and returns its width. A remote frame asks for data and has none, whatever length it states.
-int addData(Row &row, const CAN::CanRxMessage &message)
+/// Adds the payload and returns its width.
+int addData(TextLine &row, const CAN::CanRxMessage &message)
 {
-    const int count = message.isRemote ? 0 : std::min(int(message.dlc), int(sizeof message.data));
+    const int count = payloadLength(message);
     if (count == 0)
         return 0;
     row.addGap();
     const int start = row.length();
-    for (int i = 0; i < count; ++i) {
-        if (i > 0)
-            row.addBlanks(1);
-        row.addByte(message.data[i]);
-    }
+    row.addBytes(message.data, count, true);
     return row.length() - start;
 }
 
@@ -136,7 +78,7 @@ void writeTableHeading(Output &out)
 
 void writeTableRow(Output &out, const CAN::CanRxMessage &message, const QString &note)
 {
-    Row row;
+    TextLine row;
     row.addNumber(message.messageIndex, indexWidth);
     row.addGap();
     addTime(row, message.timeStamp);

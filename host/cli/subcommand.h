@@ -31,6 +31,7 @@ Subcommand importSubcommand();
 Subcommand showSubcommand();
 Subcommand statsSubcommand();
 Subcommand detectSubcommand();
+Subcommand convertSubcommand();
 Subcommand formatsSubcommand();
 Subcommand zipSubcommand();
 Subcommand unzipSubcommand();

@@ -1,0 +1,337 @@
+#include "host/cli/formats.h"
+#include "host/cli/messagefilter.h"
+#include "host/cli/messagesource.h"
+#include "host/cli/output.h"
+#include "host/cli/progressbar.h"
+#include "host/cli/storefolder.h"
+#include "host/convert/framewriter.h"
+#include "host/convert/outputfile.h"
+#include "host/convert/targets.h"
+#include "host/store/timetext.h"
+
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <QIODevice>
+
+namespace
+{
+
+const QLatin1String standardOutput("-");
+const QLatin1String help("convert");
+const QLatin1String endOption("until"); // "to" names the format
+
+/// The command line, understood. An empty input is a store, an empty output is standard output.
+struct Request {
+    QString input;
+    QString output;
+    const Target *target = nullptr;
+    MessageFilter filter;
+    bool showsBar = true;
+};
+
+/// Standard output for code that writes to a device. Writing always succeeds: Output keeps the failure.
+class OutputDevice : public QIODevice
+{
+public:
+    explicit OutputDevice(Output &output)
+        : out(output)
+    {
+        open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    }
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *data, qint64 size) override
+    {
+        out.write(data, static_cast<std::size_t>(size));
+        return size;
+    }
+
+private:
+    Output &out;
+};
+
+/// Where a conversion writes to: a file that appears when it is complete, or standard output.
+class Destination
+{
+public:
+    Destination(const QString &path, Output &output)
+        : file(path)
+        , out(output)
+        , device(output)
+        , isFile(!path.isEmpty())
+        , shownName(isFile ? path : QStringLiteral("standard output"))
+    {
+    }
+
+    /// The three complain when they fail and return false; no file is left behind then.
+    bool open() { return !isFile || file.open() || complainOfFile(); }
+    bool commit() { return !isFile || file.commit() || complainOfFile(); }
+    bool fail(const QString &reason)
+    {
+        file.discard();
+        // Nothing is wrong with a reader that goes away, and Output itself tells of the rest.
+        if (isFile)
+            complain(shownName, QStringLiteral("cannot be written: %1; check the space left").arg(reason));
+        return false;
+    }
+    void discard() { file.discard(); }
+
+    std::unique_ptr<FrameWriter> makeWriter(const Target &target)
+    {
+        if (target.databaseWriter)
+            return target.databaseWriter(file.device().fileName());
+        return target.textWriter(isFile ? static_cast<QIODevice &>(file.device()) : device);
+    }
+
+    /// False when nobody reads what is written.
+    bool isWanted() const { return isFile || out.isOpen(); }
+    QString name() const { return shownName; }
+    /// One line of result. Standard output is no place for it when the messages are there.
+    void report(const QString &text)
+    {
+        if (isFile)
+            out.writeLine(printable(QStringLiteral("%1: %2").arg(shownName, text)));
+    }
+
+private:
+    bool complainOfFile()
+    {
+        complain(shownName, file.errorText());
+        return false;
+    }
+
+    OutputFile file;
+    Output &out;
+    OutputDevice device;
+    bool isFile;
+    QString shownName;
+};
+
+/// Hands messages to a writer, which begins with the first of them: a file that cannot be read gives no output. The
+/// messages may come in another thread than the end, one after the other.
+class Conversion
+{
+public:
+    Conversion(Destination &outputDestination, const Target &outputTarget)
+        : destination(outputDestination)
+        , target(outputTarget)
+        , writer(destination.makeWriter(target))
+    {
+    }
+
+    /// False when nothing more can be written, or nobody reads it.
+    bool take(const CAN::CanRxMessage &message, const QString &note)
+    {
+        if (!good || !destination.isWanted() || !begin())
+            return false;
+        ++count;
+        return check(writer->write(message, note));
+    }
+    /// Completes the output, says what it holds and what it could not hold. False after a complaint.
+    bool finish()
+    {
+        if (!good || !begin() || !check(writer->finish()))
+            return false;
+        const QVector<FrameWriter::LossCount> losses = writer->losses();
+        writer.reset();
+        if (!destination.commit())
+            return false;
+        destination.report(QStringLiteral("%1, %2").arg(target.description, counted(count, QStringLiteral("message"))));
+        if (!losses.isEmpty())
+            complain(destination.name(), lossText(losses));
+        return true;
+    }
+
+private:
+    bool begin()
+    {
+        if (!begun)
+            check(writer->begin());
+        begun = true;
+        return good;
+    }
+    bool check(bool succeeded)
+    {
+        if (!succeeded && good)
+            good = destination.fail(writer->errorText());
+        return good;
+    }
+    QString lossText(const QVector<FrameWriter::LossCount> &losses) const
+    {
+        QStringList parts;
+        for (const FrameWriter::LossCount &loss : losses)
+            parts.append(counted(loss.count, loss.what));
+        return QStringLiteral("left out, since %1 has no place for it: %2")
+            .arg(target.name, parts.join(QLatin1String(", ")));
+    }
+
+    Destination &destination;
+    const Target &target;
+    std::unique_ptr<FrameWriter> writer;
+    quint64 count = 0;
+    bool begun = false;
+    bool good = true;
+};
+
+ExitStatus convert(MessageSource &source, const Request &request, Output &out)
+{
+    Destination destination(request.output, out);
+    if (!source.open() || !destination.open())
+        return ExitStatus::Failure;
+    Conversion conversion(destination, *request.target);
+    bool isEmpty = true;
+    const auto visitor = [&](const CAN::CanRxMessage &message, const QString &note) {
+        isEmpty = false;
+        return !request.filter.passes(message, !note.isEmpty()) || conversion.take(message, note);
+    };
+    ProgressBar bar(source.name(), request.showsBar);
+    const ExitStatus status = source.visit(visitor, &bar);
+    if (status == ExitStatus::Interrupted)
+        return status;
+    // A file without a message was taken for something else. It must not replace what is there.
+    if (isEmpty && source.isFile())
+        return ExitStatus::Failure;
+    // What could be read of a damaged store is worth having where nothing is replaced by it.
+    if (status != ExitStatus::Success && (!request.output.isEmpty() || isEmpty))
+        return ExitStatus::Failure;
+    return conversion.finish() ? status : ExitStatus::Failure;
+}
+
+QString targetNames()
+{
+    QStringList names;
+    for (const Target &target : targets())
+        names.append(target.name);
+    return names.join(QLatin1String(", "));
+}
+
+QString unknownTarget(const QString &name)
+{
+    const QString hint = microsecondsFromText(name) ? QStringLiteral("; a time is given by --until") : QString();
+    return QStringLiteral("unknown format '%1', wanted is one of %2%3").arg(name, targetNames(), hint);
+}
+
+/// Sets the target of @p request. Returns what is wrong with the options; empty when nothing is.
+QString chooseTarget(const QCommandLineParser &parser, Request &request)
+{
+    if (parser.isSet(QStringLiteral("to"))) {
+        const QString name = parser.value(QStringLiteral("to"));
+        request.target = findTarget(name);
+        if (!request.target)
+            return unknownTarget(name);
+    } else if (request.output.isEmpty()) {
+        return QStringLiteral("standard output needs --to FORMAT");
+    } else {
+        request.target = targetForPath(request.output);
+        if (!request.target)
+            return QStringLiteral("the suffix of '%1' stands for no format, name one with --to").arg(request.output);
+    }
+    if (request.target->databaseWriter && request.output.isEmpty())
+        return QStringLiteral("a database needs a file, name OUT");
+    return {};
+}
+
+bool isSameFile(const QString &a, const QString &b)
+{
+    const QString path = QFileInfo(a).canonicalFilePath(); // empty when there is no such file
+    return !path.isEmpty() && path == QFileInfo(b).canonicalFilePath();
+}
+
+/// Fills @p request. Returns what is wrong with the command line; empty when nothing is.
+QString understand(const QCommandLineParser &parser, Request &request)
+{
+    QStringList arguments = parser.positionalArguments();
+    const bool fromStore = parser.isSet(QStringLiteral("store"));
+    if (fromStore && chosenStoreFolder(parser).isEmpty())
+        return QStringLiteral("--store needs a folder");
+    if (fromStore && parser.isSet(QStringLiteral("type")))
+        return QStringLiteral("--type is for a file, a store needs none");
+    if (fromStore && parser.isSet(QStringLiteral("columns")))
+        return QStringLiteral("--columns is for a file, a store needs none");
+    if (!fromStore) {
+        if (arguments.isEmpty() || arguments.constFirst().isEmpty())
+            return QStringLiteral("convert needs a file IN or --store");
+        request.input = arguments.takeFirst();
+    }
+    if (arguments.size() > 1) {
+        return fromStore ? QStringLiteral("convert takes either --store or IN, and one OUT")
+                         : QStringLiteral("convert takes one IN and one OUT");
+    }
+    if (!arguments.isEmpty() && arguments.constFirst().isEmpty())
+        return QStringLiteral("OUT needs a name");
+    if (!arguments.isEmpty() && arguments.constFirst() != standardOutput)
+        request.output = arguments.constFirst();
+    if (!request.input.isEmpty() && isSameFile(request.input, request.output))
+        return QStringLiteral("IN and OUT are the same file");
+    request.showsBar = isBarWanted(parser);
+    QString problem = chooseTarget(parser, request);
+    if (problem.isEmpty())
+        problem = formatProblem(parser);
+    return problem.isEmpty() ? request.filter.set(parser, endOption) : problem;
+}
+
+ExitStatus run(const QCommandLineParser &parser, Output &out)
+{
+    Request request;
+    const QString problem = understand(parser, request);
+    if (!problem.isEmpty())
+        return wrongUsage(problem, help);
+    MessageSource source;
+    if (request.input.isEmpty())
+        source.chooseStore(chosenStoreFolder(parser));
+    else
+        source.chooseFile(request.input, parser);
+    return convert(source, request, out);
+}
+
+void addOptions(QCommandLineParser &parser)
+{
+    parser.addPositionalArgument(QStringLiteral("IN"), QStringLiteral("A log file."));
+    parser.addPositionalArgument(QStringLiteral("OUT"),
+                                 QStringLiteral("The file to write; standard output when it is '-' or missing."),
+                                 QStringLiteral("[OUT]"));
+    parser.addOption({QStringLiteral("to"),
+                      QStringLiteral("What to write: %1. Default: what the suffix of OUT says.").arg(targetNames()),
+                      QStringLiteral("FORMAT")});
+    parser.addOption(typeOption());
+    parser.addOption(columnsOption());
+    parser.addOption(storeOption());
+    MessageFilter::addOptions(parser, endOption);
+    parser.addOption(quietOption());
+}
+
+QString targetTable()
+{
+    QString table;
+    for (const Target &target : targets()) {
+        table += QStringLiteral("  %1  %2  %3\n")
+                     .arg(target.name, -8)
+                     .arg(target.suffixes.join(QLatin1String(", ")), -14)
+                     .arg(target.description);
+    }
+    return table;
+}
+
+} // namespace
+
+Subcommand convertSubcommand()
+{
+    return {
+        QStringLiteral("convert"),
+        QStringLiteral("Writes the messages of a log file or of a store in another format."),
+        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
+                       "       canlog convert --store DIR [OUT] [--to FORMAT] [filters]"),
+        QStringLiteral(
+            "Formats and their suffixes:\n"
+            "%1"
+            "What a format has no place for is counted on standard error. OUT is written whole or not at\n"
+            "all: when something fails, what was there before stays; the exit status is then 1, or 130 after Ctrl-C.\n"
+            "The filters are --id, --channel, --from, --until, --direction and --notes-only.")
+            .arg(targetTable()),
+        QStringLiteral("  canlog convert examples/drive.log drive.asc\n"
+                       "  canlog convert examples/washer-trc21.trc --to csv | less\n"
+                       "  canlog convert --store trips trips.db\n"),
+        addOptions,
+        run};
+}

@@ -1,0 +1,153 @@
+#include "host/convert/ascwriter.h"
+
+#include "common/canerrortypes.h"
+#include "host/convert/framekind.h"
+
+// date Thu Jan 01 12:00:00.000 am 1970
+// base hex  timestamps absolute
+// no internal events logged
+// Begin Triggerblock Thu Jan 01 12:00:00.000 am 1970
+//    0.002470 1  123             Rx   d 2 AA BB  Length = 0 BitCount = 0 ID = 291
+//    0.002710 1  18FEF100x       Tx   r 8  Length = 0 BitCount = 0 ID = 419360000x
+//    0.003510 CANFD   1 Rx        1A0                                   1 0 9 12 00 ... 0B        0    0     3000 ...
+//    0.004000 1  ErrorFrame
+// // a note
+// End TriggerBlock
+//
+// Times are written as they are, so the date is that of time 0: right for logs that count the seconds since 1970, and
+// as good as any for those that do not know theirs. The statistics at the end of a line are part of the format; 0
+// stands for not known.
+
+namespace
+{
+
+constexpr char header[] = "date Thu Jan 01 12:00:00.000 am 1970\n"
+                          "base hex  timestamps absolute\n"
+                          "no internal events logged\n"
+                          "Begin Triggerblock Thu Jan 01 12:00:00.000 am 1970\n";
+constexpr char footer[] = "End TriggerBlock\n";
+constexpr int timeWidth = 11;
+constexpr int highestClassicLength = 8;
+
+// In the column of flags of a CAN FD frame.
+constexpr quint32 fdFlag = 0x1000;
+constexpr quint32 bitRateSwitchFlag = 0x2000;
+constexpr quint32 errorStateFlag = 0x4000;
+
+/// The code for @p length bytes; that of the next higher length where CAN FD has none for it.
+quint32 lengthCode(int length)
+{
+    if (length <= 8)
+        return quint32(length);
+    const auto found = std::lower_bound(canFdLengths.cbegin(), canFdLengths.cend(), length);
+    return 9 + quint32(found - canFdLengths.cbegin());
+}
+
+/// The identifier in hexadecimal, with an "x" when it is extended.
+void addId(TextLine &line, const CAN::CanRxMessage &message)
+{
+    line.addHex(message.id, 1);
+    if (hasExtendedId(message))
+        line.addCharacter('x');
+}
+
+const char *direction(const CAN::CanRxMessage &message)
+{
+    return message.isTx ? "Tx   " : "Rx   ";
+}
+
+} // namespace
+
+bool AscWriter::begin()
+{
+    return put(header);
+}
+
+bool AscWriter::write(const CAN::CanRxMessage &message, const QString &note)
+{
+    if (!note.isEmpty() && !putNote(note))
+        return false;
+    TextLine line;
+    addTime(line, message.timeStamp, timeWidth);
+    if (kindOf(message) == FrameKind::Fd)
+        addFdFrame(line, message);
+    else
+        addClassicFrame(line, message);
+    line.addCharacter('\n');
+    return put(line);
+}
+
+bool AscWriter::finish()
+{
+    lose(Loss::Channel, channels.joined());
+    return put(footer) && LineWriter::finish();
+}
+
+bool AscWriter::putNote(const QString &note)
+{
+    // Readers look for the end of the block anywhere in a line.
+    if (note.simplified().contains(QLatin1String("End TriggerBlock"), Qt::CaseInsensitive)) {
+        lose(Loss::Note);
+        return true;
+    }
+    return put("// ") && put(commentText(note)) && put("\n");
+}
+
+void AscWriter::addClassicFrame(TextLine &line, const CAN::CanRxMessage &message)
+{
+    line.addCharacter(' ');
+    line.addHex(channels.numberOf(message), 1);
+    line.addGap();
+    if (kindOf(message) == FrameKind::Error) {
+        line.addText("ErrorFrame");
+        if (message.isTx)
+            lose(Loss::Direction);
+        return;
+    }
+    TextLine id;
+    addId(id, message);
+    line.addLeft(id.begin(), id.length(), 16);
+    line.addText(direction(message));
+    line.addCharacter(message.isRemote ? 'r' : 'd');
+    if (message.dlc <= highestClassicLength) {
+        line.addCharacter(' ');
+        line.addNumber(message.dlc);
+    } else {
+        lose(Loss::Length); // of a remote frame, which may do without
+    }
+    if (payloadLength(message) > 0)
+        line.addCharacter(' ');
+    line.addBytes(message.data, payloadLength(message), true);
+    line.addText("  Length = 0 BitCount = 0 ID = ");
+    line.addNumber(message.id);
+    if (hasExtendedId(message))
+        line.addCharacter('x');
+}
+
+void AscWriter::addFdFrame(TextLine &line, const CAN::CanRxMessage &message)
+{
+    const int length = payloadLength(message);
+    if (length < message.dlc)
+        lose(Loss::Length);
+    line.addText(" CANFD ");
+    TextLine channel;
+    channel.addHex(channels.numberOf(message), 1);
+    line.addRight(channel.begin(), channel.length(), 3);
+    line.addCharacter(' ');
+    line.addText(direction(message));
+    TextLine id;
+    addId(id, message);
+    line.addRight(id.begin(), id.length(), 8);
+    line.addBlanks(35); // where a database would name the message
+    line.addText(message.isBrs ? "1 " : "0 ");
+    line.addText(message.isEsi ? "1 " : "0 ");
+    line.addHex(lengthCode(length), 1);
+    line.addCharacter(' ');
+    line.addNumber(quint64(length), 2);
+    if (length > 0)
+        line.addCharacter(' ');
+    line.addBytes(message.data, length, true);
+    line.addText("        0    0 ");
+    line.addHex(fdFlag | (message.isBrs ? bitRateSwitchFlag : 0) | (message.isEsi ? errorStateFlag : 0), 1, 8);
+    line.addText("        0        0        0        0        0");
+}

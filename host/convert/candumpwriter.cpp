@@ -1,0 +1,67 @@
+#include "host/convert/candumpwriter.h"
+
+#include "host/convert/framekind.h"
+
+// The log-file form of candump, "canN" being channel N:
+//
+//   (1345212884.318850) can0 123#11223344           three digits: standard identifier
+//   (1345212884.318850) can0 18FEF100#FF            eight digits: extended identifier
+//   (1345212884.318850) can0 123#R8                 remote frame, with its length when that is not 0
+//   (1345212884.318850) can1 124##1112233           CAN FD frame; the digit holds its flags
+//   (1345212884.318850) can0 20000080#0000000000000000
+
+namespace
+{
+
+constexpr char errorFrame[] = "20000080#"; // the flag of an error frame and the class of a bus error
+constexpr int errorDataLength = 8;         // always, its bytes saying more about the error
+constexpr int highestRemoteLength = 8;
+constexpr quint8 bitRateSwitch = 1;
+constexpr quint8 errorState = 2;
+
+} // namespace
+
+bool CandumpWriter::write(const CAN::CanRxMessage &message, const QString &note)
+{
+    if (!note.isEmpty())
+        lose(Loss::Note);
+    if (message.isTx)
+        lose(Loss::Direction);
+
+    TextLine line;
+    line.addCharacter('(');
+    addTime(line, message.timeStamp);
+    line.addText(") can");
+    line.addNumber(message.channel);
+    line.addCharacter(' ');
+    addFrame(line, message);
+    line.addCharacter('\n');
+    return put(line);
+}
+
+void CandumpWriter::addFrame(TextLine &line, const CAN::CanRxMessage &message)
+{
+    const FrameKind kind = kindOf(message);
+    if (kind == FrameKind::Error) {
+        line.addText(errorFrame);
+        line.addBytes(message.data, errorDataLength, false);
+        return;
+    }
+    line.addHex(message.id, hasExtendedId(message) ? 8 : 3);
+    line.addCharacter('#');
+    if (kind == FrameKind::Remote) {
+        line.addCharacter('R');
+        if (message.dlc > highestRemoteLength)
+            lose(Loss::Length);
+        else if (message.dlc > 0)
+            line.addNumber(message.dlc);
+        return;
+    }
+    if (kind == FrameKind::Fd) {
+        line.addCharacter('#');
+        line.addNumber((message.isBrs ? bitRateSwitch : 0U) | (message.isEsi ? errorState : 0U));
+    }
+    if (message.dlc > sizeof message.data)
+        lose(Loss::Length);
+    line.addBytes(message.data, payloadLength(message), false);
+}

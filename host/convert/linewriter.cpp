@@ -1,0 +1,70 @@
+#include "host/convert/linewriter.h"
+
+#include "host/store/chunkformat.h"
+#include "host/store/timetext.h"
+
+#include <QIODevice>
+
+constexpr int blockSize = 1 << 16;
+
+LineWriter::LineWriter(QIODevice &outputDevice)
+    : device(outputDevice)
+{
+    buffer.reserve(blockSize + 4096);
+}
+
+bool LineWriter::finish()
+{
+    return flush();
+}
+
+bool LineWriter::put(const char *text)
+{
+    buffer += text;
+    return flushIfLarge();
+}
+
+bool LineWriter::put(const QByteArray &text)
+{
+    buffer += text;
+    return flushIfLarge();
+}
+
+bool LineWriter::put(const TextLine &line)
+{
+    buffer.append(line.begin(), line.length());
+    return flushIfLarge();
+}
+
+bool LineWriter::flushIfLarge()
+{
+    return buffer.size() < blockSize || flush();
+}
+
+bool LineWriter::flush()
+{
+    if (!ChunkFormat::writeAll(device, buffer))
+        return fail(device.errorString());
+    buffer.resize(0); // keeps its memory, unlike clear()
+    return true;
+}
+
+void LineWriter::addTime(TextLine &line, const CanTimeStamp &time, int width)
+{
+    const quint64 microseconds = notNegative(inMicroseconds(time));
+    char text[32];
+    line.addRight(text, writeTime(microseconds > 0 ? time : CanTimeStamp(), text), width);
+}
+
+quint64 LineWriter::notNegative(qint64 microseconds)
+{
+    if (microseconds >= 0)
+        return quint64(microseconds);
+    lose(Loss::Time);
+    return 0;
+}
+
+QByteArray commentText(const QString &note)
+{
+    return note.simplified().toUtf8();
+}

@@ -1,0 +1,99 @@
+#include "host/convert/outputfile.h"
+
+#include <QFileInfo>
+#include <QRandomGenerator>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace
+{
+
+constexpr int attempts = 100;
+
+/// @p path, or what it leads to when it is a link: the link is to stay.
+QString resolved(const QString &path)
+{
+    const QFileInfo info(path);
+    return info.isSymLink() && info.exists() ? info.canonicalFilePath() : info.absoluteFilePath();
+}
+
+QString whyNoOutput(const QFileInfo &info)
+{
+    if (info.isDir())
+        return QStringLiteral("is a folder; name the file to write");
+    if (info.exists() && !info.isFile())
+        return QStringLiteral("is a pipe, socket or device; write to standard output and redirect it");
+    if (info.exists() && !info.isWritable())
+        return QStringLiteral("is write-protected; name another file");
+    return {};
+}
+
+} // namespace
+
+OutputFile::OutputFile(const QString &outputPath)
+    : path(resolved(outputPath))
+{
+}
+
+OutputFile::~OutputFile()
+{
+    discard();
+}
+
+bool OutputFile::open()
+{
+    const QFileInfo info(path);
+    const QString problem = whyNoOutput(info);
+    if (!problem.isEmpty()) {
+        error = problem;
+        return false;
+    }
+    // A short name of its own: the final one may be as long as names can be.
+    for (int i = 0; i < attempts && !file.isOpen(); ++i) {
+        file.setFileName(
+            info.absolutePath()
+            + QStringLiteral("/.canlog-%1").arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0')));
+        if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered) && !file.exists())
+            break;
+    }
+    if (!file.isOpen()) {
+        const QString reason = file.errorString();
+        file.setFileName({}); // whosever that one is
+        return fail(reason);
+    }
+    if (info.exists())
+        file.setPermissions(info.permissions());
+    return true;
+}
+
+bool OutputFile::commit()
+{
+    // Some file systems find out no earlier that there is no space.
+    file.close();
+    if (file.error() != QFileDevice::NoError)
+        return fail(file.errorString());
+#ifdef Q_OS_WIN
+    QFile::remove(path); // there, a file is not replaced by renaming another
+#endif
+    if (std::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(path).constData()) != 0)
+        return fail(qt_error_string(errno));
+    file.setFileName({});
+    return true;
+}
+
+void OutputFile::discard()
+{
+    if (file.fileName().isEmpty())
+        return;
+    file.close();
+    file.remove();
+    file.setFileName({});
+}
+
+bool OutputFile::fail(const QString &reason)
+{
+    error = QStringLiteral("cannot be written: %1; check the folder, its permissions and the space left").arg(reason);
+    discard();
+    return false;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "host/convert/framewriter.h"
+
+#include <memory>
+
+/// Writes one table, "messages", into a new SQLite database, in one transaction. It holds everything that a message
+/// says. Needs Qt's driver for SQLite, and a QCoreApplication.
+class SqliteWriter : public FrameWriter
+{
+public:
+    /// @p path is an empty file that nobody else opens.
+    explicit SqliteWriter(const QString &path);
+    ~SqliteWriter() override;
+
+    bool begin() override;
+    bool write(const CAN::CanRxMessage &message, const QString &note) override;
+    bool finish() override;
+
+private:
+    class Private;
+    std::unique_ptr<Private> d;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <memory>
+
+class FrameWriter;
+class QIODevice;
+
+/// A format that canlog writes: text goes to any device, a database to a file of its own.
+struct Target {
+    QString name;
+    QStringList suffixes; ///< in lower case, with the point
+    QString description;
+    std::unique_ptr<FrameWriter> (*textWriter)(QIODevice &device);       ///< null for a database
+    std::unique_ptr<FrameWriter> (*databaseWriter)(const QString &path); ///< null for text
+};
+
+/// All targets. A format that can be written has a row here.
+const QVector<Target> &targets();
+/// The target of that name, whatever the case; null when there is none.
+const Target *findTarget(const QString &name);
+/// The target whose suffix @p path has, whatever the case; null when there is none.
+const Target *targetForPath(const QString &path);

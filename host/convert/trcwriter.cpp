@@ -1,0 +1,132 @@
+#include "host/convert/trcwriter.h"
+
+#include "host/convert/framekind.h"
+#include "host/store/timetext.h"
+
+// ;$FILEVERSION=2.1
+// ;$STARTTIME=45433.4021990741
+// ;$COLUMNS=N,O,T,B,I,d,R,l,D
+//       1         4.200 DT 1      0080 Rx -  0
+//       2         5.024 DT 1  18FEF100 Tx -  2    AA BB
+//       3       200.000 FB 2      01A0 Tx -  12   10 0A 36 01 7F 45 4C 46 02 01 01 00
+//       4       130.004 RR 1      0701 Tx -  8
+//       5       140.000 ER 1      0008 Rx -  0
+// ;   a note
+//
+// Number, offset in milliseconds, type, bus, identifier, direction, reserved, length in bytes, data. CAN FD frames are
+// "FD" or, with a bit-rate switch, "FB"; the types that tell the error state as well are passed over by many readers,
+// and losing that flag is better than losing the frame.
+
+namespace
+{
+
+constexpr char columns[] = ";$COLUMNS=N,O,T,B,I,d,R,l,D\n"
+                           ";\n"
+                           ";   Message   Time    Type    ID     Rx/Tx\n"
+                           ";   Number    Offset  |  Bus  [hex]  |  Reserved\n"
+                           ";   |         [ms]    |  |    |      |  |  Data Length\n"
+                           ";   |         |       |  |    |      |  |  |    Data [hex] ...\n"
+                           ";   |         |       |  |    |      |  |  |    |\n"
+                           ";---+-- ------+------ +- +- --+----- +- +- +--- +- -- -- -- -- -- -- --\n";
+
+constexpr qint64 secondsOfADay = 86400;
+constexpr qint64 daysUntil1970 = 25569; // since 30 December 1899, the first day of the format
+constexpr quint32 otherError = 8;
+
+/// The start of a log whose first message is of @p firstTime, in seconds. Readers take an offset as 32 bits, which is
+/// not enough for the seconds since 1970: a time of a day or more counts as such a date.
+qint64 startOf(const CanTimeStamp &firstTime)
+{
+    const qint64 seconds = inMicroseconds(firstTime) / 1000000;
+    return seconds < secondsOfADay ? 0 : seconds;
+}
+
+const char *typeOf(const CAN::CanRxMessage &message)
+{
+    switch (kindOf(message)) {
+    case FrameKind::Data:
+        return "DT";
+    case FrameKind::Fd:
+        return message.isBrs ? "FB" : "FD";
+    case FrameKind::Remote:
+        return "RR";
+    case FrameKind::Error:
+        break;
+    }
+    return "ER";
+}
+
+void addId(TextLine &line, const CAN::CanRxMessage &message)
+{
+    if (kindOf(message) == FrameKind::Error)
+        line.addHex(otherError, 4, 8);
+    else
+        line.addHex(message.id, hasExtendedId(message) ? 8 : 4, 8);
+}
+
+void addPayload(TextLine &line, const CAN::CanRxMessage &message)
+{
+    const int length = std::min(int(message.dlc), int(sizeof message.data));
+    const int start = line.length();
+    line.addNumber(quint64(length));
+    if (payloadLength(message) == 0)
+        return;
+    line.addBlanks(5 - (line.length() - start));
+    line.addBytes(message.data, payloadLength(message), true);
+}
+
+} // namespace
+
+bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
+{
+    if (!hasHeader && !putHeader(message.timeStamp))
+        return false;
+    if (!note.isEmpty() && !(put(";   ") && put(commentText(note)) && put("\n")))
+        return false;
+    if (kindOf(message) == FrameKind::Fd && message.isEsi)
+        lose(Loss::ErrorState);
+    if (message.dlc > sizeof message.data)
+        lose(Loss::Length);
+
+    TextLine line;
+    line.addNumber(++number, 7);
+    const quint64 offset = notNegative(inMicroseconds(message.timeStamp) - start);
+    line.addNumber(offset / 1000, 10);
+    line.addCharacter('.');
+    line.addPaddedNumber(offset % 1000, 3);
+    line.addCharacter(' ');
+    line.addText(typeOf(message));
+    line.addCharacter(' ');
+    const quint16 channel = channels.numberOf(message);
+    line.addNumber(channel);
+    line.addBlanks(channel < 10 ? 2 : 1);
+    addId(line, message);
+    line.addText(message.isTx ? " Tx -  " : " Rx -  ");
+    addPayload(line, message);
+    line.addCharacter('\n');
+    return put(line);
+}
+
+bool TrcWriter::finish()
+{
+    lose(Loss::Channel, channels.joined());
+    return (hasHeader || putHeader(CanTimeStamp())) && LineWriter::finish();
+}
+
+bool TrcWriter::putHeader(const CanTimeStamp &firstTime)
+{
+    const qint64 startSecond = startOf(firstTime);
+    hasHeader = true;
+    start = startSecond * 1000000;
+
+    // Days with ten decimals, which tell 9 microseconds apart; whole numbers, so that each second has one spelling.
+    const qint64 scale = 10000000000;
+    const qint64 fraction = (startSecond % secondsOfADay * scale + secondsOfADay / 2) / secondsOfADay;
+    TextLine line;
+    line.addText(";$FILEVERSION=2.1\n;$STARTTIME=");
+    line.addNumber(quint64(daysUntil1970 + startSecond / secondsOfADay));
+    line.addCharacter('.');
+    line.addPaddedNumber(quint64(fraction), 10);
+    line.addCharacter('\n');
+    return put(line) && put(columns);
+}

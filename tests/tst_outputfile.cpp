@@ -1,0 +1,177 @@
+#include "host/convert/outputfile.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <unistd.h>
+
+class OutputFileTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void appearsWhenItIsComplete();
+    void replacesWhatIsThere();
+    void isGoneWithoutCommit_data();
+    void isGoneWithoutCommit();
+    void keepsPermissions();
+    void keepsALink();
+    void refusesWhatIsNoFile_data();
+    void refusesWhatIsNoFile();
+    void refusesAMissingFolder();
+    void tellsWhenItCannotGetItsName();
+    void takesTheLongestName();
+
+private:
+    QString path(const char *name) const { return folder->filePath(QString::fromUtf8(name)); }
+    QByteArray content(const char *name) const;
+    void make(const char *name, const QByteArray &content) const;
+    QStringList names() const
+    {
+        return QDir(folder->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+
+    QScopedPointer<QTemporaryDir> folder;
+};
+
+void OutputFileTest::init()
+{
+    folder.reset(new QTemporaryDir);
+    QVERIFY(folder->isValid());
+}
+
+QByteArray OutputFileTest::content(const char *name) const
+{
+    QFile file(path(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+void OutputFileTest::make(const char *name, const QByteArray &content) const
+{
+    QFile file(path(name));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+}
+
+void OutputFileTest::appearsWhenItIsComplete()
+{
+    OutputFile file(path("out.log"));
+    QVERIFY(file.open());
+    QCOMPARE(file.device().write("new"), 3);
+    QVERIFY(!QFileInfo::exists(path("out.log")));
+    QCOMPARE(names().size(), 1); // in the same folder, so that the name can be changed at once
+    QVERIFY(file.commit());
+    QCOMPARE(names(), QStringList{QStringLiteral("out.log")});
+    QCOMPARE(content("out.log"), QByteArray("new"));
+}
+
+void OutputFileTest::replacesWhatIsThere()
+{
+    make("out.log", "something longer");
+    OutputFile file(path("out.log"));
+    QVERIFY(file.open());
+    file.device().write("new");
+    QCOMPARE(content("out.log"), QByteArray("something longer"));
+    QVERIFY(file.commit());
+    QCOMPARE(content("out.log"), QByteArray("new"));
+    QCOMPARE(names().size(), 1);
+}
+
+void OutputFileTest::isGoneWithoutCommit_data()
+{
+    QTest::addColumn<bool>("discarded");
+    QTest::newRow("discarded") << true;
+    QTest::newRow("destroyed") << false;
+}
+
+void OutputFileTest::isGoneWithoutCommit()
+{
+    QFETCH(bool, discarded);
+    make("out.log", "old");
+    {
+        OutputFile file(path("out.log"));
+        QVERIFY(file.open());
+        file.device().write("new");
+        if (discarded) {
+            file.discard();
+            QCOMPARE(names().size(), 1);
+        }
+    }
+    QCOMPARE(names(), QStringList{QStringLiteral("out.log")});
+    QCOMPARE(content("out.log"), QByteArray("old"));
+}
+
+void OutputFileTest::keepsPermissions()
+{
+    make("out.log", "old");
+    const QFile::Permissions permissions =
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser | QFile::ReadGroup;
+    QVERIFY(QFile::setPermissions(path("out.log"), permissions));
+    OutputFile file(path("out.log"));
+    QVERIFY(file.open() && file.commit());
+    QCOMPARE(QFile::permissions(path("out.log")), permissions);
+}
+
+void OutputFileTest::keepsALink()
+{
+    make("real.log", "old");
+    QVERIFY(QFile::link(path("real.log"), path("link.log")));
+    OutputFile file(path("link.log"));
+    QVERIFY(file.open());
+    file.device().write("new");
+    QVERIFY(file.commit());
+    QVERIFY(QFileInfo(path("link.log")).isSymLink());
+    QCOMPARE(content("real.log"), QByteArray("new"));
+}
+
+void OutputFileTest::refusesWhatIsNoFile_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("folder") << QStringLiteral("/tmp") << QStringLiteral("is a folder; name the file to write");
+    QTest::newRow("device") << QStringLiteral("/dev/null")
+                            << QStringLiteral("is a pipe, socket or device; write to standard output and redirect it");
+}
+
+void OutputFileTest::refusesWhatIsNoFile()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, error);
+    OutputFile file(path);
+    QVERIFY(!file.open());
+    QCOMPARE(file.errorText(), error);
+}
+
+void OutputFileTest::refusesAMissingFolder()
+{
+    OutputFile file(path("missing/out.log"));
+    QVERIFY(!file.open());
+    QCOMPARE(file.errorText(), QStringLiteral("cannot be written: No such file or directory; check the folder, its "
+                                              "permissions and the space left"));
+}
+
+void OutputFileTest::tellsWhenItCannotGetItsName()
+{
+    OutputFile file(path("out.log"));
+    QVERIFY(file.open());
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("out.log")));
+    QVERIFY(!file.commit());
+    QCOMPARE(file.errorText(),
+             QStringLiteral("cannot be written: Is a directory; check the folder, its permissions and the space left"));
+    QCOMPARE(names(), QStringList{QStringLiteral("out.log")});
+}
+
+void OutputFileTest::takesTheLongestName()
+{
+    const QByteArray name(255, 'n');
+    OutputFile file(path(name.constData()));
+    QVERIFY(file.open() && file.commit());
+    QCOMPARE(names(), QStringList{QString::fromLatin1(name)});
+}
+
+QTEST_GUILESS_MAIN(OutputFileTest)
+#include "tst_outputfile.moc"
