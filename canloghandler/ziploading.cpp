@@ -9,6 +9,9 @@
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
 
+#include <cmath>
+#include <limits>
+
 // Archives of native data chunks. An entry is a chunk when its name ends in "qcl"; all others are passed over. A chunk
 // begins with a header text such as
 //
@@ -22,8 +25,43 @@
 namespace
 {
 
-constexpr qint64 copyBlockSize = 10000;
-constexpr quint32 maxHeaderSize = 1024 * 1024; // in bytes; a longer one is no header
+constexpr int copyBlockSize = 10000;
+constexpr int blocksPerWrite = 6; // one at a time merging takes 8 % longer: nearly every page is written in two parts
+constexpr quint32 maxHeaderSize = 1024 * 1024; // in bytes; a longer text is no header, and its chunk has the number 0
+constexpr char endSignature[] = "PK\5\6";
+constexpr int endRecordSize = 22; // without its comment
+
+/// Whether @p path has the whole of the record that ends every archive. QuaZip takes what is cut off for zeros, and
+/// then finds no entry or not one of them in its place.
+bool hasEndRecord(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    constexpr int largest = endRecordSize + std::numeric_limits<quint16>::max(); // with its comment
+    file.seek(qMax<qint64>(0, file.size() - largest));
+    const QByteArray end = file.read(largest);
+    const int position = end.lastIndexOf(endSignature);
+    return position >= 0 && end.size() - position >= endRecordSize;
+}
+
+/// Whether @p path is an archive without entries, which QuaZip takes for none: that record alone, all counts in it
+/// zero, and the comment that it announces.
+bool isEmptyArchive(const QString &path)
+{
+    QFile file(path);
+    const QByteArray record = file.open(QIODevice::ReadOnly) ? file.read(endRecordSize) : QByteArray();
+    const QByteArray beginning = QByteArray(endSignature).leftJustified(endRecordSize - int(sizeof(quint16)), '\0');
+    return record.size() == endRecordSize && record.startsWith(beginning)
+           && file.size() - endRecordSize == qFromLittleEndian<quint16>(record.constData() + beginning.size());
+}
+
+/// False when @p archive is none that can be read. One without entries counts as open.
+bool openArchive(QuaZip &archive)
+{
+    const QString path = archive.getZipName();
+    return isEmptyArchive(path) || (hasEndRecord(path) && archive.open(QuaZip::mdUnzip) && archive.goToFirstFile());
+}
 
 /// Opens the current entry of @p entry's archive if it is a data chunk.
 bool openChunk(QuaZipFile &entry)
@@ -50,7 +88,8 @@ QString readHeader(QIODevice &chunk)
 
 double orderOf(const QString &header)
 {
-    return header.split(QLatin1Char('-')).constFirst().toDouble();
+    const double number = header.split(QLatin1Char('-')).constFirst().toDouble();
+    return std::isnan(number) ? 0 : number; // "nan" has no place in an order, and a map with it loses others
 }
 
 /// "drive" for "/logs/drive.zip"
@@ -61,12 +100,9 @@ QString baseName(const QString &zipPath)
 }
 
 /// Calls @p visit(entry) for the data chunks among @p names, in order, each opened for reading; until it returns false.
-template <typename Visit>
-void visitChunks(QuaZip &archive, const QMap<double, QString> &names, Visit visit)
+template <typename Names, typename Visit>
+void visitChunks(QuaZip &archive, const Names &names, Visit visit)
 {
-    // QuaZip looks a name up in what it has come across, and searches no further than an entry without a name.
-    for (bool more = archive.goToFirstFile(); more; more = archive.goToNextFile())
-        archive.getCurrentFileName();
     for (const QString &name : names) {
         if (!archive.setCurrentFile(name, QuaZip::csSensitive))
             continue;
@@ -76,6 +112,24 @@ void visitChunks(QuaZip &archive, const QMap<double, QString> &names, Visit visi
     }
 }
 
+/// Adds the names of the data chunks of @p archive to @p numbered, by the numbers in their headers. Of entries with the
+/// same name the one counts that is found by it, so that whoever goes by names has the same chunks.
+void sortChunks(QuaZip &archive, QMap<double, QString> &numbered)
+{
+    // QuaZip looks a name up in what it has come across, and searches no further than an entry without a name. So it
+    // is made to come across all.
+    QStringList names;
+    for (bool more = archive.isOpen() && archive.goToFirstFile(); more; more = archive.goToNextFile())
+        names.append(archive.getCurrentFileName());
+    names.removeDuplicates();
+    visitChunks(archive, names, [&](QuaZipFile &entry) {
+        const QString header = readHeader(entry);
+        if (entry.getZipError() == UNZ_OK)
+            numbered.insert(orderOf(header), entry.getActualFileName());
+        return true;
+    });
+}
+
 enum class Copy {
     Complete,
     Damaged,     ///< the entry cannot be read to its end, or is not what its checksum says
@@ -83,15 +137,24 @@ enum class Copy {
 };
 
 /// Copies the rest of @p entry, after @p firstBlock that was read from it already, to @p target, and closes it.
-Copy copyEntry(QuaZipFile &entry, QIODevice &target, QByteArray firstBlock = {})
+Copy copyEntry(QuaZipFile &entry, QIODevice &target, const QByteArray &firstBlock = {})
 {
     const qint64 size = entry.usize();
     qint64 done = 0;
-    for (QByteArray block = firstBlock.isEmpty() ? entry.read(copyBlockSize) : firstBlock; !block.isEmpty();
-         block = entry.read(copyBlockSize)) {
-        if (target.write(block) != block.size())
+    QByteArray blocks = firstBlock;
+    blocks.reserve(blocksPerWrite * copyBlockSize);
+    for (bool more = true; more;) {
+        const int filled = blocks.size();
+        blocks.resize(filled + copyBlockSize);
+        const qint64 added = entry.read(blocks.data() + filled, copyBlockSize);
+        more = added > 0;
+        blocks.resize(filled + (more ? int(added) : 0));
+        if (more && blocks.size() <= (blocksPerWrite - 1) * copyBlockSize)
+            continue;
+        if (target.write(blocks) != blocks.size())
             return Copy::NotWritable;
-        done += block.size();
+        done += blocks.size();
+        blocks.resize(0);
     }
     entry.close(); // only now is the checksum known
     return done == size && entry.getZipError() == UNZ_OK ? Copy::Complete : Copy::Damaged;
@@ -177,31 +240,23 @@ bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, 
 void CANLogHandler::sortZipFile(QString zipPath, QMap<double, QString> &entries)
 {
     QuaZip archive(zipPath);
-    if (!archive.open(QuaZip::mdUnzip))
-        return;
-    for (bool more = archive.goToFirstFile(); more; more = archive.goToNextFile()) {
-        QuaZipFile entry(&archive);
-        if (!openChunk(entry))
-            continue;
-        const QString header = readHeader(entry);
-        if (entry.getZipError() == UNZ_OK)
-            entries.insert(orderOf(header), entry.getActualFileName());
-    }
+    if (openArchive(archive))
+        sortChunks(archive, entries);
 }
 
 void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, unsigned int &messageCount)
 {
-    QMap<double, QString> names;
-    sortZipFile(zipPath, names);
-    entryCount = static_cast<unsigned short>(names.size());
     QuaZip archive(zipPath);
-    if (names.isEmpty() || !archive.open(QuaZip::mdUnzip))
-        return;
+    QMap<double, QString> names;
+    if (openArchive(archive))
+        sortChunks(archive, names);
+    entryCount = static_cast<unsigned short>(names.size());
     visitChunks(archive, names, [&](QuaZipFile &entry) {
-        return readFromTemporaryFile(entry, [&](QDataStream &stream) {
+        readFromTemporaryFile(entry, [&](QDataStream &stream) {
             if (pDatachunkHandler)
                 messageCount += pDatachunkHandler->getMsgCountFromQclStream(stream);
         });
+        return true; // what there is no room for may be followed by something smaller
     });
 }
 
@@ -213,10 +268,8 @@ bool CANLogHandler::loadZipFile(QString zipPath)
     QDir folder = pDatachunkHandler->getDataChunkLocation();
     // A folder of that name was unpacked from this archive before.
     if (!folder.cd(folderName)) {
-        QMap<double, QString> names;
-        sortZipFile(zipPath, names);
         QuaZip archive(zipPath);
-        if (!archive.open(QuaZip::mdUnzip)) {
+        if (!openArchive(archive)) {
             if (pDatachunkHandler)
                 pDatachunkHandler->setLastErrorText(tr("Invalid zip file"));
             return false;
@@ -225,6 +278,8 @@ bool CANLogHandler::loadZipFile(QString zipPath)
             lastErrorText = tr("Cannot create directory");
             return false;
         }
+        QMap<double, QString> names;
+        sortChunks(archive, names);
         bool ok = true;
         visitChunks(archive, names, [&](QuaZipFile &entry) {
             ok = unpackChunk(entry, folder, zipPath, pDatachunkHandler);
@@ -242,15 +297,15 @@ bool CANLogHandler::loadZipFile(QString zipPath)
 
 bool CANLogHandler::loadZipMerged(QString zipPath)
 {
-    QMap<double, QString> names;
-    sortZipFile(zipPath, names);
     if (pDatachunkHandler)
         pDatachunkHandler->setImportStarted();
 
     QuaZip archive(zipPath);
-    const bool isOpen = archive.open(QuaZip::mdUnzip);
+    const bool isOpen = openArchive(archive);
     bool ok = isOpen;
     if (isOpen) {
+        QMap<double, QString> names;
+        sortChunks(archive, names);
         visitChunks(archive, names, [&](QuaZipFile &entry) {
             const bool written = readFromTemporaryFile(entry, [&](QDataStream &stream) {
                 bool isFd = false;

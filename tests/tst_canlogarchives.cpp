@@ -1,8 +1,15 @@
+#include "host/store/chunkformat.h"
 #include "host/store/chunkstore.h"
+#include "ziparchive.h"
 
+#include <QBuffer>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
 
 namespace
 {
@@ -30,6 +37,40 @@ QVector<Entry> entriesOf(const QString &folder)
     return entries;
 }
 
+/// A sound chunk of one message.
+QByteArray oneMessage(quint64 number)
+{
+    ChunkFormat::Encoder encoder(1);
+    encoder.add(CAN::CanRxMessage());
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    encoder.write(buffer, number, {});
+    return buffer.data();
+}
+
+/// A process that has the rights of an ordinary user if asked to, also when the superuser runs the test.
+class UserProcess : public QProcess
+{
+public:
+    bool isOrdinary = false;
+
+protected:
+    void setupChildProcess() override
+    {
+#ifdef Q_OS_UNIX
+        constexpr id_t nobody = 65534;
+        if (isOrdinary && geteuid() == 0 && (setgid(nobody) != 0 || setuid(nobody) != 0))
+            _exit(99);
+#endif
+    }
+};
+
+QByteArray withLastByteChanged(QByteArray bytes)
+{
+    bytes[bytes.size() - 1] = char(bytes.at(bytes.size() - 1) ^ 1);
+    return bytes;
+}
+
 } // namespace
 
 /// Runs the real program on archives.
@@ -45,7 +86,19 @@ private Q_SLOTS:
     void unzipAgainChangesNothing();
     void checkCounts();
     void zipReplacesAnArchive();
-    void emptyStoreMakesAnEmptyArchive();
+    void storeWithoutMessagesGoesAllTheWay_data();
+    void storeWithoutMessagesGoesAllTheWay();
+    void archiveThatCannotBeWrittenIsNoSuccess_data();
+    void archiveThatCannotBeWrittenIsNoSuccess();
+    void pipeIsNotReplaced();
+    void damagedStoreIsPackedInFull();
+    void fileThatIsLeftOutIsNamed();
+    void archiveIsNotPackedIntoItself();
+    void moreThan65535ChunksAreCounted();
+    void damagedChunkIsTold_data();
+    void damagedChunkIsTold();
+    void ofEqualNamesOneChunkCounts();
+    void unzipCountsEveryChunk();
     void helpShowsAnExample_data();
     void helpShowsAnExample();
     void mistakesAreToldInOneLine_data();
@@ -53,10 +106,15 @@ private Q_SLOTS:
 
 private:
     Outcome canlog(const QStringList &arguments) const;
+    Outcome canlog(const char *arguments) const
+    {
+        return canlog(QString::fromLatin1(arguments).split(QLatin1Char(' ')));
+    }
     QString path(const QString &name) const { return folder->filePath(name); }
     /// Makes the store "source" of two imports with notes.
     void makeSource() const;
 
+    bool isOrdinary = false;              ///< the program runs without the rights of a superuser
     QScopedPointer<QTemporaryDir> folder; ///< a fresh one for each test, the current folder of the program
 };
 
@@ -64,11 +122,13 @@ void CanlogArchivesTest::init()
 {
     folder.reset(new QTemporaryDir);
     QVERIFY(folder->isValid());
+    isOrdinary = false;
 }
 
 Outcome CanlogArchivesTest::canlog(const QStringList &arguments) const
 {
-    QProcess process;
+    UserProcess process;
+    process.isOrdinary = isOrdinary;
     process.setWorkingDirectory(folder->path());
     process.start(QStringLiteral(CANLOG_PROGRAM), arguments);
     if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
@@ -180,14 +240,207 @@ void CanlogArchivesTest::zipReplacesAnArchive()
     QCOMPARE(canlog({QStringLiteral("check"), QStringLiteral("a.zip")}).status, 0);
 }
 
-void CanlogArchivesTest::emptyStoreMakesAnEmptyArchive()
+void CanlogArchivesTest::storeWithoutMessagesGoesAllTheWay_data()
 {
+    QTest::addColumn<bool>("withJournal");
+    QTest::newRow("empty folder") << false;
+    QTest::newRow("import without messages") << true;
+}
+
+void CanlogArchivesTest::storeWithoutMessagesGoesAllTheWay()
+{
+    QFETCH(bool, withJournal);
+
     QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("empty")));
-    const Outcome outcome =
-        canlog({QStringLiteral("zip"), QStringLiteral("--store"), QStringLiteral("empty"), QStringLiteral("a.zip")});
+    if (withJournal) {
+        ChunkStore store;
+        QVERIFY(store.open(path(QStringLiteral("empty")), ChunkStore::Mode::ReadWrite));
+        store.setImportStarted();
+        store.setImportFinished(true, DatachunkHelper::SocketCanDump, QStringLiteral("a.log"), true);
+    }
+    const auto said = [&](const char *arguments, const QString &out) {
+        const Outcome outcome = canlog(arguments);
+        QCOMPARE(outcome.err, QString());
+        QCOMPARE(outcome.out, out);
+        QCOMPARE(outcome.status, 0);
+    };
+    said("zip --store empty a.zip", QStringLiteral("a.zip: 0 chunks, 0 messages\n"));
+    said("check a.zip", QStringLiteral("a.zip: 0 chunks, 0 messages\n"));
+    said("merge a.zip --store target", QStringLiteral("a.zip: 0 messages, 0 notes, stored in target\n"));
+    said("unzip a.zip --store target",
+         QStringLiteral("a.zip: 0 chunks, 0 messages, unpacked in %1\n").arg(path(QStringLiteral("target/a.zip"))));
+    QVERIFY(entriesOf(path(QStringLiteral("target"))).isEmpty());
+}
+
+void CanlogArchivesTest::archiveThatCannotBeWrittenIsNoSuccess_data()
+{
+    QTest::addColumn<bool>("hasFormer");
+    QTest::newRow("new") << false;
+    QTest::newRow("in place of one with as many messages") << true;
+}
+
+void CanlogArchivesTest::archiveThatCannotBeWrittenIsNoSuccess()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(bool, hasFormer);
+
+    makeSource();
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("locked")));
+    if (hasFormer)
+        QCOMPARE(canlog("zip --store source locked/a.zip").status, 0);
+    const QByteArray former = contentOf(path(QStringLiteral("locked/a.zip")));
+    const QFile::Permissions readable = QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
+    QVERIFY(QFile::setPermissions(folder->path(), readable | QFile::WriteOwner));
+    QVERIFY(QFile::setPermissions(path(QStringLiteral("locked")), readable));
+    isOrdinary = true;
+    if (canlog("--version").status != 0)
+        QSKIP("an ordinary user cannot run the program here");
+    const Outcome outcome = canlog("zip --store source locked/a.zip");
+    QVERIFY(QFile::setPermissions(path(QStringLiteral("locked")), readable | QFile::WriteOwner));
+
+    QCOMPARE(outcome.out, QString());
+    QCOMPARE(outcome.err,
+             QStringLiteral("canlog: locked/a.zip: cannot be %1\n")
+                 .arg(hasFormer ? QStringLiteral("replaced; check the permissions of its folder")
+                                : QStringLiteral("written; check the folder, its permissions and the space left")));
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(contentOf(path(QStringLiteral("locked/a.zip"))), former);
+#else
+    QSKIP("needs Unix permissions");
+#endif
+}
+
+void CanlogArchivesTest::pipeIsNotReplaced()
+{
+#ifdef Q_OS_UNIX
+    makeSource();
+    QCOMPARE(mkfifo(QFile::encodeName(path(QStringLiteral("pipe"))).constData(), 0600), 0);
+    const Outcome outcome = canlog("zip --store source pipe");
+    QCOMPARE(outcome.err, QStringLiteral("canlog: pipe: is a pipe, socket or device; name the archive to write\n"));
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(!QFileInfo(path(QStringLiteral("pipe"))).isFile());
+#else
+    QSKIP("needs Unix pipes");
+#endif
+}
+
+void CanlogArchivesTest::damagedStoreIsPackedInFull()
+{
+    makeSource();
+    const QString chunk = path(QStringLiteral("source/chunk-00000002.qcl"));
+    writeTo(chunk, withLastByteChanged(contentOf(chunk)));
+    const Outcome outcome = canlog("zip --store source a.zip");
+    QVERIFY2(outcome.err.startsWith(QStringLiteral("canlog: warning: chunk-00000002.qcl: ")), qPrintable(outcome.err));
+    QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 3 chunks, 100002 messages\n")); // of 100000, 3 and 2
+    QCOMPARE(outcome.status, 1);
+
+    // The damaged file is there as it is: a person may see more in it.
+    QCOMPARE(canlog("unzip a.zip --store target").status, 0);
+    QCOMPARE(contentOf(path(QStringLiteral("target/a.zip/chunk-00000002.qcl"))), contentOf(chunk));
+}
+
+void CanlogArchivesTest::fileThatIsLeftOutIsNamed()
+{
+    makeSource();
+    QFile large(path(QStringLiteral("source/large.bin")));
+    QVERIFY(large.open(QIODevice::WriteOnly));
+    QVERIFY(large.resize(qint64(1024) * 1024 * 1024 + 1)); // has a size, and takes no room
+    large.close();
+    const Outcome outcome = canlog("zip --store source a.zip");
+    QCOMPARE(outcome.err, QStringLiteral("canlog: a.zip: warning: without large.bin, which cannot be read or is above "
+                                         "1 GiB\n"));
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 3 chunks, 100005 messages\n"));
+    QCOMPARE(outcome.status, 1);
+}
+
+void CanlogArchivesTest::archiveIsNotPackedIntoItself()
+{
+    makeSource();
+    for (int run = 0; run < 2; ++run) {
+        const Outcome outcome = canlog("zip --store source source/a.zip");
+        QCOMPARE(outcome.err, QString());
+        QCOMPARE(outcome.out, QStringLiteral("source/a.zip: 3 chunks, 100005 messages\n"));
+        QCOMPARE(outcome.status, 0);
+        QVector<ZipBytes::Listed> entries;
+        QVERIFY(ZipBytes::list(contentOf(path(QStringLiteral("source/a.zip"))), entries));
+        QCOMPARE(entries.size(), 4); // the chunks and the journal
+    }
+}
+
+void CanlogArchivesTest::moreThan65535ChunksAreCounted()
+{
+    constexpr int count = 65537;
+    QVector<ZipBytes::Entry> entries;
+    entries.reserve(count);
+    for (int i = 1; i <= count; ++i)
+        entries.append(ZipBytes::stored(QByteArray::number(i) + ".qcl", oneMessage(quint64(i))));
+    writeTo(path(QStringLiteral("a.zip")), ZipBytes::archive(entries));
+    const Outcome outcome = canlog("check a.zip");
     QCOMPARE(outcome.err, QString());
-    QCOMPARE(outcome.out, QStringLiteral("a.zip: 0 chunks, 0 messages\n"));
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 65537 chunks, 65537 messages\n"));
     QCOMPARE(outcome.status, 0);
+}
+
+void CanlogArchivesTest::damagedChunkIsTold_data()
+{
+    QTest::addColumn<QByteArray>("archive");
+    QTest::addColumn<bool>("isUnpacked"); // what the archive holds as it was packed is unpacked as it is
+    const ZipBytes::Entry first = ZipBytes::packed("1.qcl", oneMessage(1));
+    const ZipBytes::Entry last = ZipBytes::packed("3.qcl", oneMessage(3));
+    ZipBytes::Entry wrongChecksum = ZipBytes::packed("2.qcl", oneMessage(2));
+    wrongChecksum.crc ^= 1;
+    QTest::newRow("by the archive") << ZipBytes::archive({first, wrongChecksum, last}) << false;
+    QTest::newRow("when it was packed") << ZipBytes::archive(
+        {first, ZipBytes::packed("2.qcl", withLastByteChanged(oneMessage(2))), last})
+                                        << true;
+}
+
+void CanlogArchivesTest::damagedChunkIsTold()
+{
+    QFETCH(QByteArray, archive);
+    QFETCH(bool, isUnpacked);
+
+    writeTo(path(QStringLiteral("a.zip")), archive);
+    Outcome outcome = canlog("check a.zip");
+    QCOMPARE(outcome.err, QStringLiteral("canlog: a.zip: warning: 1 of its 3 chunks left out: damaged, or with a name "
+                                         "that leads elsewhere\n"));
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 3 chunks, 2 messages\n"));
+    QCOMPARE(outcome.status, 1);
+
+    outcome = canlog("merge a.zip --store target");
+    QVERIFY2(outcome.err.startsWith(QStringLiteral("canlog: a.zip: warning: ")), qPrintable(outcome.err));
+    QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 2 messages, 0 notes, stored in target\n"));
+    QCOMPARE(outcome.status, 1);
+
+    outcome = canlog("unzip a.zip --store target");
+    QCOMPARE(outcome.err.isEmpty(), isUnpacked);
+    QVERIFY(outcome.out.startsWith(QStringLiteral("a.zip: %1 chunks, ").arg(isUnpacked ? 3 : 2)));
+    QCOMPARE(outcome.status, isUnpacked ? 0 : 1);
+}
+
+void CanlogArchivesTest::ofEqualNamesOneChunkCounts()
+{
+    writeTo(path(QStringLiteral("a.zip")),
+            ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1)), ZipBytes::packed("1.qcl", oneMessage(2))}));
+    QCOMPARE(canlog("check a.zip").out, QStringLiteral("a.zip: 1 chunk, 1 message\n"));
+    QCOMPARE(canlog("merge a.zip --store target").out, QStringLiteral("a.zip: 1 message, 0 notes, stored in target\n"));
+    QVERIFY(canlog("unzip a.zip --store target").out.startsWith(QStringLiteral("a.zip: 1 chunk, 1 message, ")));
+}
+
+void CanlogArchivesTest::unzipCountsEveryChunk()
+{
+    writeTo(path(QStringLiteral("a.zip")),
+            ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1)), ZipBytes::packed("2qcl", oneMessage(2)),
+                               ZipBytes::packed("3.QCL", oneMessage(3))}));
+    QCOMPARE(canlog("check a.zip").out, QStringLiteral("a.zip: 2 chunks, 2 messages\n"));
+    const Outcome outcome = canlog("unzip a.zip --store target");
+    const QString unpacked = path(QStringLiteral("target/a.zip"));
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 2 chunks, 1 message, unpacked in %1\n").arg(unpacked));
+    QCOMPARE(outcome.err,
+             QStringLiteral("canlog: %1/2qcl: warning: a store shows only files like chunk-1.qcl; rename it\n")
+                 .arg(unpacked));
 }
 
 void CanlogArchivesTest::helpShowsAnExample_data()
@@ -227,7 +480,7 @@ void CanlogArchivesTest::mistakesAreToldInOneLine_data()
     row("unzip of no file", "unzip none.zip --store target", 1, "canlog: none.zip: no such file");
     row("unzip of no archive", "unzip text --store target", 1, "canlog: text: Invalid zip file");
     row("merge of no archive", "merge text --store target", 1, "canlog: text: is no archive");
-    row("check of no archive", "check text", 1, "canlog: text: no data chunk in it");
+    row("check of no archive", "check text", 1, "canlog: text: is no archive");
     row("check of a folder", "check source", 1, "canlog: source: is a folder");
 }
 

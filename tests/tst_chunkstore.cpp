@@ -2221,7 +2221,8 @@ void ChunkStoreTest::closedStoreDoesNothing()
     store.notifyNewZippedFile(QString(), QString(), QDir(), QString());
     store.notifyZipFileLoaded(QString());
     QVERIFY(!store.forEachMessage([](const CanRxMessage &, const QString &) { return true; }));
-    store.getDataChunkLocation();
+    QVERIFY(!store.getDataChunkLocation().exists());
+    QVERIFY(!store.getDataChunkLocation().mkpath(QStringLiteral("a")));
     QCOMPARE(store.messageCount(), quint64(0));
     QCOMPARE(store.imports().size(), 0);
     QCOMPARE(store.warnings(), QStringList());

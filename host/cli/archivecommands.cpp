@@ -3,31 +3,74 @@
 #include "host/cli/output.h"
 #include "host/cli/storefolder.h"
 #include "host/cli/storerequest.h"
+#include "host/store/streamstore.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
 #include <QThreadPool>
+#include <quazip/quazip.h>
 
 namespace
 {
 
-struct ArchiveContent {
-    unsigned short chunkCount = 0;
-    unsigned int messageCount = 0;
+using FileSizes = QMap<QString, qint64>;
+
+/// Reads the chunks of an archive that is merged into it, and keeps only what they come to.
+class ArchiveReader : public StreamStore
+{
+public:
+    bool isArchive = false;
+    quint64 chunkCount = 0; ///< without those that are damaged
+    quint64 messageCount = 0;
+    QString errorText;
+
+    void setLastErrorText(const QString &text) override { errorText = text; }
+    bool parseQCLStream(QDataStream &stream, bool &) override
+    {
+        ChunkFormat::Chunk chunk;
+        if (!ChunkFormat::readChunk(stream, chunk).isEmpty())
+            return false;
+        ++chunkCount;
+        messageCount += quint64(chunk.summary.messageCount);
+        return true;
+    }
+    void notifyZipFileLoaded(const QString &) override { isArchive = true; }
 };
 
-ArchiveContent contentOf(CANLogHandler &handler, const QString &path)
+/// A store that also counts the chunks of an archive that is merged, the damaged ones included that it is given.
+class MergeStore : public ChunkStore
 {
-    ArchiveContent content;
-    handler.checkZipFile(path, content.chunkCount, content.messageCount);
-    return content;
+public:
+    quint64 chunkCount = 0;
+
+    bool parseQCLStream(QDataStream &stream, bool &isFd) override
+    {
+        ++chunkCount;
+        return ChunkStore::parseQCLStream(stream, isFd);
+    }
+};
+
+/// How many chunks the archive @p path has, also those that prove damaged when they are read. The library's own count
+/// ends at 65535.
+quint64 chunkCountOf(const QString &path)
+{
+    QPointer<DatachunkHandler> none;
+    QMap<double, QString> chunks;
+    CANLogHandler(none).sortZipFile(path, chunks);
+    return quint64(chunks.size());
 }
 
 QString contentText(quint64 chunkCount, quint64 messageCount)
 {
     return counted(chunkCount, QStringLiteral("chunk")) + QLatin1String(", ")
            + counted(messageCount, QStringLiteral("message"));
+}
+
+QString noArchiveText()
+{
+    return QStringLiteral("is no archive of data chunks, or is damaged");
 }
 
 /// The one argument; empty after a complaint when there is not exactly one.
@@ -48,79 +91,169 @@ bool isReadable(const QString &path)
     return problem.isEmpty();
 }
 
+/// Whether @p count chunks are @p all that the archive @p path has; complains when they are not.
+bool isComplete(const QString &path, quint64 count, quint64 all)
+{
+    if (count < all)
+        complain(path, QStringLiteral("warning: %1 of its %2 left out: damaged, or with a name that leads elsewhere")
+                           .arg(all - count)
+                           .arg(counted(all, QStringLiteral("chunk"))));
+    return count >= all;
+}
+
+/// Makes way for a new archive, so that what stands there afterwards is new. False after a complaint.
+bool removeFormer(const QString &path)
+{
+    const QFileInfo info(path);
+    if (info.isDir())
+        complain(path, QStringLiteral("is a folder; name the archive to write"));
+    else if (info.exists() && !info.isFile())
+        complain(path, QStringLiteral("is a pipe, socket or device; name the archive to write"));
+    else if (!QFile::remove(path) && QFileInfo::exists(path))
+        complain(path, QStringLiteral("cannot be replaced; check the permissions of its folder"));
+    else
+        return true;
+    return false;
+}
+
+FileSizes filesOf(const QDir &folder)
+{
+    FileSizes sizes;
+    const QFileInfoList files = folder.entryInfoList(QDir::Files);
+    for (const QFileInfo &info : files) {
+        if (info.isFile()) // a link may lead to a pipe
+            sizes.insert(info.fileName(), info.size());
+    }
+    return sizes;
+}
+
+FileSizes filesIn(const QString &archivePath)
+{
+    FileSizes sizes;
+    QuaZip archive(archivePath);
+    if (archive.open(QuaZip::mdUnzip)) {
+        const QList<QuaZipFileInfo64> files = archive.getFileInfoList64();
+        for (const QuaZipFileInfo64 &info : files)
+            sizes.insert(info.name, qint64(info.uncompressedSize));
+    }
+    return sizes;
+}
+
+/// Which of the files that were in @p folder @p before the archive was written are not in it as a whole. One that
+/// another program has changed meanwhile may be there in either form.
+QStringList leftOut(const FileSizes &before, const QDir &folder, const QString &archivePath)
+{
+    const FileSizes after = filesOf(folder);
+    const FileSizes packed = filesIn(archivePath);
+    QStringList names;
+    for (auto file = before.cbegin(); file != before.cend(); ++file) {
+        if (after.value(file.key(), -1) == file.value() && packed.value(file.key(), -1) != file.value())
+            names.append(file.key());
+    }
+    return names;
+}
+
 ExitStatus runZip(const QCommandLineParser &parser, Output &out)
 {
     const QString path = archiveArgument(parser, QStringLiteral("zip"));
     if (path.isEmpty())
         return ExitStatus::WrongUsage;
-    if (QFileInfo(path).isDir()) {
-        complain(path, QStringLiteral("is a folder; name the archive to write"));
-        return ExitStatus::Failure;
-    }
     ChunkStore store;
-    if (!openStore(store, chosenStoreFolder(parser), ChunkStore::Mode::Read))
+    if (!openStore(store, chosenStoreFolder(parser), ChunkStore::Mode::Read) || !removeFormer(path))
         return ExitStatus::Failure;
-    complainOfDamage(store);
 
     QPointer<DatachunkHandler> storePointer(&store);
     CANLogHandler handler(storePointer);
-    Q_EMIT store.sigZipDatachunks(QFileInfo(path).absoluteFilePath(), store.getDataChunkLocation());
+    const QDir folder = store.getDataChunkLocation();
+    const FileSizes files = filesOf(folder);
+    Q_EMIT store.sigZipDatachunks(QFileInfo(path).absoluteFilePath(), folder);
     QCoreApplication::processEvents(); // takes the request, which starts the job
     QThreadPool::globalInstance()->waitForDone();
 
-    // The job reports nothing, so the archive is read again.
-    const ArchiveContent content = contentOf(handler, path);
-    if (!QFileInfo::exists(path) || content.messageCount != store.messageCount()) {
+    // The job reports nothing, so what it wrote is looked at.
+    if (!QFileInfo::exists(path)) {
         complain(path, QStringLiteral("cannot be written; check the folder, its permissions and the space left"));
         return ExitStatus::Failure;
     }
-    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, contentText(content.chunkCount, content.messageCount))));
-    return ExitStatus::Success;
+    const QStringList missing = leftOut(files, folder, path);
+    for (const QString &name : missing)
+        complain(path, QStringLiteral("warning: without %1, which cannot be read or is above 1 GiB").arg(name));
+    store.forEachMessage([](const CAN::CanRxMessage &, const QString &) { return true; }); // shows damage
+    complainOfDamage(store);
+    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, contentText(chunkCountOf(path), store.messageCount()))));
+    return missing.isEmpty() && store.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
-/// Loads the archive of the command line into the store, merged or unpacked; prints what @p describe(store, record)
-/// makes of it.
-template <typename Describe>
-ExitStatus load(const QCommandLineParser &parser, const QString &subcommand, bool merge, Output &out, Describe describe)
+/// How many chunks are in @p folder, which an archive was unpacked into: whatever ends in "qcl", as the library has it.
+/// Complains of those that the folder does not have when it is opened as a store.
+quint64 unpackedChunkCount(const QString &folder)
+{
+    quint64 count = 0;
+    const QFileInfoList files = QDir(folder).entryInfoList(QDir::Files | QDir::Hidden);
+    for (const QFileInfo &info : files) {
+        const QString name = info.fileName();
+        if (!name.endsWith(QLatin1String("qcl")))
+            continue;
+        ++count;
+        if (info.isHidden() || !name.endsWith(QLatin1String(".qcl")))
+            complain(info.filePath(), QStringLiteral("warning: a store shows only files like chunk-1.qcl; rename it"));
+    }
+    return count;
+}
+
+/// Loads the archive of the command line, merged or unpacked, into @p store, and tells @p record of it. Complains of
+/// what went wrong; Success when something was loaded.
+ExitStatus load(const QCommandLineParser &parser, const QString &subcommand, bool merge, ChunkStore &store,
+                ImportRecord &record)
 {
     const QString path = archiveArgument(parser, subcommand);
     if (path.isEmpty())
         return ExitStatus::WrongUsage;
-    ChunkStore store;
     if (!isReadable(path) || !openStore(store, chosenStoreFolder(parser), ChunkStore::Mode::ReadWrite))
         return ExitStatus::Failure;
     complainOfDamage(store);
-    const ImportRecord record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, merge}).record;
+    record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, merge}).record;
     if (record.state != ImportRecord::State::Succeeded) {
-        complain(path, record.errorText.isEmpty() ? QStringLiteral("is no archive of data chunks, or is damaged")
-                                                  : record.errorText);
+        complain(path, record.errorText.isEmpty() ? noArchiveText() : record.errorText);
         return ExitStatus::Failure;
     }
     if (!record.errorText.isEmpty())
         complain(path, QStringLiteral("warning: %1").arg(record.errorText));
-    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, describe(store, record))));
     return ExitStatus::Success;
 }
 
 ExitStatus runUnzip(const QCommandLineParser &parser, Output &out)
 {
-    return load(parser, QStringLiteral("unzip"), false, out, [&](ChunkStore &store, const ImportRecord &record) {
-        const QString folder = store.getDataChunkLocation().filePath(QFileInfo(record.path).fileName());
-        ChunkStore unpacked;
-        unpacked.open(folder, ChunkStore::Mode::Read);
-        complainOfDamage(unpacked);
-        const int chunks = unpacked.getDataChunkLocation().entryList({QStringLiteral("*.qcl")}, QDir::Files).size();
-        return QStringLiteral("%1, unpacked in %2").arg(contentText(quint64(chunks), unpacked.messageCount()), folder);
-    });
+    ChunkStore store;
+    ImportRecord record;
+    const ExitStatus status = load(parser, QStringLiteral("unzip"), false, store, record);
+    if (status != ExitStatus::Success)
+        return status;
+    const QString path = parser.positionalArguments().constFirst();
+    const QString folder = store.getDataChunkLocation().filePath(QFileInfo(path).fileName());
+    ChunkStore unpacked;
+    unpacked.open(folder, ChunkStore::Mode::Read);
+    complainOfDamage(unpacked);
+    const quint64 chunks = unpackedChunkCount(folder);
+    const bool complete = isComplete(path, chunks, chunkCountOf(path));
+    out.writeLine(printable(
+        QStringLiteral("%1: %2, unpacked in %3").arg(path, contentText(chunks, unpacked.messageCount()), folder)));
+    return complete && unpacked.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
 {
-    return load(parser, QStringLiteral("merge"), true, out, [&](ChunkStore &, const ImportRecord &record) {
-        return QStringLiteral("%1, %2, stored in %3")
-            .arg(counted(record.messageCount, QStringLiteral("message")),
-                 counted(record.noteCount, QStringLiteral("note")), chosenStoreFolder(parser));
-    });
+    MergeStore store;
+    ImportRecord record;
+    const ExitStatus status = load(parser, QStringLiteral("merge"), true, store, record);
+    if (status != ExitStatus::Success)
+        return status;
+    const QString path = parser.positionalArguments().constFirst();
+    const bool complete = isComplete(path, store.chunkCount, chunkCountOf(path));
+    out.writeLine(printable(QStringLiteral("%1: %2, %3, stored in %4")
+                                .arg(path, counted(record.messageCount, QStringLiteral("message")),
+                                     counted(record.noteCount, QStringLiteral("note")), chosenStoreFolder(parser))));
+    return complete && record.errorText.isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
@@ -130,16 +263,17 @@ ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
         return ExitStatus::WrongUsage;
     if (!isReadable(path))
         return ExitStatus::Failure;
-    ChunkStore store; // knows the chunks' format; nothing is stored
-    QPointer<DatachunkHandler> storePointer(&store);
-    CANLogHandler handler(storePointer);
-    const ArchiveContent content = contentOf(handler, path);
-    if (content.chunkCount == 0) {
-        complain(path, QStringLiteral("no data chunk in it; is it an archive that 'canlog zip' wrote?"));
+    ArchiveReader reader;
+    QPointer<DatachunkHandler> readerPointer(&reader);
+    CANLogHandler(readerPointer).loadZipMerged(path);
+    if (!reader.isArchive || !reader.errorText.isEmpty()) {
+        complain(path, reader.errorText.isEmpty() ? noArchiveText() : reader.errorText);
         return ExitStatus::Failure;
     }
-    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, contentText(content.chunkCount, content.messageCount))));
-    return ExitStatus::Success;
+    const quint64 chunks = chunkCountOf(path);
+    const bool complete = isComplete(path, reader.chunkCount, chunks);
+    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, contentText(chunks, reader.messageCount))));
+    return complete ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 void addArchiveOption(QCommandLineParser &parser)
@@ -157,13 +291,15 @@ void addArchiveAndStoreOptions(QCommandLineParser &parser)
 
 Subcommand zipSubcommand()
 {
-    return {QStringLiteral("zip"),
-            QStringLiteral("Packs the chunk files of a store into an archive."),
-            QStringLiteral("[--store DIR] ARCHIVE"),
-            QStringLiteral("An archive of that name is replaced. The store stays as it is."),
-            QStringLiteral("  canlog zip --store trips trips.zip\n"),
-            addArchiveAndStoreOptions,
-            runZip};
+    return {
+        QStringLiteral("zip"),
+        QStringLiteral("Packs the chunk files of a store into an archive."),
+        QStringLiteral("[--store DIR] ARCHIVE"),
+        QStringLiteral("An archive of that name is replaced. The store stays as it is. What is damaged in it is named\n"
+                       "on standard error and packed as it is; the exit status is then 1."),
+        QStringLiteral("  canlog zip --store trips trips.zip\n"),
+        addArchiveAndStoreOptions,
+        runZip};
 }
 
 Subcommand unzipSubcommand()
@@ -183,7 +319,8 @@ Subcommand mergeSubcommand()
     return {QStringLiteral("merge"),
             QStringLiteral("Adds the messages of an archive to a store."),
             QStringLiteral("[--store DIR] ARCHIVE"),
-            QStringLiteral("The messages come in the order in which they were stored, as one import."),
+            QStringLiteral("The messages come in the order in which they were stored, as one import. When chunks are\n"
+                           "left out because they are damaged, the exit status is 1."),
             QStringLiteral("  canlog merge trips.zip --store all\n"),
             addArchiveAndStoreOptions,
             runMerge};
@@ -194,7 +331,7 @@ Subcommand checkSubcommand()
     return {QStringLiteral("check"),
             QStringLiteral("Counts the chunks and messages of an archive without storing them."),
             QStringLiteral("ARCHIVE"),
-            QString(),
+            QStringLiteral("When chunks are damaged, their messages do not count and the exit status is 1."),
             QStringLiteral("  canlog check trips.zip\n"),
             addArchiveOption,
             runCheck};

@@ -859,7 +859,8 @@ void ChunkStore::chunkAdded(const QVector<CAN::CanRxMessage> &)
 
 QDir ChunkStore::getDataChunkLocation() const
 {
-    return d->isOpen() ? QDir(d->folder) : QDir();
+    // QDir() would be the current folder, and an archive be unpacked there. Nothing can be made in Qt's resources.
+    return QDir(d->isOpen() ? d->folder : QStringLiteral(":/no-store"));
 }
 
 bool ChunkStore::parseQCLStream(QDataStream &stream, bool &isFd)

@@ -49,7 +49,7 @@ Q_DECLARE_METATYPE(ImportRecord)
  *
  * Where a file cannot be written, the rest of that import is dropped and the import fails with errorString(); the
  * next import tries again. An import into a store that is open for reading fails and is not kept. A store that is not
- * open does nothing and answers false, 0 or nothing.
+ * open does nothing and answers false, 0 or nothing; its folder is one that does not exist and cannot be made.
  */
 class ChunkStore : public DatachunkHandler
 {
