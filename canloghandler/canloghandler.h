@@ -19,7 +19,8 @@
  *
  * The host creates one handler on its store. From then on the store's sigImportRequest and sigZipDatachunks are
  * carried out in the handler's thread, one import after the other, each for as long as the file takes; the store is
- * answered by calls of its functions. The handler owns no store and keeps no messages beyond the batch it is filling.
+ * answered by calls of its functions. The handler owns no store and keeps no messages beyond the batch it is filling
+ * or, of a format that an importer class reads, the file. docs/host.md describes all of it from the host's side.
  */
 class CANLOGHANDLER_EXPORT CANLogHandler : public QObject
 {
@@ -34,43 +35,52 @@ public:
     /// The handler must not be destroyed while a zip job runs.
     ~CANLogHandler() override;
 
+    /// What the host's variable holds now; null without a store.
     QPointer<DatachunkHandler> getPDatachunkHandler() const;
     /// Disconnects the store in the host's variable, assigns @p handler to the variable and connects that store. A
     /// request already queued by the former store still runs, into the new one.
     void setPDatachunkHandler(const QPointer<DatachunkHandler> &handler);
 
-    /// Error text of the latest import that failed in an importer class or an archive; empty when none did.
+    /// Error text of the latest import that failed in an importer class, or of the latest archive that no folder could
+    /// be made for; empty when there was none. A success, or a failure of another kind, leaves it as it is. Where an
+    /// importer class has no reason to give (file not readable, interruption) it is "No error.".
     QString getLastErrorText() const;
-    /// What became of the lines of the latest import; empty for archives and native chunks.
+    /// What became of the lines of the latest import; empty after a request for an archive or a native chunk.
     ImportReport getImportReport() const;
 
     /**
-     * Runs the loader for @p type on the file @p path, without the notices to the store that loadFile() gives. False
-     * when the file cannot be opened for reading, when there is no loader for @p type, or when the loader fails;
-     * batches delivered before a failure stay in the store. An import in a thread whose interruption was requested
-     * ends soon and fails; messages that were not delivered yet are lost.
+     * Runs the loader for @p type on the file @p path, without the notices to the store that loadFile() gives; @p text
+     * and @p flag are those of DatachunkHandler::sigImportRequest. False when the file cannot be opened for reading,
+     * when there is no loader for @p type, or when the loader fails; batches delivered before a failure stay in the
+     * store. The import of a log in a thread whose interruption was requested ends at the next block and fails;
+     * messages that were not delivered yet are lost.
      */
     bool importFile(QString path, DatachunkHelper::ImportFileType type, QString text, bool flag);
 
     /**
      * Loaders, one per format. Each reads the file @p path into the store in batches of 100000 messages and one final
-     * batch, which may be empty, and returns false when the file cannot be opened.
+     * batch, which may be empty, and returns false when the file cannot be opened or the import was interrupted. There
+     * are notes where it says so.
      * @{
      */
+    /// Comments become notes. Ends at a frame whose time is none.
     bool loadNorvikTxtFile(QString path);
     bool loadSocketCanDump(QString path);
     bool loadKvaserTxtLog(QString path);
     /// False also when the file cannot be read twice or when a line is cut short; the batch at hand is lost then.
     bool loadKvaserCanKingLog(QString path);
+    /// Lines that are no frames become notes; those after the last frame go to addMessageNoteToLastMessage().
     bool loadVectorAscLog(QString path);
+    /// Calls notifyFdMessage() at the end. Ends with the first trigger block.
     bool loadVectorAscLogWithoutBitcount(QString path);
+    /// Calls notifyFdMessage() at the end if there were CAN FD frames. Messages keep the packet numbers of the log.
     bool loadWiresharkCSV(QString path);
     /** @} */
 
     /**
      * Loaders through the importer classes. Each reads the file @p path as a whole and delivers all its messages and
-     * notes to the store in one call. False, and nothing delivered, when the file cannot be opened or a line of it is
-     * malformed; getLastErrorText() is then the importer's.
+     * notes to the store in one call. False, and nothing delivered, when the file cannot be opened, a line of it is
+     * malformed or the import was interrupted; getLastErrorText() is then the importer's.
      * @{
      */
     /// @p type is one of the PCAN trace versions; PeakTraceReserved has no reader and fails.
@@ -84,9 +94,9 @@ public:
 
     /**
      * Packs every plain file in @p sourceDir, not its sub-folders, into a new archive at @p zipPath. Runs in the
-     * calling thread; files that cannot be read, or have more than 1 GiB, are left out, and nothing is reported. When
-     * the archive cannot be written to its end there is none afterwards. Ends with the handler ready for the next zip
-     * request.
+     * calling thread; files that cannot be read, or have more than 1 GiB, are left out, and nothing is reported. An
+     * earlier archive there is removed first; when the new one cannot be written to its end there is none afterwards.
+     * Ends with the handler ready for the next zip request, so it is not to be called while a job runs.
      */
     void zipDatachunks(QString zipPath, QDir sourceDir);
 
@@ -96,33 +106,38 @@ public:
      * it is read as a whole is left out.
      * @{
      */
-    /// Puts the names of the chunks in @p zipPath into @p entries, by number. Nothing when it cannot be opened.
+    /// Adds the names of the chunks in @p zipPath to @p entries, by number. Nothing when it cannot be opened.
     void sortZipFile(QString zipPath, QMap<double, QString> &entries);
-    /// Sets @p entryCount to the number of chunks, and adds the number of their messages, which the store tells, to
-    /// @p messageCount.
+    /// Sets @p entryCount to the number of chunks, 0 when the archive cannot be opened (the low 16 bits), and adds the
+    /// number of their messages, which the store tells, to @p messageCount.
     void checkZipFile(QString zipPath, unsigned short &entryCount, unsigned int &messageCount);
     /**
      * Unpacks the chunks into a new folder, named like the archive, in the store's folder, and tells the store of
      * each; when there is a folder of that name, only that the archive is loaded. False, with a text in the store or
      * in getLastErrorText(), when the archive is not readable or the chunks cannot be written; nothing stays then.
+     * False also without a store.
      */
     bool loadZipFile(QString zipPath);
-    /// Has the store parse all chunks, as one import of native chunks with its own start and finish notices. Returns
-    /// what the last chunk gave, or whether the archive could be opened when there is none.
+    /// Has the store parse all chunks, as one import of native chunks with its own start and finish notices, and calls
+    /// notifyFdMessage() after each that worked. Returns what the last chunk gave, or whether the archive could be
+    /// opened when there is none.
     bool loadZipMerged(QString zipPath);
     /** @} */
 
 public Q_SLOTS:
     /**
      * One import with its notices: setImportStarted() on the store (not for zip archives), the loader, then
-     * setImportFinished() with the result. False without any notice when there is no store.
+     * setImportFinished() with the result, which is returned. An archive that was unpacked has told its end by
+     * notifyZipFileLoaded() alone. False without any notice when there is no store.
      */
     bool loadFile(QString path, DatachunkHelper::ImportFileType type, QString text, bool flag);
-    /// Runs zipDatachunks() on the global thread pool. Dropped without notice while an earlier job runs.
+    /// Runs zipDatachunks() on the global thread pool and returns at once. Dropped without notice while an earlier job
+    /// runs.
     void onZipDatachunks(QString zipPath, QDir sourceDir);
 
 Q_SIGNALS:
-    /// Sent with true before a log file is read and with false after it.
+    /// Sent with true before a log file is read and with false after it, whatever the result; not for archives and
+    /// native chunks.
     void showLoadingDialog(bool show);
     /// Sent after each block of a log file that was read, in the importing thread. @p bytesTotal is the size of the
     /// file, 0 when it is not known.

@@ -4,7 +4,7 @@
 #include <QMap>
 #include <QString>
 
-/// Names of the CAN error types, by the number that logs and tools give them. Read-only.
+/// Names of the CAN error types, by the number that logs and tools give them, 1 to 8. Read-only.
 inline const QMap<unsigned char, QString> canErrorTypeNames{
     {1, QStringLiteral("Stuff error")},          {2, QStringLiteral("Form error")},
     {3, QStringLiteral("Acknowledgment error")}, {4, QStringLiteral("Bit error")},

@@ -7,16 +7,18 @@
 #include <type_traits>
 
 /**
- * Time of a message: whole seconds and microseconds since the start of the log.
+ * Time of a message: whole seconds and microseconds, counted from where the log counts: its own start, midnight, or
+ * the beginning of 1970.
  *
  * The microseconds are 0 to 999999 in a well-formed log. A log whose fraction has more than six digits yields a
- * larger value, which is kept as it was read.
+ * larger value, which is kept as it was read; times are compared field by field.
  */
 struct CanTimeStamp {
     qint32 seconds = 0;
     qint32 microseconds = 0;
 
     constexpr CanTimeStamp() = default;
+    /// @p fraction in microseconds.
     constexpr CanTimeStamp(qint32 wholeSeconds, qint32 fraction)
         : seconds(wholeSeconds)
         , microseconds(fraction)
@@ -40,19 +42,21 @@ namespace CAN
 {
 
 inline constexpr quint32 maxStandardId = 0x7FF; ///< the highest identifier of 11 bits
-/// The identifier by which the loaders mark an error frame. It is above 29 bits, so no frame has it.
+/// The identifier that marks an error frame, where a loader reads those (Wireshark, Norvik). It is above 29 bits, so no
+/// frame has it.
 inline constexpr quint32 errorFrameId = 0xFFFF00EF;
 
 /**
  * One recorded CAN frame: a plain value of fixed layout, copied freely. All fields are zero or false at first.
  *
  * `dlc` is the length as the log states it and may be above the 64 bytes that `data` holds: never read `data` by
- * `dlc` without that limit.
+ * `dlc` without that limit. Behind the payload `data` may hold more of the line. What the format does not tell keeps
+ * its first value: docs/formats.md says which format tells what.
  */
 struct CanRxMessage {
     CanTimeStamp timeStamp;
-    quint32 id = 0;           ///< identifier, 11 or 29 bits, without flag bits
-    quint8 dlc = 0;           ///< payload length in bytes
+    quint32 id = 0;           ///< identifier, 11 or 29 bits; more only where the log has it so, and errorFrameId
+    quint8 dlc = 0;           ///< payload length in bytes; the length code where a PCAN trace 2.x has that
     quint8 data[64] = {};     ///< payload, first byte first
     bool isRemote = false;    ///< remote frame
     bool isExtended = false;  ///< 29-bit identifier
@@ -60,7 +64,7 @@ struct CanRxMessage {
     bool isEsi = false;       ///< error state indicator of a CAN FD frame
     bool isBrs = false;       ///< bit-rate switch of a CAN FD frame
     bool isTx = false;        ///< sent by the logging node; false: received
-    quint32 messageIndex = 0; ///< number of the message within its import
+    quint32 messageIndex = 0; ///< number of the message within its import, from 0; Wireshark's own packet number
     quint16 channel = 0;      ///< bus channel, 0 where the log has none
 
     friend bool operator==(const CanRxMessage &a, const CanRxMessage &b)

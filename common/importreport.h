@@ -29,7 +29,8 @@ public:
 
     struct Fault {
         qint64 line = 0; ///< from 1
-        int column = 0;  ///< of the character where the fault begins, from 1; one past the end for what is missing
+        int column = 0;  ///< of the character where the fault begins, from 1; one past the end for what is missing, 1
+                         ///< where it is not known
         Reason reason = Reason::NotANumber;
     };
     static constexpr int maxFaults = 1000;

@@ -25,9 +25,10 @@ public:
     /// As importFile(), into the list and the notes that it was given last.
     bool parseFile(QString path);
 
-    /// One frame line. False when it is malformed.
+    /// One frame line, appended to the list as the next message. False when it is malformed.
     bool importCANMsgLine(QString line);
-    /// Files @p line, simplified, as a note to the next message, if it has a colon.
+    /// Files @p line, simplified, as a note to the next message, if it has a colon; after a note that is there already
+    /// with " | " between.
     void importNoticeLine(QString line);
 
 private:

@@ -19,15 +19,17 @@ public:
     ~GenericFileImporter() override;
 
     /**
-     * Describes the columns by one code each, with one blank between two: "t" time, "n" channel, "i" hexadecimal, "I"
-     * decimal and "0xi" prefixed identifier, "l" length, "d" first data byte. Any other code stands for a column that
-     * is not read. "t n i ? ? l d" at first.
+     * Describes the columns by one code each, with one blank between two: "t" time (seconds, a point, microseconds as
+     * they stand), "n" channel, "i" hexadecimal, "I" decimal and "0xi" prefixed identifier, "l" length, "d" first data
+     * byte, which must come after the length. Any other code stands for a column that is not read. "t n i ? ? l d" at
+     * first.
      */
     void setColumnFormat(const QString &format);
 
     /**
-     * Appends the messages of the file @p path to @p messages. False without a list, when the file cannot be opened,
-     * and at the first line that has too few columns: messages before it stay in the list.
+     * Appends the messages of the file @p path to @p messages; @p notes may be null and stays as it is. False without a
+     * list, when the file cannot be opened, and at the first line that has too few columns: messages before it stay in
+     * the list.
      */
     bool importFile(QString path, QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes);
     /// As importFile(), into the list that it was given last.

@@ -19,9 +19,9 @@ public:
     ~IxxatFileImporter() override;
 
     /**
-     * Appends the messages of the file @p path to @p messages. False without a list, when the file cannot be opened,
-     * and when no row came after the last one that had no header row before it. The error text of such a row stays even
-     * when the file is imported.
+     * Appends the messages of the file @p path to @p messages; @p notes may be null and stays as it is. False without a
+     * list, when the file cannot be opened, and when no row follows a line that has no header row before it. The error
+     * text of such a line stays even when the file is imported.
      */
     bool importFile(QString path, QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes);
     /// As importFile(), into the list that it was given last.
@@ -29,7 +29,7 @@ public:
 
     /// Forgets the columns.
     void resetColumnsPos();
-    /// The columns of a usual log, for rows without a header row.
+    /// The columns of a usual log, for importCANMsgLine() without a header row; reading a file forgets them.
     void setDefaultColumns();
     /// Finds separator and columns in a header row; columns that it does not name stay where they are.
     void getColumnsFromLine(QString line);
@@ -41,7 +41,8 @@ public:
     QStringList getLineElements(QString line, QChar separator, QChar quote);
     /// Removes each "0" that @p text begins with, to the last.
     void removeLeadingZeroes(QString &text);
-    /// Sets the time of @p message from "[hours:minutes:]seconds.milliseconds.microseconds".
+    /// Sets the time of @p message from "[hours:minutes:]seconds.milliseconds.microseconds", all of them whole numbers:
+    /// a part that is missing or none is 0.
     void convertTimestringAndSetToCanMsg(QString text, CAN::CanRxMessage &message);
 
 private:

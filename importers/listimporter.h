@@ -17,18 +17,22 @@ class ImportWatch;
 /**
  * What the importer classes share: the caller's list and notes, which they fill from one whole file, the number of the
  * next message and the text of the latest error. Owns neither list nor notes; they must live as long as it is used.
+ *
+ * In a thread whose interruption was requested reading ends at the next block and fails, without an error text; what
+ * was read until then stays in the list. So it does after any other failure.
  */
 class CANLOGHANDLER_EXPORT ListImporter : public QObject
 {
 public:
-    /// Text of the latest error, "No error." as long as there was none.
+    /// Text of the latest error in a file, translated; "No error." as long as there was none, and also after a file
+    /// that could not be opened.
     QString getErrorString() const;
     /// What became of the lines of the file read last.
     ImportReport getImportReport() const;
-    /// @p progress is called after each block of the file that was read, with the bytes read so far and the size of the
-    /// file, 0 when that is not known.
+    /// @p progress is called after each block of the file that was read, in the reading thread, with the bytes read so
+    /// far and the size of the file, 0 when that is not known. An empty function ends that.
     void setProgress(const std::function<void(qint64 bytesRead, qint64 bytesTotal)> &progress);
-    /// Appends @p msg as it is to the caller's list.
+    /// Appends @p msg as it is to the caller's list; nothing without a list.
     void addMessageToMessageList(CAN::CanRxMessage msg);
 
 protected:

@@ -51,12 +51,14 @@ public:
     void resetColumnsPos();
     /// Finds the columns in the first of @p headerLines that names them. False when a column that is needed is missing.
     bool checkValidColumns(const QStringList &headerLines);
-    /// Finds the columns in a list such as "N,O,T,I,d,l,D".
+    /// Finds the columns in a list such as "N,O,T,I,d,l,D"; those that it does not name are missing from now on.
     void check2xColumnPos(QString columnsText);
 
-    /// Files @p text, simplified, as a note to the next message.
+    /// Files @p text, simplified, as a note to the next message; after a note that is there already with " | " between.
     void importNoticeLine(QString text);
-    /// Sets the time of @p msg from milliseconds with an optional fraction, such as "2457.5" or "171,130".
+    /// Sets the time of @p msg from milliseconds with an optional fraction, such as "2457.5" or "171,130". More than
+    /// three digits behind the separator are not scaled down: "1.2345" is 3345 µs. A text without a separator is both
+    /// parts.
     void convertTimestringAndSetToCanMsg(const QString &timeText, CAN::CanRxMessage &msg);
 
 Q_SIGNALS:

@@ -21,3 +21,11 @@ endif()
 
 # The installed command finds the installed library.
 run_or_fail(${prefix}/bin/canlog --version)
+
+# The document prints this host in full.
+file(READ ${SOURCE_DIR}/main.cpp host)
+file(READ ${SOURCE_DIR}/../../docs/host.md document)
+string(FIND "${document}" "${host}" position)
+if(position EQUAL -1)
+  message(FATAL_ERROR "docs/host.md does not print tests/consumer/main.cpp as it is")
+endif()

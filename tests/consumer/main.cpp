@@ -1,19 +1,19 @@
-// A host of the smallest size: prints how many messages a candump log holds.
+// A host of the smallest size: reads a candump log in a thread of its own and prints how many messages it holds.
 
 #include <canloghandler/canloghandler.h>
-#include <common/canerrortypes.h>
-#include <common/datachunkhandler.h>
 
 #include <QCoreApplication>
 #include <QTextStream>
+#include <QThread>
 
 class CountingStore : public DatachunkHandler
 {
     Q_OBJECT
 
 public:
-    int messageCount = 0;
+    qint64 messageCount = 0; // of the import thread until finished() arrives
 
+    void setImportStarted() override { messageCount = 0; }
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages, const QMap<unsigned int, QString> &) override
     {
         messageCount += messages.size();
@@ -23,10 +23,10 @@ public:
         Q_EMIT finished(success);
     }
 
+    // Notes, CAN FD and data chunks do not matter here.
     void addMessageNoteToLastMessage(QString) override {}
     void notifyFdMessage(bool) override {}
     void setLastErrorText(const QString &) override {}
-    void setImportStarted() override {}
     bool loadQclFile(QString) override { return false; }
     QDir getDataChunkLocation() const override { return {}; }
     bool parseQCLStream(QDataStream &, bool &) override { return false; }
@@ -42,14 +42,25 @@ int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
     CountingStore store;
-    QPointer<DatachunkHandler> pointer(&store);
-    CANLogHandler handler(pointer);
+    QPointer<DatachunkHandler> pointer(&store); // outlives the handler
+    QThread thread;
+    auto *const handler = new CANLogHandler(pointer);
+    handler->moveToThread(&thread);
+    QObject::connect(&thread, &QThread::finished, handler, &QObject::deleteLater);
     QObject::connect(&store, &CountingStore::finished, &application, [&](bool success) {
-        QTextStream(stdout) << store.messageCount << " messages\n";
-        QCoreApplication::exit(success && canFdLengths.size() == 7 ? 0 : 1);
+        QTextStream out(stdout);
+        out << store.messageCount << " messages\n";
+        const ImportReport report = handler->getImportReport(); // the handler is idle
+        for (const ImportReport::Fault &fault : report.faults)
+            out << "line " << fault.line << ": " << ImportReport::reasonText(fault.reason) << '\n';
+        QCoreApplication::exit(success ? 0 : 1);
     });
-    Q_EMIT store.sigImportRequest(QString::fromLocal8Bit(argv[1]), DatachunkHelper::SocketCanDump, {}, false);
-    return QCoreApplication::exec();
+    thread.start();
+    Q_EMIT store.sigImportRequest(application.arguments().value(1), DatachunkHelper::SocketCanDump, {}, false);
+    const int status = QCoreApplication::exec();
+    thread.quit();
+    thread.wait();
+    return status;
 }
 
 #include "main.moc"
