@@ -1,0 +1,153 @@
+#include "canlogprogram.h"
+
+#include <QDir>
+#include <QRegularExpression>
+
+/// The help, the man page and the completion of the shell must say the same as the program.
+class CanlogShellTest : public QObject, private CanlogProgram
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { makeFolder(); }
+
+    void manPageNamesEverySubcommandAndOption();
+    void manPageNamesNothingElse();
+    void manPageIsSound();
+    void completionOffersSubcommands();
+    void completionOffersOptions_data();
+    void completionOffersOptions();
+    void completionOffersTypesAndFolders();
+
+private:
+    QStringList subcommands();
+    QStringList optionsOf(const QString &subcommand);
+    QString manPage();
+    /// What is offered for the last of @p words.
+    QStringList completed(const QStringList &words);
+};
+
+QStringList CanlogShellTest::subcommands()
+{
+    const QString help = QString::fromUtf8(canlog({QStringLiteral("--help")}).out);
+    QStringList names;
+    auto matches = QRegularExpression(QStringLiteral("^  ([a-z]+)  +[A-Z]"), QRegularExpression::MultilineOption)
+                       .globalMatch(help);
+    while (matches.hasNext())
+        names.append(matches.next().captured(1));
+    return names;
+}
+
+QStringList CanlogShellTest::optionsOf(const QString &subcommand)
+{
+    const QString help = QString::fromUtf8(canlog({subcommand, QStringLiteral("--help")}).out);
+    QStringList names;
+    auto matches =
+        QRegularExpression(QStringLiteral("^  (?:-[a-z], )?(--[a-z-]+)"), QRegularExpression::MultilineOption)
+            .globalMatch(help);
+    while (matches.hasNext())
+        names.append(matches.next().captured(1));
+    return names;
+}
+
+QString CanlogShellTest::manPage()
+{
+    QFile file(QStringLiteral(CANLOG_SOURCES "/host/cli/shell/canlog.1"));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+void CanlogShellTest::manPageNamesEverySubcommandAndOption()
+{
+    const QString page = manPage().replace(QLatin1String("\\-"), QLatin1String("-"));
+    const QStringList names = subcommands();
+    QVERIFY(names.size() >= 10);
+    for (const QString &name : names) {
+        QVERIFY2(page.contains(QStringLiteral(".TP\n.B %1\n").arg(name)), qPrintable(name));
+        const QStringList options = optionsOf(name);
+        QVERIFY(options.contains(QStringLiteral("--help")));
+        for (const QString &option : options) {
+            const QRegularExpression entry(
+                QStringLiteral("\\n\\.TP\\n\\.BI?R? (-[a-z] \", \" )?%1( |\\n)").arg(option));
+            QVERIFY2(entry.match(page).hasMatch(), qPrintable(name + QLatin1Char(' ') + option));
+        }
+    }
+}
+
+void CanlogShellTest::manPageNamesNothingElse()
+{
+    QStringList known{QStringLiteral("--version")};
+    for (const QString &name : subcommands())
+        known += optionsOf(name);
+    const QString page = manPage().replace(QLatin1String("\\-"), QLatin1String("-"));
+    auto matches = QRegularExpression(QStringLiteral("--[a-z][a-z-]*")).globalMatch(page);
+    QVERIFY(matches.hasNext());
+    while (matches.hasNext()) {
+        const QString option = matches.next().captured();
+        QVERIFY2(known.contains(option), qPrintable(option));
+    }
+}
+
+void CanlogShellTest::manPageIsSound()
+{
+    if (shell(QStringLiteral("command -v groff")).status != 0)
+        QSKIP("needs groff");
+    const Outcome outcome = shell(QStringLiteral("groff -ww -man -Tutf8 '" CANLOG_SOURCES "/host/cli/shell/canlog.1'"));
+    QCOMPARE(outcome.err, QByteArray());
+    QVERIFY(outcome.out.contains("Counts the data chunks"));
+}
+
+QStringList CanlogShellTest::completed(const QStringList &words)
+{
+    const QString script = QStringLiteral("source '" CANLOG_SOURCES "/host/cli/shell/canlog.bash'\n"
+                                          "COMP_WORDS=(\"$@\")\n"
+                                          "COMP_CWORD=$(($# - 1))\n"
+                                          "_canlog \"$1\"\n"
+                                          "printf '%s\\n' \"${COMPREPLY[@]}\"\n");
+    const QStringList arguments{QStringLiteral("-c"), script, QStringLiteral("bash"), QStringLiteral(CANLOG_PROGRAM)};
+    const Outcome outcome = run(QStringLiteral("bash"), arguments + words);
+    if (outcome.status != 0 || !outcome.err.isEmpty())
+        return {QString::fromUtf8(outcome.err)};
+    return QString::fromUtf8(outcome.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+void CanlogShellTest::completionOffersSubcommands()
+{
+    QCOMPARE(completed({QString()}),
+             (QStringList{QStringLiteral("--help"), QStringLiteral("--version")} + subcommands()));
+    QCOMPARE(completed({QStringLiteral("sh")}), QStringList{QStringLiteral("show")});
+    QCOMPARE(completed({QStringLiteral("x")}), QStringList());
+}
+
+void CanlogShellTest::completionOffersOptions_data()
+{
+    QTest::addColumn<QString>("subcommand");
+    for (const char *name :
+         {"import", "show", "convert", "stats", "detect", "formats", "zip", "unzip", "merge", "check"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+}
+
+void CanlogShellTest::completionOffersOptions()
+{
+    QFETCH(QString, subcommand);
+    QVERIFY(subcommands().contains(subcommand));
+    QCOMPARE(completed({subcommand, QStringLiteral("-")}), optionsOf(subcommand));
+    QCOMPARE(completed({subcommand, QStringLiteral("--hel")}), QStringList{QStringLiteral("--help")});
+    QCOMPARE(completed({subcommand, QString()}), QStringList()); // a file name, which is bash's own
+}
+
+void CanlogShellTest::completionOffersTypesAndFolders()
+{
+    const QStringList types = completed({QStringLiteral("import"), QStringLiteral("--type"), QString()});
+    QVERIFY(types.contains(QStringLiteral("auto")));
+    QVERIFY(types.contains(QStringLiteral("SocketCanDump")));
+    QVERIFY(types.contains(QStringLiteral("candump")));
+    QCOMPARE(completed({QStringLiteral("show"), QStringLiteral("--type"), QStringLiteral("Wire")}),
+             QStringList{QStringLiteral("WiresharkCsv")});
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("trips")));
+    write(QStringLiteral("trip.log"), "");
+    QCOMPARE(completed({QStringLiteral("show"), QStringLiteral("--store"), QStringLiteral("tr")}),
+             QStringList{QStringLiteral("trips")});
+}
+
+QTEST_GUILESS_MAIN(CanlogShellTest)
+#include "tst_canlogshell.moc"
