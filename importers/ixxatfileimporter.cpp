@@ -136,7 +136,6 @@ bool IxxatFileImporter::parseFile(QString path)
 
     WatchedLines lines(file, *watch);
     QString room;
-    int number = 0; // of the rows that could be read, header rows not counted
     bool ok = true;
     while (lines.next()) {
         if (isHeaderRow(lines.line())) {
@@ -146,16 +145,12 @@ bool IxxatFileImporter::parseFile(QString path)
                 errorString = tr("Import error occured. No valid column description found.");
             ok = false;
         } else {
-            ++number;
             const QStringView line = simplified(lines.line(), room);
             if (line.isEmpty())
                 continue;
-            // A row that can be read makes up for a line before the header, which leaves no more than its text.
-            ok = importRow(line);
-            if (!ok) {
-                errorString = tr("Import error occured at line %1 of file %2.").arg(QString::number(number), path);
-                break;
-            }
+            // A row makes up for a line before the header, which leaves no more than its text.
+            importRow(line);
+            ok = true;
         }
     }
     return ok && !watch->isInterrupted();
@@ -163,11 +158,12 @@ bool IxxatFileImporter::parseFile(QString path)
 
 bool IxxatFileImporter::importCANMsgLine(QString line)
 {
-    return importRow(line);
+    importRow(line);
+    return true;
 }
 
-/// Always true: no row is bad enough yet to end the import.
-bool IxxatFileImporter::importRow(QStringView line)
+/// No row is bad enough to end the import.
+void IxxatFileImporter::importRow(QStringView line)
 {
     row->elements.splitQuoted(line, separator, quote);
     const Fields &elements = row->elements;
@@ -175,7 +171,7 @@ bool IxxatFileImporter::importRow(QStringView line)
     if (elements.count() < 6 || !row->has(timeColumn) || !row->has(idColumn) || !row->has(dataColumn)
         || isMissing(typeColumn) || isMissing(dlcColumn)) {
         watch->drop(ImportWatch::Reason::MissingColumns, {});
-        return true;
+        return;
     }
 
     CAN::CanRxMessage message;
@@ -183,7 +179,7 @@ bool IxxatFileImporter::importRow(QStringView line)
     message.id = readUnsigned(elements[idColumn], 16, &hasId);
     if (!hasId) {
         watch->drop(ImportWatch::Reason::NotANumber, elements[idColumn]);
-        return true;
+        return;
     }
     message.timeStamp = row->time(elements[timeColumn]);
     message.isExtended = elements[typeColumn].contains(QLatin1Char('E'));
@@ -192,7 +188,6 @@ bool IxxatFileImporter::importRow(QStringView line)
     if (!message.isRemote)
         row->readPayload(elements[dataColumn], message);
     appendNumbered(message);
-    return true;
 }
 
 void IxxatFileImporter::resetColumnsPos()

@@ -48,7 +48,7 @@ public:
 private:
     class Row;
 
-    bool importRow(QStringView line);
+    void importRow(QStringView line);
 
     static const QList<QChar> possibleSeparators;
 

@@ -346,6 +346,7 @@ void ImportReportTest::everyReasonHasAText()
         QVERIFY(!texts.contains(text));
         texts << text;
     }
+    QCOMPARE(ImportReport::reasonText(static_cast<Reason>(texts.size())), QString()); // there are no more
 }
 
 void ImportReportTest::progressGoesUpToTheWholeFile_data()

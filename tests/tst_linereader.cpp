@@ -5,6 +5,10 @@
 #include <QTextStream>
 #include <QtTest>
 
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
+
 namespace
 {
 
@@ -74,6 +78,7 @@ private Q_SLOTS:
     void cutsALineThatIsTooLong();
     void endsWhereTheFileCannotBeRead();
     void countsTheBytesTaken();
+    void readsAPipeOnce();
 };
 
 void LineReaderTest::givesTheLinesInTheText_data()
@@ -301,6 +306,26 @@ void LineReaderTest::readingStopsWhenItIsToldTo()
     QCOMPARE(lines, 2 * 16384 / 8);
     QVERIFY(!reader.next());
     QCOMPARE(reader.readError(), QString());
+}
+
+void LineReaderTest::readsAPipeOnce()
+{
+#ifdef Q_OS_UNIX
+    int ends[2];
+    QCOMPARE(pipe(ends), 0);
+    QCOMPARE(write(ends[1], "a\nb\n", 4), ssize_t(4));
+    close(ends[1]);
+    QFile file;
+    QVERIFY(file.open(ends[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+
+    // Whether a pipe goes on is not known before it is read; its end is no empty line.
+    LineReader reader(file);
+    QCOMPARE(linesOf(reader), QStringList({QStringLiteral("a"), QStringLiteral("b")}));
+    QVERIFY(!reader.next());
+    QVERIFY(!reader.rewind());
+#else
+    QSKIP("needs a pipe");
+#endif
 }
 
 QTEST_GUILESS_MAIN(LineReaderTest)

@@ -114,6 +114,7 @@ private Q_SLOTS:
     void skippedLinesAreNotes() { compareNotes(); }
     void skippedLinesKeepTheirText_data();
     void skippedLinesKeepTheirText();
+    void noteOfSkippedLinesIsLimited();
     void shortLinesAreSkipped_data();
     void shortLinesAreSkipped();
 
@@ -350,6 +351,26 @@ void VectorAscLogTest::skippedLinesKeepTheirText_data()
     QTest::newRow("the text of a note") << "Skipped line: x";
     QTest::newRow("long") << QString(100000, QLatin1Char('x'));
     QTest::newRow("empty") << "";
+}
+
+void VectorAscLogTest::noteOfSkippedLinesIsLimited()
+{
+    constexpr int mebi = 1024 * 1024;
+    QTemporaryFile file;
+    QVERIFY(file.open());
+    const QByteArray line = QByteArray(mebi, 'x') + '\n';
+    for (int i = 0; i < 66; ++i)
+        QCOMPARE(file.write(line), qint64(line.size()));
+    QVERIFY(file.write((plainLine + "after\n"_s + plainLine).toUtf8()) > 0);
+    QVERIFY(file.flush());
+
+    // With "Skipped line: " 63 lines are shorter than 64 Mi characters, so one more is taken; the next note is as ever.
+    const LoaderRun run(loader, file.fileName());
+    QVERIFY(run.succeeded());
+    const Notes notes = run.store.notes();
+    QCOMPARE(notes.size(), 2);
+    QCOMPARE(notes.value(0).size(), 64 * (mebi + 14));
+    QCOMPARE(notes.value(1), skipped("after"_s));
 }
 
 void VectorAscLogTest::skippedLinesKeepTheirText()

@@ -230,6 +230,7 @@ private Q_SLOTS:
     void linkToASpecialFileDoesNotHoldTheJobUp();
     void nameFiltersOfTheFolderCount();
     void readProtectedFileIsSkipped();
+    void fileThatFailsWhileItIsReadIsLeftOut();
     void fileOfAnUndecodableNameDoesNoHarm();
     void fileAboveOneGibibyteIsLeftOut();
     void emptyOrMissingFolderGivesAnEmptyArchive_data();
@@ -550,6 +551,21 @@ void ZipWritingTest::readProtectedFileIsSkipped()
 #else
     QSKIP("needs Unix permissions");
 #endif
+}
+
+void ZipWritingTest::fileThatFailsWhileItIsReadIsLeftOut()
+{
+    // It opens, but no memory stands at address 0.
+    const QString unreadable = QStringLiteral("/proc/self/mem");
+    if (!QFile(unreadable).open(QIODevice::ReadOnly))
+        QSKIP("needs a file that opens and cannot be read");
+    const Sample sample;
+    sample.add("a.qcl", "first");
+    QVERIFY(QFile::link(unreadable, sample.file("b.qcl")));
+    sample.add("c.qcl", "third");
+
+    const Contents expected{{QStringLiteral("a.qcl"), "first"}, {QStringLiteral("c.qcl"), "third"}};
+    QCOMPARE(packed(sample.zip(), sample.source()), expected);
 }
 
 void ZipWritingTest::fileOfAnUndecodableNameDoesNoHarm()

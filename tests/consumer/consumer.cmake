@@ -1,4 +1,5 @@
-# Installs the build in BUILD_DIR into a folder of its own, then configures, builds and runs the consumer against it.
+# Installs the build in BUILD_DIR into a folder of its own, or unpacks the packages made of it there (INSTALL_BY=cpack),
+# then configures, builds and runs the consumer against it.
 set(prefix ${WORK_DIR}/prefix)
 file(REMOVE_RECURSE ${WORK_DIR})
 
@@ -10,7 +11,11 @@ function(run_or_fail)
   set(output "${output}" PARENT_SCOPE)
 endfunction()
 
-run_or_fail(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+if(INSTALL_BY STREQUAL cpack)
+  include(${CMAKE_CURRENT_LIST_DIR}/packages.cmake)
+else()
+  run_or_fail(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+endif()
 run_or_fail(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE_DIR} -B ${WORK_DIR}/build
   -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug)
 run_or_fail(${CMAKE_COMMAND} --build ${WORK_DIR}/build)

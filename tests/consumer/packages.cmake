@@ -1,0 +1,71 @@
+# Makes the Debian packages of the build in BUILD_DIR, checks what each holds and needs, and unpacks them to ${prefix}.
+set(library libcanloghandler${SOVERSION})
+set(headers include/CANLogHandler)
+set(config ${LIBDIR}/cmake/CANLogHandler)
+
+set(expected_${library}
+  ${LIBDIR}/libCANLogHandler.so.${SOVERSION}
+  ${LIBDIR}/libCANLogHandler.so.${VERSION}
+)
+set(expected_libcanloghandler-dev
+  ${LIBDIR}/libCANLogHandler.so
+  ${config}/CANLogHandlerConfig.cmake
+  ${config}/CANLogHandlerConfigVersion.cmake
+  ${config}/CANLogHandlerTargets.cmake
+  ${config}/CANLogHandlerTargets-<build>.cmake
+  ${headers}/canloghandler/canloghandler.h
+  ${headers}/common/canerrortypes.h
+  ${headers}/common/canloghandler_export.h
+  ${headers}/common/canrxmessage.h
+  ${headers}/common/datachunkhandler.h
+  ${headers}/common/datachunkhelper.h
+  ${headers}/common/importreport.h
+  ${headers}/importers/cocttimporter.h
+  ${headers}/importers/genericfileimporter.h
+  ${headers}/importers/ixxatfileimporter.h
+  ${headers}/importers/listimporter.h
+  ${headers}/importers/peaktraceimporter.h
+)
+set(expected_canlog
+  bin/canlog
+  share/bash-completion/completions/canlog
+  share/man/man1/canlog.1
+)
+
+# One package at least that each has to be installed with, as a pattern.
+set(needed_${library} "libqt5core5")
+set(needed_libcanloghandler-dev "${library} \\(= ${VERSION}\\), qtbase5-dev")
+set(needed_canlog "${library} \\(= ${VERSION}\\), .*libqt5core5")
+
+function(check_package package)
+  file(GLOB file ${WORK_DIR}/${package}_${VERSION}_*.deb)
+  run_or_fail(${DPKG_DEB} --field ${file} Depends)
+  if(NOT output MATCHES "${needed_${package}}")
+    message(FATAL_ERROR "${package}: expected a need of \"${needed_${package}}\", got: ${output}")
+  endif()
+
+  set(tree ${WORK_DIR}/${package})
+  run_or_fail(${DPKG_DEB} -x ${file} ${tree})
+  # Links are listed like files.
+  file(GLOB_RECURSE files RELATIVE ${tree}/usr ${tree}/*)
+  list(TRANSFORM files REPLACE "Targets-[a-z]+\\.cmake$" "Targets-<build>.cmake")
+  list(SORT files)
+  list(SORT expected_${package})
+  if(NOT files STREQUAL expected_${package})
+    string(REPLACE ";" "\n  " files "${files}")
+    string(REPLACE ";" "\n  " expected "${expected_${package}}")
+    message(FATAL_ERROR "${package}: expected\n  ${expected}\ngot\n  ${files}")
+  endif()
+  run_or_fail(${DPKG_DEB} -x ${file} ${WORK_DIR}/root)
+endfunction()
+
+run_or_fail(${CPACK} --config ${BUILD_DIR}/CPackConfig.cmake -G DEB -B ${WORK_DIR})
+foreach(package ${library} libcanloghandler-dev canlog)
+  check_package(${package})
+endforeach()
+file(RENAME ${WORK_DIR}/root/usr ${prefix})
+foreach(link libCANLogHandler.so libCANLogHandler.so.${SOVERSION})
+  if(NOT IS_SYMLINK ${prefix}/${LIBDIR}/${link} OR NOT EXISTS ${prefix}/${LIBDIR}/${link})
+    message(FATAL_ERROR "${link}: expected a link to the library")
+  endif()
+endforeach()
