@@ -33,8 +33,12 @@ public:
     {
         line = newLine.trimmed();
         tokens.splitAtBlanks(line);
-        if (tokens.count() < 3 || !tokens[2].endsWith(QLatin1String("):")))
+        if (tokens.count() < 3 || !tokens[2].endsWith(QLatin1String("):"))) {
+            // A line that begins with a time should be a frame.
+            if (readPlainSeconds(tokens[0], message.timeStamp))
+                watch.drop(ImportWatch::Reason::MissingColumns, {});
             return LineKind::Other;
+        }
         if (!readTime(message)) {
             watch.drop(ImportWatch::Reason::EndsImport, tokens[0]);
             return LineKind::End;

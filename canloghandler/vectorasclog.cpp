@@ -66,11 +66,15 @@ private:
         return tokens.count() >= wanted && holds(tokens[0], QLatin1Char('.'));
     }
 
-    /// A line of the form without statistics that is too short for a frame; without a time it is an event or a comment.
-    bool dropShort()
+    /// A line of the form without statistics that is too short for a frame. Without a time, or with a word where the
+    /// identifier would stand, it is an event or a comment.
+    bool dropShort(int id)
     {
         watch.pass();
-        if (holds(tokens[0], QLatin1Char('.')))
+        bool hasId = true;
+        if (id < tokens.count())
+            readUnsigned(without(tokens[id], QLatin1Char('x'), scratch), 16, &hasId);
+        if (hasId && holds(tokens[0], QLatin1Char('.')))
             watch.drop(ImportWatch::Reason::MissingColumns, {});
         return false;
     }
@@ -78,7 +82,7 @@ private:
     bool readClassic(QStringView line, CAN::CanRxMessage &message)
     {
         if (!split(line, 4))
-            return dropShort();
+            return dropShort(2);
         readStart(1, 2, message);
         // Only where no direction stands before the letter, unlike in the other form: "Rx r" is a frame without data.
         message.isRemote = tokens[3] == QLatin1Char('r');
@@ -86,7 +90,7 @@ private:
             return true;
         const int length = readLength(tokens, 4, message, watch);
         if (length >= tokens.count())
-            return dropShort();
+            return dropShort(2);
         readData(length, message);
         return true;
     }
@@ -95,7 +99,7 @@ private:
     bool readFd(QStringView line, CAN::CanRxMessage &message)
     {
         if (!split(line, 9))
-            return dropShort();
+            return dropShort(4);
         readStart(2, 4, message);
         message.isFd = true;
         message.dlc = watch.readByte(tokens[8], 10);

@@ -55,6 +55,12 @@ QStringView readPayload(const Fields &fields, int first, CAN::CanRxMessage &mess
     return {};
 }
 
+/// Of a byte that could not be read; a null one is missing.
+ImportReport::Reason reasonOf(QStringView badByte)
+{
+    return badByte.isNull() ? ImportReport::Reason::MissingBytes : ImportReport::Reason::NotANumber;
+}
+
 } // namespace
 
 GenericFileImporter::GenericFileImporter(QObject *parent)
@@ -124,6 +130,7 @@ bool GenericFileImporter::importFields(const Fields &fields)
     // Whether the latest reading succeeded. Bad data lose the line only when nothing can be read after them.
     bool ok = true;
     QStringView badByte;
+    bool hasBadByte = false;
     for (int i = 0; i < int(columns.size()); ++i) {
         const QStringView field = fields[i];
         switch (columns[std::size_t(i)]) {
@@ -135,6 +142,7 @@ bool GenericFileImporter::importFields(const Fields &fields)
             continue;
         case Column::Data:
             badByte = readPayload(fields, i, message, ok);
+            hasBadByte = !ok;
             continue;
         case Column::Channel:
             message.channel = quint16(readUnsigned(field, 10, &ok));
@@ -158,9 +166,11 @@ bool GenericFileImporter::importFields(const Fields &fields)
         }
     }
     if (!ok) {
-        watch->drop(ImportWatch::Reason::NotANumber, badByte);
+        watch->drop(reasonOf(badByte), badByte);
         return true;
     }
+    if (hasBadByte)
+        watch->doubt(badByte, reasonOf(badByte));
     message.isExtended = message.id > maxStandardId;
     appendNumbered(message);
     return true;

@@ -93,6 +93,12 @@ private:
     QStringList header;
 };
 
+bool isFrameType(QStringView type)
+{
+    return type == QStringView(u"DT") || type == QStringView(u"FD") || type == QStringView(u"FB")
+           || type == QStringView(u"RR");
+}
+
 void readId(QStringView word, CAN::CanRxMessage &message, ImportWatch &watch)
 {
     message.id = watch.readUnsigned(word, 16);
@@ -233,14 +239,18 @@ bool PeakTraceImporter::importVersion2File(const QString &path, bool needsPlaceh
     startFile();
 
     TraceLines lines(file, *watch);
-    if (!checkValidColumns(lines.readHeader())) {
+    const bool hasColumns = checkValidColumns(lines.readHeader());
+    if (watch->isInterrupted())
+        return false;
+    if (!hasColumns) {
         errorString = tr("Import error occured. No valid column description found.");
         return false;
     }
     const bool hasPlaceholders = needsPlaceholder && reservedColumn != -1;
     while (lines.next()) {
         if (hasPlaceholders && !lines.line.contains(QLatin1Char('-'))) {
-            watch->drop(ImportWatch::Reason::MissingColumns, {});
+            if (isFrameType(lines.words[typeColumn]))
+                watch->drop(ImportWatch::Reason::MissingColumns, {});
             continue;
         }
         if (!importVersion2Line(lines.words))
@@ -308,8 +318,12 @@ bool PeakTraceImporter::importVersion2Line(const Fields &words)
     const bool isRemote = type == QStringView(u"RR");
     const bool hasBitRateSwitch = type == QStringView(u"FB");
     const bool isFd = hasBitRateSwitch || type == QStringView(u"FD");
-    if (!isRemote && !isFd && type != QStringView(u"DT"))
-        return true; // a status or another event
+    if (!isRemote && !isFd && type != QStringView(u"DT")) {
+        // A CAN FD frame whose sender stated an error is left out like a status or another event, which are no frames.
+        if (type == QStringView(u"FE") || type == QStringView(u"BI"))
+            watch->drop(ImportWatch::Reason::NotRead, type);
+        return true;
+    }
     // The data column may be missing: a remote frame and one without payload have none.
     if (!hasWord(idColumn) || !hasWord(directionColumn) || !hasWord(lengthColumn))
         return false;

@@ -102,7 +102,7 @@ void AscWriterTest::writesOneLine_data()
             + QByteArray(" 5A").repeated(64) + fdEnd,
         "impossible length 1");
     row("before zero", Frame(0x1).at(-1, 0),
-        "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n", "negative time 1");
+        "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n", "out-of-range time 1");
     row("note", Frame(0x1),
         "// engine \xC3\xA4 on\n"
         "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n",

@@ -51,7 +51,7 @@ void CandumpWriterTest::writesOneLine_data()
     row("error frame with data", Frame(CAN::errorFrameId, "0008"), "(0.000000) can0 20000080#0008000000000000\n");
     row("sent", Frame(0x1).tx(), "(0.000000) can0 001#\n", "Tx direction 1");
     row("note", Frame(0x1), "(0.000000) can0 001#\n", "note 1", "hello");
-    row("before zero", Frame(0x1).at(-1, 500000), "(0.000000) can0 001#\n", "negative time 1");
+    row("before zero", Frame(0x1).at(-1, 500000), "(0.000000) can0 001#\n", "out-of-range time 1");
     row("more microseconds than a second has", Frame(0x1).at(1, 1234567), "(2.234567) can0 001#\n");
     row("latest", Frame(0x1).at(2147483647, 999999), "(2147483647.999999) can0 001#\n");
 }

@@ -86,6 +86,7 @@ private Q_SLOTS:
     void unzipAgainChangesNothing();
     void checkCounts();
     void zipReplacesAnArchive();
+    void zipReplacesNothingElse();
     void storeWithoutMessagesGoesAllTheWay_data();
     void storeWithoutMessagesGoesAllTheWay();
     void archiveThatCannotBeWrittenIsNoSuccess_data();
@@ -231,13 +232,29 @@ void CanlogArchivesTest::zipReplacesAnArchive()
     makeSource();
     QFile old(path(QStringLiteral("a.zip")));
     QVERIFY(old.open(QIODevice::WriteOnly));
-    old.write("no archive");
+    old.write("PK, and then nothing that is an archive");
     old.close();
     QCOMPARE(
         canlog({QStringLiteral("zip"), QStringLiteral("--store"), QStringLiteral("source"), QStringLiteral("a.zip")})
             .status,
         0);
     QCOMPARE(canlog({QStringLiteral("check"), QStringLiteral("a.zip")}).status, 0);
+}
+
+void CanlogArchivesTest::zipReplacesNothingElse()
+{
+    makeSource();
+    QFile log(path(QStringLiteral("drive.log")));
+    QVERIFY(log.open(QIODevice::WriteOnly));
+    log.write("(1.5) can0 123#11\n");
+    log.close();
+    const Outcome outcome = canlog(
+        {QStringLiteral("zip"), QStringLiteral("--store"), QStringLiteral("source"), QStringLiteral("drive.log")});
+    QCOMPARE(outcome.err,
+             QStringLiteral("canlog: drive.log: is no zip archive and stays; name the archive to write\n"));
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    QCOMPARE(log.readAll(), QByteArray("(1.5) can0 123#11\n"));
 }
 
 void CanlogArchivesTest::storeWithoutMessagesGoesAllTheWay_data()

@@ -73,6 +73,7 @@ private Q_SLOTS:
     void filters_data();
     void filters();
     void compressedAndStandardInput();
+    void interruptionLeavesNoFile_data();
     void interruptionLeavesNoFile();
     void whatIsLeftOutIsTold();
     void everythingIsCarried_data();
@@ -775,16 +776,25 @@ void CanlogConvertTest::compressedAndStandardInput()
     QCOMPARE(shell(QStringLiteral("gzip -dc f.log.gz | \"$canlog\" convert - --to csv")).out, expected);
 }
 
+void CanlogConvertTest::interruptionLeavesNoFile_data()
+{
+    QTest::addColumn<QString>("input");
+    QTest::newRow("log") << QStringLiteral("big.log");
+    QTest::newRow("store") << QStringLiteral("--store trips");
+}
+
 void CanlogConvertTest::interruptionLeavesNoFile()
 {
+    QFETCH(QString, input);
     QByteArray content;
     for (int i = 0; i < 2000000; ++i)
         content += "(1.5) can0 " + QByteArray::number(0x10000000 + i, 16) + "#1122334455667788\n";
     write(QStringLiteral("big.log"), content);
     write(QStringLiteral("out.csv"), "what was there before\n");
+    QCOMPARE(canlog(words("import --store trips big.log")).status, 0);
     QProcess process;
     process.setWorkingDirectory(folder->path());
-    process.start(QStringLiteral(CANLOG_PROGRAM), words("convert big.log out.csv"));
+    process.start(QStringLiteral(CANLOG_PROGRAM), words("convert") + input.split(QLatin1Char(' ')) + words("out.csv"));
     QVERIFY(process.waitForStarted());
     const QDir dir(folder->path());
     const auto written = [&] {
@@ -796,7 +806,8 @@ void CanlogConvertTest::interruptionLeavesNoFile()
     QVERIFY(process.waitForFinished(60000));
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 130);
-    QCOMPARE(process.readAllStandardError(), QByteArray("canlog: big.log: interrupted\n"));
+    QCOMPARE(process.readAllStandardError(),
+             "canlog: " + input.section(QLatin1Char(' '), -1).toUtf8() + ": interrupted\n");
     QCOMPARE(dir.entryList(QDir::Files | QDir::Hidden, QDir::Name),
              QStringList({QStringLiteral("big.log"), QStringLiteral("out.csv")}));
     QFile out(path(QStringLiteral("out.csv")));

@@ -26,6 +26,8 @@ private Q_SLOTS:
     void onlyATerminalShowsABar();
     void interruptionKeepsAConsistentStore();
 
+    void interruptionEndsAfterTheFileAtHand();
+    void ignoredInterruptionStaysIgnored();
     void compressedLogsAreReadLikePlainOnes_data();
     void compressedLogsAreReadLikePlainOnes();
     void damagedCompressedLogIsNamed_data();
@@ -34,6 +36,8 @@ private Q_SLOTS:
     void temporaryFolderThatIsFullIsNamed();
 
 private:
+    /// Some confined systems have none.
+    bool hasTerminals() { return shell(QStringLiteral("script -qec true /dev/null")).status == 0; }
     QByteArray gzipped(const QByteArray &content);
 };
 
@@ -95,6 +99,8 @@ void CanlogImportTest::strictMindsNoOtherLines()
 
 void CanlogImportTest::terminalShowsABarAndTheRate()
 {
+    if (!hasTerminals())
+        QSKIP("needs pseudo terminals");
     write(QStringLiteral("small.log"), badLog);
     const Outcome outcome = shell(QStringLiteral("script -qec '\"$canlog\" import small.log' /dev/null"));
     QCOMPARE(outcome.status, 0);
@@ -116,6 +122,8 @@ void CanlogImportTest::quietShowsNoBar_data()
 void CanlogImportTest::quietShowsNoBar()
 {
     QFETCH(QString, command);
+    if (!hasTerminals())
+        QSKIP("needs pseudo terminals");
     write(QStringLiteral("small.log"), badLog);
     const auto hasBar = [&](const QString &option) {
         const Outcome outcome =
@@ -165,6 +173,39 @@ void CanlogImportTest::interruptionKeepsAConsistentStore()
         return message.messageIndex == next++ && message.data[0] == 0x10;
     }));
     QCOMPARE(int(next), kept);
+}
+
+void CanlogImportTest::interruptionEndsAfterTheFileAtHand()
+{
+    // Small files, so that the interruption mostly comes when there is nothing left to read of one.
+    constexpr int fileCount = 400;
+    QStringList arguments{QStringLiteral("import")};
+    for (int i = 0; i < fileCount; ++i)
+        arguments << write(QStringLiteral("%1.log").arg(i), "(1.5) can0 123#11\n");
+    QProcess process;
+    process.setWorkingDirectory(folder->path());
+    process.start(QStringLiteral(CANLOG_PROGRAM), arguments);
+    QVERIFY(process.waitForReadyRead(60000));
+    QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);
+    QVERIFY(process.waitForFinished(60000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 130);
+    const int imported = process.readAllStandardOutput().count('\n');
+    QVERIFY(imported >= 1 && imported < fileCount);
+    ChunkStore store;
+    QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::Read));
+    QCOMPARE(int(store.messageCount()), imported);
+}
+
+void CanlogImportTest::ignoredInterruptionStaysIgnored()
+{
+    write(QStringLiteral("big.log"), QByteArray("(1.5) can0 123#1122334455667788\n").repeated(1000000));
+    const Outcome outcome =
+        shell(QStringLiteral("trap '' INT; \"$canlog\" import big.log & pid=$!; sleep 0.2; kill -INT "
+                             "$pid; wait $pid"));
+    QCOMPARE(outcome.err, QByteArray());
+    QVERIFY2(outcome.out.contains("1000000 messages"), outcome.out.constData());
+    QCOMPARE(outcome.status, 0);
 }
 
 QByteArray CanlogImportTest::gzipped(const QByteArray &content)

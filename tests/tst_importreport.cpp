@@ -110,6 +110,7 @@ class ImportReportTest : public QObject
 private Q_SLOTS:
     void linesAreAccountedFor_data();
     void linesAreAccountedFor();
+    void badByteBeforeOtherColumnsIsNoted();
     void everyLineIsCountedOnce_data();
     void everyLineIsCountedOnce();
     void onlyTheFirstFaultsAreKept();
@@ -205,7 +206,13 @@ void ImportReportTest::linesAreAccountedFor_data()
     row("ASC without bit counts: FD byte missing", ascNoBitCount, "Begin Triggerblock\n0.5 CANFD 1 Rx 1a0 1 0 2 2 11\n",
         "1 messages, 1 other, 0 dropped; 2:30 MissingBytes");
 
+    row("ASC without bit counts: events", ascNoBitCount,
+        "Begin Triggerblock\n0.0 Start of measurement\n0.5 1 ErrorFrame\n0.5 CANFD 1 Rx ErrorFrame\n",
+        "0 messages, 4 other, 0 dropped; ");
+
     const auto norvik = DatachunkHelper::NorvikTxt;
+    row("Norvik: cut off", norvik, "1.5 1A4 (2) 01 02 ;1;\n1.5 1A5 (8\n",
+        "0 messages, 0 other, 2 dropped; 1:22 MissingColumns, 2:11 MissingColumns");
     row("Norvik: sound", norvik, "log of today\n1.5 1A3 (2): 01 02 ;0;\n2.5 1A3 (2): Remote ;0;\n3.5 Error (1): ;0;\n",
         "3 messages, 1 other, 0 dropped; ");
     row("Norvik: byte", norvik, "1.5 1A3 (2): 01 0G ;0;\n", "1 messages, 0 other, 0 dropped; 1:17 NotANumber");
@@ -224,6 +231,10 @@ void ImportReportTest::linesAreAccountedFor_data()
         ";$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1.0 DT 1 0300 Rx - 1 AA\n2 2.0 ST 1 0300 Rx - 4 00 00 00 00\n"
         "3 1.0 RR 1 0300 Rx - 8\n",
         "2 messages, 2 other, 0 dropped; ");
+    row("PCAN 2.1: frames with error state and events", DatachunkHelper::PeakTraceV21,
+        ";$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1.0 FE 1 0300 Rx - 1 AA\n2 1.0 BI 1 0300 Rx - 1 AA\n"
+        "3 5.0 EV 1 overrun of the queue\n",
+        "0 messages, 2 other, 2 dropped; 2:7 NotRead, 3:7 NotRead");
     row("PCAN 2.1: placeholder missing", DatachunkHelper::PeakTraceV21,
         ";$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1.0 DT 1 0300 Rx 1 AA\n",
         "0 messages, 1 other, 1 dropped; 2:24 MissingColumns");
@@ -255,7 +266,7 @@ void ImportReportTest::linesAreAccountedFor_data()
     row("generic: sound", generic, "# time id length data\n\n1.5 181 1 0A\n", "1 messages, 2 other, 0 dropped; ");
     row("generic: identifier", generic, "1.5 18Z 1 0A\n", "0 messages, 0 other, 1 dropped; 1:5 NotANumber");
     row("generic: byte", generic, "1.5 181 2 0A Z\n", "0 messages, 0 other, 1 dropped; 1:14 NotANumber");
-    row("generic: byte missing", generic, "1.5 181 2 0A\n", "0 messages, 0 other, 1 dropped; 1:13 NotANumber");
+    row("generic: byte missing", generic, "1.5 181 2 0A\n", "0 messages, 0 other, 1 dropped; 1:13 MissingBytes");
     row("generic: time", generic, "1.x 181 1 0A\n", "1 messages, 0 other, 0 dropped; 1:3 NotANumber");
     row("generic: malformed", generic, "1.5\n1.5 181 1 0A\n", "0 messages, 0 other, 1 dropped; 1:4 EndsImport");
 }
@@ -269,6 +280,13 @@ void ImportReportTest::linesAreAccountedFor()
     QCOMPARE(textOf(report), expected);
     QCOMPARE(qint64(report.faults.size()), report.faultyLines);
     QCOMPARE(report.messages + report.otherLines + report.droppedLines, report.lines);
+}
+
+void ImportReportTest::badByteBeforeOtherColumnsIsNoted()
+{
+    // A number that is read after it saves the line.
+    const ImportReport report = reportOn("1 ZZ 181\n", DatachunkHelper::GenericFile, QStringLiteral("l d i"));
+    QCOMPARE(textOf(report), QStringLiteral("1 messages, 0 other, 0 dropped; 1:3 NotANumber"));
 }
 
 static void addSamples()

@@ -77,7 +77,7 @@ void TrcWriterTest::writesOneLine_data()
         ";   bus heavy\n"
         "      1         0.000 DT 1      0001 Rx -  0\n",
         "", "bus\r\nheavy");
-    row("before zero", Frame(0x1).at(-3, 0), "      1         0.000 DT 1      0001 Rx -  0\n", "negative time 1");
+    row("before zero", Frame(0x1).at(-3, 0), "      1         0.000 DT 1      0001 Rx -  0\n", "out-of-range time 1");
 }
 
 void TrcWriterTest::writesOneLine()
@@ -114,7 +114,12 @@ void TrcWriterTest::offsetsCountFromTheStart_data()
     row("the last second of a day", Frame(1).at(172799, 0), Frame(1).at(172799, 0), "25570.9999884259", "0.000",
         "0.000");
     row("out of order", Frame(1).at(1716292800, 0), Frame(1).at(1716292799, 0), "45433.5000000000", "0.000", "0.000",
-        "negative time 1");
+        "out-of-range time 1");
+    // Offsets of ten digits need their blank, and readers keep them in 32 bits.
+    row("ten digits", Frame(1), Frame(1).at(1000000, 0), "25569.0000000000", "0.000", "1000000000.000");
+    row("the largest", Frame(1), Frame(1).at(2147483, 647000), "25569.0000000000", "0.000", "2147483647.000");
+    row("beyond", Frame(1), Frame(1).at(2147483, 648000), "25569.0000000000", "0.000", "2147483647.000",
+        "out-of-range time 1");
 }
 
 void TrcWriterTest::offsetsCountFromTheStart()

@@ -17,7 +17,7 @@
 /// What a writer made of some messages.
 struct Written {
     QByteArray text;
-    QString losses; ///< "note 2, negative time 1"
+    QString losses; ///< "note 2, out-of-range time 1"
 };
 
 inline QString lossesOf(const FrameWriter &writer)

@@ -1,5 +1,6 @@
 #include "canloghandler/canloghandler.h"
 #include "host/cli/inputfile.h"
+#include "host/cli/interruption.h"
 #include "host/cli/output.h"
 #include "host/cli/storefolder.h"
 #include "host/cli/storerequest.h"
@@ -101,6 +102,13 @@ bool isComplete(const QString &path, quint64 count, quint64 all)
     return count >= all;
 }
 
+/// False for a file that was never an archive, which may be a log named by mistake. What cannot be read may be one.
+bool startsLikeAnArchive(const QString &path)
+{
+    QFile file(path);
+    return !file.open(QIODevice::ReadOnly) || file.peek(2) == "PK";
+}
+
 /// Makes way for a new archive, so that what stands there afterwards is new. False after a complaint.
 bool removeFormer(const QString &path)
 {
@@ -109,6 +117,8 @@ bool removeFormer(const QString &path)
         complain(path, QStringLiteral("is a folder; name the archive to write"));
     else if (info.exists() && !info.isFile())
         complain(path, QStringLiteral("is a pipe, socket or device; name the archive to write"));
+    else if (info.exists() && info.size() > 0 && !startsLikeAnArchive(path))
+        complain(path, QStringLiteral("is no zip archive and stays; name the archive to write"));
     else if (!QFile::remove(path) && QFileInfo::exists(path))
         complain(path, QStringLiteral("cannot be replaced; check the permissions of its folder"));
     else
@@ -166,6 +176,7 @@ ExitStatus runZip(const QCommandLineParser &parser, Output &out)
     CANLogHandler handler(storePointer);
     const QDir folder = store.getDataChunkLocation();
     const FileSizes files = filesOf(folder);
+    takeInterruptions(); // half an archive is worth nothing
     Q_EMIT store.sigZipDatachunks(QFileInfo(path).absoluteFilePath(), folder);
     QCoreApplication::processEvents(); // takes the request, which starts the job
     QThreadPool::globalInstance()->waitForDone();

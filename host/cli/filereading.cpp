@@ -1,51 +1,17 @@
 #include "host/cli/filereading.h"
 
 #include "canloghandler/canloghandler.h"
+#include "host/cli/interruption.h"
 #include "host/cli/progressbar.h"
 
 #include <QPointer>
 #include <QThread>
 
-#include <atomic>
-#include <csignal>
 #include <memory>
-#include <optional>
-
-namespace
-{
-
-std::atomic<bool> interruptedByUser{false};
-
-void noteInterruption(int)
-{
-    interruptedByUser = true;
-    std::signal(SIGINT, SIG_DFL);
-}
-
-/// Takes Ctrl-C for as long as it lives.
-class InterruptionGuard
-{
-public:
-    InterruptionGuard()
-        : former((interruptedByUser = false, std::signal(SIGINT, noteInterruption)))
-    {
-    }
-    ~InterruptionGuard() { std::signal(SIGINT, former); }
-
-private:
-    Q_DISABLE_COPY_MOVE(InterruptionGuard)
-
-    void (*former)(int);
-};
-
-} // namespace
 
 FileResult readFile(DatachunkHandler &store, const FileRequest &request, ProgressBar *bar)
 {
-    // An archive is loaded as a whole or not at all: there Ctrl-C stays what it is.
-    std::optional<InterruptionGuard> guard;
-    if (request.type != DatachunkHelper::QclZipArchive)
-        guard.emplace();
+    takeInterruptions();
     FileResult result;
     const auto read = [&] {
         QPointer<DatachunkHandler> storePointer(&store);
@@ -54,7 +20,7 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
         const auto progress = [bar](qint64 bytesRead, qint64 bytesTotal) {
             if (bar)
                 bar->update(bytesRead, bytesTotal);
-            if (interruptedByUser)
+            if (wasInterrupted())
                 QThread::currentThread()->requestInterruption();
         };
         QObject::connect(&handler, &CANLogHandler::importProgress, &handler, progress, Qt::DirectConnection);
@@ -66,6 +32,6 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
     const std::unique_ptr<QThread> thread(QThread::create(read));
     thread->start();
     thread->wait();
-    result.isInterrupted = guard && interruptedByUser && !result.ok;
+    result.isInterrupted = wasInterrupted() && !result.ok;
     return result;
 }

@@ -28,7 +28,7 @@ struct FileResult {
  * Has the library read a file into @p store and waits for the end. The store is called from another thread meanwhile;
  * it may end the reading by requesting the interruption of that thread.
  *
- * Ctrl-C ends the reading at the next block instead of the program; a second one ends the program. @p bar, which may be
- * null, is kept up to date.
+ * Ctrl-C ends the reading of a log at the next block, see takeInterruptions(). @p bar, which may be null, is kept up to
+ * date.
  */
 FileResult readFile(DatachunkHandler &store, const FileRequest &request, ProgressBar *bar = nullptr);

@@ -1,6 +1,7 @@
 #include "host/cli/countingstore.h"
 #include "host/cli/formats.h"
 #include "host/cli/inputfile.h"
+#include "host/cli/interruption.h"
 #include "host/cli/output.h"
 #include "host/cli/progressbar.h"
 #include "host/cli/storefolder.h"
@@ -93,8 +94,8 @@ public:
         ExitStatus status = ExitStatus::Success;
         for (const QString &path : paths) {
             const ExitStatus one = import(path);
-            if (one == ExitStatus::Interrupted)
-                return one;
+            if (wasInterrupted())
+                return ExitStatus::Interrupted;
             if (one != ExitStatus::Success)
                 status = one;
             if (isStoreUnusable)

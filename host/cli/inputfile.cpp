@@ -1,6 +1,7 @@
 #include "host/cli/inputfile.h"
 
 #include "host/cli/formats.h"
+#include "host/cli/interruption.h"
 
 #include <QDir>
 #include <QFile>
@@ -67,6 +68,8 @@ QString InputFile::copyFrom(Read read)
     char block[65536];
     qint64 size = 0;
     while ((size = read(block, sizeof block)) > 0) {
+        if (wasInterrupted())
+            return QStringLiteral("interrupted");
         if (copy->write(block, size) != size)
             return writeProblem();
     }

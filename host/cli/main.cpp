@@ -1,3 +1,4 @@
+#include "host/cli/interruption.h"
 #include "host/cli/output.h"
 #include "host/cli/subcommand.h"
 
@@ -75,8 +76,10 @@ ExitStatus runSubcommand(const Subcommand &subcommand, const QStringList &argume
     parser.addOption(helpOption());
     if (!parser.parse(arguments))
         return wrongUsage(parserProblem(parser), subcommand.name);
-    if (!parser.isSet(QStringLiteral("help")))
-        return subcommand.run(parser, out);
+    if (!parser.isSet(QStringLiteral("help"))) {
+        const ExitStatus status = subcommand.run(parser, out);
+        return wasInterrupted() ? ExitStatus::Interrupted : status;
+    }
     out.write(subcommandHelp(subcommand, parser).toLocal8Bit());
     return ExitStatus::Success;
 }

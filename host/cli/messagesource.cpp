@@ -3,6 +3,7 @@
 #include "host/cli/filereading.h"
 #include "host/cli/formats.h"
 #include "host/cli/inputfile.h"
+#include "host/cli/interruption.h"
 #include "host/cli/output.h"
 #include "host/cli/progressbar.h"
 #include "host/cli/storefolder.h"
@@ -174,21 +175,27 @@ bool MessageSource::open()
 
 ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
 {
-    return options ? visitFile(visitor, bar) : visitStore(visitor);
+    takeInterruptions();
+    const MessageVisitor untilInterrupted = [&](const CAN::CanRxMessage &message, const QString &note) {
+        return !wasInterrupted() && visitor(message, note);
+    };
+    const ExitStatus status = options ? visitFile(untilInterrupted, bar) : visitStore(untilInterrupted);
+    if (!wasInterrupted())
+        return status;
+    complain(path, QStringLiteral("interrupted"));
+    return ExitStatus::Interrupted;
 }
 
 ExitStatus MessageSource::visitFile(const MessageVisitor &visitor, ProgressBar *bar)
 {
     VisitingStore visiting(visitor);
     const FileResult result = readFile(visiting, {input->path(), format->type, text}, bar);
-    if (bar)
+    if (bar && result.ok)
+        bar->finish(quint64(result.report.messages));
+    else if (bar)
         bar->clear();
-    if (visiting.isStopped())
+    if (visiting.isStopped() || result.isInterrupted)
         return ExitStatus::Success;
-    if (result.isInterrupted) {
-        complain(path, QStringLiteral("interrupted"));
-        return ExitStatus::Interrupted;
-    }
     if (!result.ok) {
         const QString reason = visiting.fault();
         complain(path, notReadText(*format, reason.isEmpty() ? result.errorText : reason));

@@ -47,8 +47,8 @@ public:
     bool open();
     /**
      * Gives all messages in their order to @p visitor. Failure when something could not be read, which is known only
-     * after the messages that could be; a visitor that wants no more makes none. Interrupted after Ctrl-C, which ends
-     * the reading of a file only. @p bar, which may be null, is kept up to date; a store has none.
+     * after the messages that could be; a visitor that wants no more makes none. Interrupted after Ctrl-C, see
+     * takeInterruptions(). @p bar, which may be null, is kept up to date; a store has none.
      *
      * The visitor is called in another thread, while this one waits.
      */

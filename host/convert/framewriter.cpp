@@ -9,7 +9,7 @@ QVector<FrameWriter::LossCount> FrameWriter::losses() const
         QStringLiteral("Tx direction"),
         QStringLiteral("error state indicator"),
         QStringLiteral("channel 0 frame"),
-        QStringLiteral("negative time"),
+        QStringLiteral("out-of-range time"),
         QStringLiteral("impossible length"),
     };
     QVector<LossCount> result;

@@ -13,7 +13,7 @@ enum class Loss {
     Direction,  ///< that a frame was sent and not received
     ErrorState, ///< the error state indicator of a CAN FD frame
     Channel,    ///< that a frame is of channel 0 and not of channel 1
-    Time,       ///< a time before 0
+    Time,       ///< a time before 0, or later than the target can say
     Length,     ///< a length that the target cannot state
 };
 constexpr int lossKinds = 6;

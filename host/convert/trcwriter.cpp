@@ -77,6 +77,9 @@ void addPayload(TextLine &line, const CAN::CanRxMessage &message)
 
 } // namespace
 
+/// In milliseconds. Readers keep them in 32 bits.
+constexpr quint64 maximumOffset = 0x7FFFFFFF;
+
 bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
     if (!hasHeader && !putHeader(message.timeStamp))
@@ -90,8 +93,13 @@ bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
 
     TextLine line;
     line.addNumber(++number, 7);
-    const quint64 offset = notNegative(inMicroseconds(message.timeStamp) - start);
-    line.addNumber(offset / 1000, 10);
+    quint64 offset = notNegative(inMicroseconds(message.timeStamp) - start);
+    if (offset / 1000 > maximumOffset) {
+        lose(Loss::Time);
+        offset = maximumOffset * 1000;
+    }
+    line.addCharacter(' ');
+    line.addNumber(offset / 1000, 9);
     line.addCharacter('.');
     line.addPaddedNumber(offset % 1000, 3);
     line.addCharacter(' ');
