@@ -318,7 +318,7 @@ bool PeakTraceImporter::importVersion2Line(const Fields &words)
     const bool isRemote = type == QStringView(u"RR");
     const bool hasBitRateSwitch = type == QStringView(u"FB");
     const bool isFd = hasBitRateSwitch || type == QStringView(u"FD");
-    if (!isRemote && !isFd && type != QStringView(u"DT")) {
+    if (!isFrameType(type)) {
         // A CAN FD frame whose sender stated an error is left out like a status or another event, which are no frames.
         if (type == QStringView(u"FE") || type == QStringView(u"BI"))
             watch->drop(ImportWatch::Reason::NotRead, type);
