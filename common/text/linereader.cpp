@@ -1,5 +1,7 @@
 #include "common/text/linereader.h"
 
+#include "common/text/characterbits.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -35,17 +37,15 @@ bool LineReader::next()
         return false;
     }
 
-    int searched = lineStart;
     for (;;) {
-        const int lineFeed = int(QStringView(buffer).indexOf(QLatin1Char('\n'), searched));
+        const int lineFeed = findLineFeed();
         if (lineFeed >= 0) {
             nextStart = lineFeed + 1;
             lineLength = lineFeed - lineStart;
             break;
         }
-        // What is searched in the next round, counted from the start of this line, which fill() moves to the front.
-        searched = std::min(buffer.size() - lineStart, maxLineLength + 1);
-        buffer.truncate(lineStart + searched);
+        searched = lineStart + std::min(searched - lineStart, maxLineLength + 1);
+        buffer.truncate(searched);
         if (!fill()) {
             ended = true;
             if (stopped)
@@ -65,9 +65,25 @@ bool LineReader::next()
     return true;
 }
 
+int LineReader::findLineFeed()
+{
+    while (lineFeeds == 0) {
+        const int count = std::min(buffer.size() - searched, int(CharacterBits::blockSize));
+        if (count == 0)
+            return -1;
+        lineFeeds = CharacterBits::bitsOfCharacter(buffer.constData() + searched, count, QLatin1Char('\n'));
+        searchedFrom = searched;
+        searched += count;
+    }
+    const int lineFeed = searchedFrom + int(qCountTrailingZeroBits(lineFeeds));
+    lineFeeds &= lineFeeds - 1;
+    return lineFeed;
+}
+
 bool LineReader::fill()
 {
     buffer.remove(0, lineStart);
+    searched -= lineStart;
     lineStart = 0;
 
     char block[blockSize];
@@ -92,7 +108,8 @@ bool LineReader::rewind()
         return false;
     state.emplace();
     buffer.clear();
-    lineStart = lineLength = nextStart = 0;
+    lineStart = lineLength = nextStart = searched = 0;
+    lineFeeds = 0;
     ended = stopped = false;
     error.clear();
     bytes = 0;

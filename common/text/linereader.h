@@ -51,6 +51,7 @@ private:
     Q_DISABLE_COPY_MOVE(LineReader)
 
     bool atEnd() const;
+    int findLineFeed();
     bool fill();
 
     QFile &file;
@@ -59,8 +60,11 @@ private:
     QString buffer;    ///< decoded text from the current line on
     int lineStart = 0; ///< of the current line in the buffer
     int lineLength = 0;
-    int nextStart = 0;  ///< of the line after it
-    bool ended = false; ///< the file gave no more
+    int nextStart = 0;     ///< of the line after it
+    int searched = 0;      ///< the buffer up to here was searched for line feeds
+    int searchedFrom = 0;  ///< where the last block searched begins
+    quint64 lineFeeds = 0; ///< those found in it that no line has taken, a bit for each character
+    bool ended = false;    ///< the file gave no more
     qint64 bytes = 0;
     BlockRead blockRead;
     bool stopped = false; ///< by blockRead

