@@ -41,6 +41,7 @@ private Q_SLOTS:
     void isReadBack();
     void isReadBackWithBitCounts();
     void notesAreReadBackWithBitCounts();
+    void noteDoesNotEndTheBlock();
 };
 
 void AscWriterTest::writesOneLine_data()
@@ -108,8 +109,9 @@ void AscWriterTest::writesOneLine_data()
         "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n",
         "", "engine\n\xC3\xA4  on");
     row("note that would end the block", Frame(0x1),
-        "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n", "note 1",
-        "Skipped line: end triggerblock");
+        "// Skipped line: end_triggerblock, End_TriggerBlock\n"
+        "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n",
+        "", "Skipped line: end  triggerblock,\nEnd TriggerBlock");
 }
 
 void AscWriterTest::writesOneLine()
@@ -193,6 +195,13 @@ void AscWriterTest::notesAreReadBackWithBitCounts()
     const QMap<unsigned int, QString> notes = run.store.notes();
     QCOMPARE(notes.value(1), QStringLiteral("Skipped line: // hot"));
     QVERIFY(!notes.contains(2));
+}
+
+void AscWriterTest::noteDoesNotEndTheBlock()
+{
+    const Written written =
+        write<AscWriter>({Frame(0x1), Frame(0x2)}, {QString(), QStringLiteral("Skipped line: End TriggerBlock")});
+    QCOMPARE(readBack(written.text, DatachunkHelper::VectorAscLogWithoutBitcount).size(), 2);
 }
 
 QTEST_GUILESS_MAIN(AscWriterTest)

@@ -4,6 +4,7 @@
 
 #include <QBuffer>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -87,7 +88,6 @@ private Q_SLOTS:
     void checkCounts();
     void zipReplacesAnArchive();
     void zipReplacesNothingElse();
-    void storeWithoutMessagesGoesAllTheWay_data();
     void storeWithoutMessagesGoesAllTheWay();
     void archiveThatCannotBeWrittenIsNoSuccess_data();
     void archiveThatCannotBeWrittenIsNoSuccess();
@@ -100,6 +100,13 @@ private Q_SLOTS:
     void damagedChunkIsTold();
     void ofEqualNamesOneChunkCounts();
     void unzipCountsEveryChunk();
+    void failureLeavesNoNewStore_data();
+    void failureLeavesNoNewStore();
+    void mergeKeepsWhatIsBeforeADamagedEnd();
+    void halfAnArchiveIsNotTakenForAllOfIt_data();
+    void halfAnArchiveIsNotTakenForAllOfIt();
+    void folderForTemporaryFilesIsNamed();
+    void fileInPlaceOfTheUnpackedFolderIsNamed();
     void helpShowsAnExample_data();
     void helpShowsAnExample();
     void mistakesAreToldInOneLine_data();
@@ -257,19 +264,9 @@ void CanlogArchivesTest::zipReplacesNothingElse()
     QCOMPARE(log.readAll(), QByteArray("(1.5) can0 123#11\n"));
 }
 
-void CanlogArchivesTest::storeWithoutMessagesGoesAllTheWay_data()
-{
-    QTest::addColumn<bool>("withJournal");
-    QTest::newRow("empty folder") << false;
-    QTest::newRow("import without messages") << true;
-}
-
 void CanlogArchivesTest::storeWithoutMessagesGoesAllTheWay()
 {
-    QFETCH(bool, withJournal);
-
-    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("empty")));
-    if (withJournal) {
+    {
         ChunkStore store;
         QVERIFY(store.open(path(QStringLiteral("empty")), ChunkStore::Mode::ReadWrite));
         store.setImportStarted();
@@ -347,7 +344,8 @@ void CanlogArchivesTest::damagedStoreIsPackedInFull()
     const QString chunk = path(QStringLiteral("source/chunk-00000002.qcl"));
     writeTo(chunk, withLastByteChanged(contentOf(chunk)));
     const Outcome outcome = canlog("zip --store source a.zip");
-    QVERIFY2(outcome.err.startsWith(QStringLiteral("canlog: warning: chunk-00000002.qcl: ")), qPrintable(outcome.err));
+    QVERIFY2(outcome.err.startsWith(QStringLiteral("canlog: source: warning: chunk-00000002.qcl: ")),
+             qPrintable(outcome.err));
     QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);
     QCOMPARE(outcome.out, QStringLiteral("a.zip: 3 chunks, 100002 messages\n")); // of 100000, 3 and 2
     QCOMPARE(outcome.status, 1);
@@ -421,7 +419,7 @@ void CanlogArchivesTest::damagedChunkIsTold()
     writeTo(path(QStringLiteral("a.zip")), archive);
     Outcome outcome = canlog("check a.zip");
     QCOMPARE(outcome.err, QStringLiteral("canlog: a.zip: warning: 1 of its 3 chunks left out: damaged, or with a name "
-                                         "that leads elsewhere\n"));
+                                         "that leads elsewhere; pack its store anew with 'canlog zip'\n"));
     QCOMPARE(outcome.out, QStringLiteral("a.zip: 3 chunks, 2 messages\n"));
     QCOMPARE(outcome.status, 1);
 
@@ -460,6 +458,121 @@ void CanlogArchivesTest::unzipCountsEveryChunk()
                  .arg(unpacked));
 }
 
+void CanlogArchivesTest::failureLeavesNoNewStore_data()
+{
+    QTest::addColumn<QString>("subcommand");
+    QTest::addColumn<QString>("archive");
+    QTest::newRow("unzip") << QStringLiteral("unzip") << QStringLiteral("cut.zip");
+    QTest::newRow("merge") << QStringLiteral("merge") << QStringLiteral("cut.zip");
+    QTest::newRow("merge of a damaged chunk alone") << QStringLiteral("merge") << QStringLiteral("damaged.zip");
+}
+
+void CanlogArchivesTest::failureLeavesNoNewStore()
+{
+    QFETCH(QString, subcommand);
+    QFETCH(QString, archive);
+    writeTo(path(QStringLiteral("cut.zip")), ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1))}).chopped(30));
+    writeTo(path(QStringLiteral("damaged.zip")),
+            ZipBytes::archive({ZipBytes::packed("1.qcl", withLastByteChanged(oneMessage(1)))}));
+    const auto load = [&](const QString &store) {
+        const Outcome outcome = canlog({subcommand, archive, QStringLiteral("--store"), store});
+        QVERIFY2(outcome.err.startsWith(QStringLiteral("canlog: %1: ").arg(archive)), qPrintable(outcome.err));
+        QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);
+        QCOMPARE(outcome.out, QString());
+        QCOMPARE(outcome.status, 1);
+    };
+    load(QStringLiteral("new"));
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("new"))));
+    load(QStringLiteral("outer/inner"));
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("outer"))));
+
+    // What was there before stays, even when there is nothing in it.
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("former")));
+    load(QStringLiteral("former/inner"));
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("former/inner"))));
+    load(QStringLiteral("former"));
+    QVERIFY(QFileInfo(path(QStringLiteral("former"))).isDir());
+    makeSource();
+    load(QStringLiteral("source"));
+    QCOMPARE(entriesOf(path(QStringLiteral("source"))).size(), 100005);
+}
+
+void CanlogArchivesTest::mergeKeepsWhatIsBeforeADamagedEnd()
+{
+    writeTo(path(QStringLiteral("a.zip")),
+            ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1)),
+                               ZipBytes::packed("2.qcl", withLastByteChanged(oneMessage(2)))}));
+    const Outcome outcome = canlog("merge a.zip --store target");
+    QCOMPARE(outcome.err,
+             QStringLiteral("canlog: a.zip: warning: A data chunk is left out: its checksum is wrong; pack "
+                            "its store anew with 'canlog zip'\n"));
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 1 message, 0 notes, stored in target\n"));
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(entriesOf(path(QStringLiteral("target"))).size(), 1);
+}
+
+void CanlogArchivesTest::halfAnArchiveIsNotTakenForAllOfIt_data()
+{
+    QTest::addColumn<int>("lastSize"); // of the last chunk; 0: there is none
+    QTest::newRow("chunk is missing") << 0;
+    QTest::newRow("chunk is cut off") << 100;
+}
+
+void CanlogArchivesTest::halfAnArchiveIsNotTakenForAllOfIt()
+{
+    QFETCH(int, lastSize);
+    makeSource();
+    QCOMPARE(canlog("zip --store source a.zip").status, 0);
+    const Outcome whole = canlog("unzip a.zip --store target");
+    QCOMPARE(whole.status, 0);
+    // As an unpacking that was killed leaves it.
+    const QString unpacked = path(QStringLiteral("target/a.zip"));
+    QFile last(unpacked + QStringLiteral("/chunk-00000003.qcl"));
+    QVERIFY(lastSize > 0 ? last.resize(lastSize) : last.remove());
+
+    const Outcome half = canlog("unzip a.zip --store target");
+    QVERIFY2(half.err.endsWith(
+                 QStringLiteral("canlog: %1: was there before and is not all of a.zip; rename or remove it and unzip "
+                                "again\n")
+                     .arg(unpacked)),
+             qPrintable(half.err));
+    QCOMPARE(half.out, QString());
+    QCOMPARE(half.status, 1);
+
+    QVERIFY(QDir(unpacked).removeRecursively());
+    const Outcome again = canlog("unzip a.zip --store target");
+    QCOMPARE(again.err, QString());
+    QCOMPARE(again.out, whole.out);
+}
+
+void CanlogArchivesTest::folderForTemporaryFilesIsNamed()
+{
+    writeTo(path(QStringLiteral("a.zip")), ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1))}));
+    const QByteArray former = qgetenv("TMPDIR");
+    qputenv("TMPDIR", "/proc"); // where nobody can make files
+    const auto restore = qScopeGuard([&] { former.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", former); });
+    for (const char *arguments : {"check a.zip", "merge a.zip --store target"}) {
+        const Outcome outcome = canlog(arguments);
+        QCOMPARE(outcome.err,
+                 QStringLiteral("canlog: a.zip: cannot be loaded: Cannot write a temporary file; set TMPDIR "
+                                "to a folder with more space\n"));
+        QCOMPARE(outcome.out, QString());
+        QCOMPARE(outcome.status, 1);
+    }
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("target"))));
+}
+
+void CanlogArchivesTest::fileInPlaceOfTheUnpackedFolderIsNamed()
+{
+    makeSource();
+    QCOMPARE(canlog("zip --store source source/a.zip").status, 0);
+    const Outcome outcome = canlog("unzip source/a.zip --store source");
+    QCOMPARE(outcome.err, QStringLiteral("canlog: %1: is a file, where the archive would get its folder; rename it, or "
+                                         "name another store with --store\n")
+                              .arg(path(QStringLiteral("source/a.zip"))));
+    QCOMPARE(outcome.status, 1);
+}
+
 void CanlogArchivesTest::helpShowsAnExample_data()
 {
     QTest::addColumn<QString>("subcommand");
@@ -494,11 +607,19 @@ void CanlogArchivesTest::mistakesAreToldInOneLine_data()
     row("zip of no store", "zip --store none a.zip", 1, "canlog: none: no such store");
     row("zip into no folder", "zip --store source none/a.zip", 1, "canlog: none/a.zip: cannot be written");
     row("zip onto a folder", "zip --store source source", 1, "canlog: source: is a folder");
-    row("unzip of no file", "unzip none.zip --store target", 1, "canlog: none.zip: no such file");
-    row("unzip of no archive", "unzip text --store target", 1, "canlog: text: Invalid zip file");
-    row("merge of no archive", "merge text --store target", 1, "canlog: text: is no archive");
-    row("check of no archive", "check text", 1, "canlog: text: is no archive");
-    row("check of a folder", "check source", 1, "canlog: source: is a folder");
+    for (const char *subcommand : {"unzip", "merge", "check"}) {
+        const auto every = [&](const char *file, const char *said) {
+            const QByteArray arguments = QByteArray(subcommand) + ' ' + file;
+            row(arguments.constData(), arguments.constData(), 1,
+                (QByteArray("canlog: ") + file + ": " + said).constData());
+        };
+        every("text", "is no zip archive; name one that 'canlog zip' wrote, or read a log with 'canlog import'\n");
+        every("cut.zip", "is no archive of data chunks, or is damaged; try 'unzip -t' on it\n");
+        every("source", "is a folder; name an archive\n");
+        every("none.zip", "no such file; check its name and the folder\n");
+        every("-", "an archive cannot be read from standard input; name a file\n");
+        every("/dev/null", "is a pipe, socket or device; name a plain file\n");
+    }
 }
 
 void CanlogArchivesTest::mistakesAreToldInOneLine()
@@ -511,7 +632,12 @@ void CanlogArchivesTest::mistakesAreToldInOneLine()
     QVERIFY(text.open(QIODevice::WriteOnly));
     text.write("no archive");
     text.close();
+    writeTo(path(QStringLiteral("cut.zip")),
+            ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1)), ZipBytes::packed("2.qcl", oneMessage(2))})
+                .chopped(30));
+    const QStringList before = QDir(folder->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     const Outcome outcome = canlog(arguments);
+    QCOMPARE(QDir(folder->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before);
     QCOMPARE(outcome.out, QString());
     QVERIFY2(outcome.err.startsWith(said), qPrintable(outcome.err));
     QCOMPARE(outcome.err.count(QLatin1Char('\n')), 1);

@@ -79,6 +79,9 @@ private Q_SLOTS:
     void everythingIsCarried_data();
     void everythingIsCarried();
     void storeWithoutMessages();
+    void logWithoutMessages_data();
+    void logWithoutMessages();
+    void linkToAFileThatIsNotThereYet();
     void damagedStore();
 
     void mistakesKeepWhatIsThere_data();
@@ -400,6 +403,42 @@ void CanlogConvertTest::storeWithoutMessages()
     QCOMPARE(content(QStringLiteral("out.csv")), smallCsv.left(smallCsv.indexOf('\n') + 1));
 }
 
+void CanlogConvertTest::logWithoutMessages_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::newRow("csv") << QStringLiteral("out.csv") << smallCsv.left(smallCsv.indexOf('\n') + 1);
+    QTest::newRow("candump") << QStringLiteral("out.log") << QByteArray();
+    QTest::newRow("json") << QStringLiteral("out.json") << QByteArray();
+}
+
+void CanlogConvertTest::logWithoutMessages()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, expected);
+    write(QStringLiteral("small.log"), smallLog);
+    write(name, "old");
+    const Outcome outcome = canlog(words("convert --type asc-nobitcount small.log") + QStringList{name});
+    QCOMPARE(outcome.err,
+             QByteArray("canlog: small.log: no message in it when read as VectorAscLogWithoutBitcount; try "
+                        "another --type ('canlog formats' lists them)\n"));
+    QVERIFY2(outcome.out.endsWith(", 0 messages\n"), outcome.out.constData());
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(content(name), expected);
+}
+
+void CanlogConvertTest::linkToAFileThatIsNotThereYet()
+{
+    write(QStringLiteral("small.log"), smallLog);
+    QVERIFY(QFile::link(QStringLiteral("target.csv"), path(QStringLiteral("link.csv"))));
+    const Outcome outcome = canlog(words("convert small.log link.csv"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    QVERIFY(QFileInfo(path(QStringLiteral("link.csv"))).isSymLink());
+    QVERIFY(!QFileInfo(path(QStringLiteral("target.csv"))).isSymLink());
+    QCOMPARE(content(QStringLiteral("target.csv")), smallCsv);
+}
+
 void CanlogConvertTest::damagedStore()
 {
     makeStore(everyKind());
@@ -438,9 +477,6 @@ void CanlogConvertTest::mistakesKeepWhatIsThere_data()
     row("input cannot be read as that", "convert --type trc21 small.log old.csv",
         "small.log: cannot be read as PeakTraceV21 (Import error occured. No valid column description found.); try "
         "another --type");
-    row("no message", "convert --type asc-nobitcount small.log old.csv",
-        "small.log: no message in it when read as VectorAscLogWithoutBitcount; try another --type ('canlog formats' "
-        "lists them)");
     row("no such store", "convert --store s old.csv",
         "s: no such store; import a log first, or name its folder with --store");
     row("no such folder", "convert small.log nosuch/out.csv",

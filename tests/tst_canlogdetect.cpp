@@ -30,6 +30,8 @@ private Q_SLOTS:
     void importGoesOnAfterAnUnknownFile();
     void unknownFileMakesNoStore();
     void showOfAnUnknownFile();
+    void convertedLogsAreKnownAsSuch_data();
+    void convertedLogsAreKnownAsSuch();
     void columnsMeanAGenericFile();
     void helpSpeaksOfDetection();
 };
@@ -59,10 +61,10 @@ void TestCanlogDetect::unknownFilesDoNotStopTheOthers()
                                      "x.log: SocketCanDump, likely: frames as in a log file (line 1)\n"));
     QCOMPARE(outcome.err,
              "canlog: notes.txt" + unknown + "canlog: missing: no such file; check its name and the folder\n"
-                 + "canlog: empty: unknown format: it is empty" + advice
-                 + "canlog: .: is a folder; name the files in it\n"
-                 + "canlog: trip.zip: unknown format: it is a zip archive, which 'canlog check' and 'canlog merge' read"
-                 + advice);
+                 + "canlog: empty: is empty; check how it was recorded or copied\n"
+                   "canlog: .: is a folder; name the files in it\n"
+                   "canlog: trip.zip: is a zip archive; load it with 'canlog merge' or 'canlog unzip' if 'canlog zip' "
+                   "wrote it, or else unpack it first\n");
     QCOMPARE(outcome.status, 1);
 }
 
@@ -118,10 +120,11 @@ void TestCanlogDetect::examplesNeedNoType()
     for (const char *subcommand : {"import", "show"}) {
         const QString name = QLatin1String(subcommand);
         const Outcome byItself = canlog({name, example});
-        QCOMPARE(byItself.err, QByteArray());
+        const Outcome named = canlog({name, QStringLiteral("--type"), type, example});
+        QCOMPARE(byItself.err, named.err);
         QCOMPARE(byItself.status, 0);
         QVERIFY(!byItself.out.isEmpty());
-        QCOMPARE(byItself.out, canlog({name, QStringLiteral("--type"), type, example}).out);
+        QCOMPARE(byItself.out, named.out);
     }
 }
 
@@ -189,6 +192,29 @@ void TestCanlogDetect::showOfAnUnknownFile()
     QCOMPARE(outcome.err, "canlog: b.txt" + unknown);
     QCOMPARE(outcome.out, QByteArray());
     QCOMPARE(outcome.status, 1);
+}
+
+void TestCanlogDetect::convertedLogsAreKnownAsSuch_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("what");
+    QTest::newRow("CSV") << QStringLiteral("out.csv") << QByteArray("CSV as 'canlog convert' writes it");
+    QTest::newRow("JSON") << QStringLiteral("out.json") << QByteArray("JSON as 'canlog convert' writes it");
+    QTest::newRow("SQLite") << QStringLiteral("out.db") << QByteArray("a SQLite database");
+}
+
+void TestCanlogDetect::convertedLogsAreKnownAsSuch()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, what);
+    write(QStringLiteral("x.log"), candump);
+    QCOMPARE(canlog({QStringLiteral("convert"), QStringLiteral("x.log"), name}).status, 0);
+    for (const char *subcommand : {"detect", "import", "show"}) {
+        const Outcome outcome = canlog({QLatin1String(subcommand), name});
+        QCOMPARE(outcome.err, "canlog: " + name.toUtf8() + ": is " + what
+                                  + "; that is not read back, name the log that it was made from\n");
+        QCOMPARE(outcome.status, 1);
+    }
 }
 
 void TestCanlogDetect::columnsMeanAGenericFile()

@@ -99,8 +99,9 @@ void CanlogFiltersTest::wrongValuesAreToldInOneLine_data()
     const auto row = [](const char *options, const char *said) {
         QTest::newRow(options) << words(options) << QByteArray(said);
     };
-    row("--id 200-100", "bad --id '200-100', wanted are hexadecimal identifiers, ranges 100-1FF, masks 100:700 or "
-                        "'error'");
+    row("--id 200-100",
+        "bad --id '200-100', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges 100-1FF, masks 100:700 or "
+        "'error'");
     row("--channel can0", "bad --channel 'can0', wanted are numbers from 0 to 65535");
     row("--from 1.0000001", "bad --from '1.0000001', wanted are seconds with up to six decimals");
     row("--from 2 --to 1", "--from 2 is after --to 1");

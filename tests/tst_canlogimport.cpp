@@ -17,8 +17,11 @@ private Q_SLOTS:
     void reportListsFaultyLinesLikeACompiler();
     void reportTellsHowManyItDoesNotList();
     void reportComesBeforeAFailure();
+    void lineThatEndsTheReadingIsNamed();
     void strictEndsWithOneWhenALineIsFaulty();
     void strictMindsNoOtherLines();
+    void othersTellOfFaultyLinesAtTheEnd_data();
+    void othersTellOfFaultyLinesAtTheEnd();
 
     void terminalShowsABarAndTheRate();
     void quietShowsNoBar_data();
@@ -32,7 +35,10 @@ private Q_SLOTS:
     void compressedLogsAreReadLikePlainOnes();
     void damagedCompressedLogIsNamed_data();
     void damagedCompressedLogIsNamed();
+    void standardInputIsRead_data();
     void standardInputIsRead();
+    void standardInputThatCannotBeReadIsNamed_data();
+    void standardInputThatCannotBeReadIsNamed();
     void temporaryFolderThatIsFullIsNamed();
 
 private:
@@ -76,6 +82,19 @@ void CanlogImportTest::reportComesBeforeAFailure()
     QCOMPARE(outcome.status, 1);
 }
 
+void CanlogImportTest::lineThatEndsTheReadingIsNamed()
+{
+    // The second frame states more bytes than it has.
+    write(QStringLiteral("x.txt"), " 0 00000123 X 2 11 22 1.000500 R\n 0 00000123 X 8 11 22 1.000600 R\n");
+    for (const char *arguments : {"import x.txt", "stats x.txt", "convert x.txt out.csv"}) {
+        const Outcome outcome = canlog(words(arguments) + words("--type canking"));
+        QCOMPARE(outcome.err,
+                 QByteArray("canlog: x.txt: cannot be read as KvaserCanKingLog (line 2, column 33: the line "
+                            "breaks the format, reading ended here); try another --type\n"));
+        QCOMPARE(outcome.status, 1);
+    }
+}
+
 void CanlogImportTest::strictEndsWithOneWhenALineIsFaulty()
 {
     write(QStringLiteral("bad.log"), badLog);
@@ -86,6 +105,36 @@ void CanlogImportTest::strictEndsWithOneWhenALineIsFaulty()
     outcome = canlog(words("import --strict --report bad.log"));
     QCOMPARE(outcome.err, QByteArray("canlog: bad.log: 2 faulty lines\n"));
     QCOMPARE(outcome.status, 1);
+}
+
+void CanlogImportTest::othersTellOfFaultyLinesAtTheEnd_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QByteArray>("shownName"); ///< empty: nothing is to be told
+    const QByteArray file = "bad.log";
+    QTest::newRow("show") << QStringLiteral("\"$canlog\" show bad.log") << file;
+    QTest::newRow("stats") << QStringLiteral("\"$canlog\" stats bad.log") << file;
+    QTest::newRow("stats of few") << QStringLiteral("\"$canlog\" stats --id 123 bad.log") << file;
+    QTest::newRow("convert") << QStringLiteral("\"$canlog\" convert bad.log --to csv") << file;
+    QTest::newRow("convert into a file") << QStringLiteral("\"$canlog\" convert bad.log out.db") << file;
+    QTest::newRow("standard input") << QStringLiteral("\"$canlog\" show - < bad.log") << QByteArray("-");
+    // The end is not reached.
+    QTest::newRow("limit") << QStringLiteral("\"$canlog\" show --limit 1 bad.log") << QByteArray();
+    QTest::newRow("store") << QStringLiteral("\"$canlog\" import bad.log && \"$canlog\" show") << QByteArray();
+}
+
+void CanlogImportTest::othersTellOfFaultyLinesAtTheEnd()
+{
+    QFETCH(QString, command);
+    QFETCH(QByteArray, shownName);
+    write(QStringLiteral("bad.log"), badLog);
+    const Outcome outcome = shell(command);
+    const QByteArray warning =
+        ": warning: 2 of 3 lines dropped or read in part, the first at line 2, column 4 (too few "
+        "columns for a frame); 'canlog import --report' lists them\n";
+    QCOMPARE(outcome.err, shownName.isEmpty() ? QByteArray() : "canlog: " + shownName + warning);
+    QVERIFY(!outcome.out.isEmpty());
+    QCOMPARE(outcome.status, 0);
 }
 
 void CanlogImportTest::strictMindsNoOtherLines()
@@ -267,13 +316,47 @@ void CanlogImportTest::damagedCompressedLogIsNamed()
     QCOMPARE(outcome.status, 1);
 }
 
+void CanlogImportTest::standardInputIsRead_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::newRow("plain") << QStringLiteral("cat bad.log");
+    QTest::newRow("compressed") << QStringLiteral("gzip -c bad.log");
+    QTest::newRow("in two members") << QStringLiteral("{ head -c 20 bad.log | gzip; tail -c +21 bad.log | gzip; }");
+    QTest::newRow("byte by byte") << QStringLiteral("gzip -c bad.log | dd bs=1 status=none");
+}
+
 void CanlogImportTest::standardInputIsRead()
 {
+    QFETCH(QString, command);
     write(QStringLiteral("bad.log"), badLog);
-    const Outcome outcome = shell(QStringLiteral("cat bad.log | \"$canlog\" import -"));
+    const Outcome outcome = shell(command + QStringLiteral(" | \"$canlog\" import -"));
     QCOMPARE(outcome.err, QByteArray());
     QVERIFY2(outcome.out.startsWith("-: SocketCanDump, 2 messages, "), outcome.out.constData());
+    QVERIFY2(outcome.out.contains(" 3 lines (1 dropped, 2 faulty)"), outcome.out.constData());
     QCOMPARE(outcome.status, 0);
+}
+
+void CanlogImportTest::standardInputThatCannotBeReadIsNamed_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QByteArray>("complaint");
+    QTest::newRow("folder") << QStringLiteral("\"$canlog\" import - < .")
+                            << QByteArray("cannot be read: Is a directory");
+    QTest::newRow("cut off") << QStringLiteral("gzip -c bad.log | head -c 30 | \"$canlog\" import -")
+                             << QByteArray("is damaged: it cannot be decompressed to its end; try 'gzip --test' on it");
+    QTest::newRow("nothing") << QStringLiteral("\"$canlog\" import - < /dev/null")
+                             << QByteArray("is empty; check how it was recorded or copied");
+}
+
+void CanlogImportTest::standardInputThatCannotBeReadIsNamed()
+{
+    QFETCH(QString, command);
+    QFETCH(QByteArray, complaint);
+    write(QStringLiteral("bad.log"), badLog);
+    const Outcome outcome = shell(command);
+    QCOMPARE(outcome.err, "canlog: -: " + complaint + '\n');
+    QCOMPARE(outcome.out, QByteArray());
+    QCOMPARE(outcome.status, 1);
 }
 
 void CanlogImportTest::temporaryFolderThatIsFullIsNamed()

@@ -18,6 +18,7 @@ private Q_SLOTS:
     void completionOffersOptions_data();
     void completionOffersOptions();
     void completionOffersTypesAndFolders();
+    void completionOffersFormatsAndDirections();
 
 private:
     QStringList subcommands();
@@ -147,6 +148,20 @@ void CanlogShellTest::completionOffersTypesAndFolders()
     write(QStringLiteral("trip.log"), "");
     QCOMPARE(completed({QStringLiteral("show"), QStringLiteral("--store"), QStringLiteral("tr")}),
              QStringList{QStringLiteral("trips")});
+}
+
+void CanlogShellTest::completionOffersFormatsAndDirections()
+{
+    const QStringList formats{QStringLiteral("candump"), QStringLiteral("asc"),  QStringLiteral("trc"),
+                              QStringLiteral("csv"),     QStringLiteral("json"), QStringLiteral("sqlite")};
+    QCOMPARE(completed({QStringLiteral("convert"), QStringLiteral("--to"), QString()}), formats);
+    QCOMPARE(completed({QStringLiteral("convert"), QStringLiteral("--to"), QStringLiteral("c")}),
+             QStringList({QStringLiteral("candump"), QStringLiteral("csv")}));
+    // Elsewhere that is a time.
+    QCOMPARE(completed({QStringLiteral("show"), QStringLiteral("--to"), QString()}), QStringList());
+    for (const char *subcommand : {"show", "stats", "convert"})
+        QCOMPARE(completed({QLatin1String(subcommand), QStringLiteral("--direction"), QString()}),
+                 QStringList({QStringLiteral("rx"), QStringLiteral("tx")}));
 }
 
 QTEST_GUILESS_MAIN(CanlogShellTest)

@@ -424,7 +424,8 @@ void CanlogStatsTest::damagedStore()
     makeStore(QStringLiteral("s"), loadedBuses());
     write(QStringLiteral("s/junk.qcl"), "no chunk at all");
     const Outcome outcome = canlog(words("stats --store s"));
-    QVERIFY2(outcome.err.startsWith("canlog: warning: ") && outcome.err.contains("junk.qcl"), outcome.err.constData());
+    QVERIFY2(outcome.err.startsWith("canlog: s: warning: ") && outcome.err.contains("junk.qcl"),
+             outcome.err.constData());
     QVERIFY(outcome.out.startsWith("Frames                   101\n"));
     QCOMPARE(outcome.status, 1);
 }
@@ -479,7 +480,7 @@ void CanlogStatsTest::wrongUsage_data()
     row("--channel", "can0", "bad --channel 'can0', wanted are numbers from 0 to 65535");
     row("--direction", "up", "bad --direction 'up', wanted is rx or tx");
     row("--id", "200-100",
-        "bad --id '200-100', wanted are hexadecimal identifiers, ranges 100-1FF, masks 100:700 or "
+        "bad --id '200-100', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges 100-1FF, masks 100:700 or "
         "'error'");
     row("--type", "nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("--type candump --columns", "t i", "--columns is for --type GenericFile");

@@ -395,6 +395,8 @@ private Q_SLOTS:
     void failedOpenClosesTheFormer();
 
     void closedStoreDoesNothing();
+    void storeIsKnownByItsFiles();
+    void onlyAnEmptyStoreIsRemoved();
     void readOnlyStoreIsNotWritten();
     void folderRemovedDuringImport();
     void diskFullDuringImport();
@@ -2230,6 +2232,44 @@ void ChunkStoreTest::closedStoreDoesNothing()
     QCOMPARE(finished.size(), 0);
     QCOMPARE(QDir(dir->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
              QStringList{QStringLiteral("a.qcl")});
+}
+
+void ChunkStoreTest::storeIsKnownByItsFiles()
+{
+    QVERIFY(!ChunkStore::isStore(QString()));
+    QVERIFY(!ChunkStore::isStore(folder));
+    {
+        ChunkStore store;
+        QVERIFY(store.open(folder, readWrite));
+        QVERIFY(!ChunkStore::isStore(folder)); // there is a lock and nothing else
+        import(store, {});
+        QVERIFY(ChunkStore::isStore(folder));
+    }
+    QVERIFY(QFile::remove(folder + QStringLiteral("/imports.json")));
+    QVERIFY(!ChunkStore::isStore(folder));
+    writeFile(folder + QStringLiteral("/a.qcl"), HandMade().bytes());
+    QVERIFY(ChunkStore::isStore(folder));
+}
+
+void ChunkStoreTest::onlyAnEmptyStoreIsRemoved()
+{
+    const auto make = [this](int messages) {
+        ChunkStore store;
+        QVERIFY(store.open(folder, readWrite));
+        import(store, numberedFrames(messages));
+    };
+    make(0);
+    writeFile(folder + QStringLiteral("/.lock"), "of a writer");
+    ChunkStore::removeEmpty(folder);
+    QVERIFY(QFileInfo::exists(folder + QStringLiteral("/imports.json")));
+    QVERIFY(QFile::remove(folder + QStringLiteral("/.lock")));
+    ChunkStore::removeEmpty(folder);
+    QVERIFY(!QFileInfo::exists(folder));
+
+    make(2);
+    ChunkStore::removeEmpty(folder);
+    QCOMPARE(contentOf(folder).messages.size(), 2);
+    QVERIFY(QFileInfo::exists(folder + QStringLiteral("/imports.json")));
 }
 
 void ChunkStoreTest::readOnlyStoreIsNotWritten()

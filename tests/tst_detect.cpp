@@ -482,9 +482,15 @@ void TestDetect::reasonNamesTheLines()
 
 void TestDetect::reasonOfAnUnknownFile()
 {
-    QCOMPARE(detectionOf("").reason, QStringLiteral("it is empty"));
-    QVERIFY(detectionOf("PK\x03\x04 and so on").reason.contains(QLatin1String("zip archive")));
+    QCOMPARE(detectionOf("").reason, QStringLiteral("is empty"));
+    for (const char *archive : {"PK\x03\x04 and so on", "PK\x05\x06"}) {
+        QCOMPARE(detectionOf(archive).reason, QStringLiteral("is a zip archive"));
+        QVERIFY(!detectionOf(archive).advice.isEmpty());
+    }
     QVERIFY(!detectionOf("Nothing was recorded.\n").reason.isEmpty());
+    QVERIFY(detectionOf("Nothing was recorded.\n").advice.isEmpty());
+    // Objects of another program.
+    QVERIFY(detectionOf("{\"time\":\"noon\",\"channel\":1}\n").advice.isEmpty());
     const Detection missing = detectFormat(QStringLiteral("/no/such/file"));
     QVERIFY(!missing.type);
     QVERIFY(!missing.reason.isEmpty());

@@ -32,8 +32,6 @@ void FrameBitsTest::bitsOfAFrame_data()
     row("extended, 0 bytes", Frame(0x123).extended(), 67, 0, 80, 0);
     row("extended, 8 bytes", Frame(0x18FEF100).extended().dlc(8), 131, 0, 160, 0);
     row("extended by its value", Frame(0x800).dlc(8), 131, 0, 160, 0);
-    row("base, too long", Frame(0x123).dlc(15), 111, 0, 135, 0);
-    row("base, far too long", Frame(0x123).dlc(255), 111, 0, 135, 0);
     row("base, remote", Frame(0x123).remote().dlc(8), 47, 0, 55, 0);
     row("extended, remote", Frame(0x123).extended().remote().dlc(8), 67, 0, 80, 0);
     row("classical with a stray flag", Frame(0x123).brs().dlc(8), 111, 0, 135, 0);
@@ -48,6 +46,12 @@ void FrameBitsTest::bitsOfAFrame_data()
     row("FD, switched, shortest with the long checksum", Frame(0x123).fd().brs().dlc(20), 29, 198, 32, 240);
     row("FD, switched, 64 bytes", Frame(0x123).fd().brs().dlc(64), 29, 550, 32, 680);
     row("FD, switched, too long", Frame(0x123).fd().brs().dlc(200), 29, 550, 32, 680);
+    // No classical frame has more than 8 bytes.
+    row("FD by its length, 9 bytes", Frame(0x123).dlc(9), 158, 0, 187, 0);
+    row("FD by its length, switched, 64 bytes", Frame(0x123).brs().dlc(64), 29, 550, 32, 680);
+    row("FD by its length, far too long", Frame(0x123).dlc(255), 579, 0, 712, 0);
+    row("remote, too long", Frame(0x123).remote().dlc(15), 47, 0, 55, 0);
+    row("remote with a stray mark", Frame(0x123).remote().fd().dlc(8), 47, 0, 55, 0);
     row("FD, extended, 0 bytes", Frame(0x123).fd().extended(), 81, 0, 90, 0);
     row("FD, extended, switched, 0 bytes", Frame(0x123).fd().extended().brs(), 48, 33, 56, 34);
     row("FD, extended, switched, 64 bytes", Frame(0x123).fd().extended().brs().dlc(64), 48, 550, 56, 679);

@@ -143,8 +143,9 @@ void MessageFilterTest::refusesWhatMakesNoSense_data()
         QTest::addRow("%s '%s'", option, value) << QStringList{QString::fromLatin1(option), QString::fromLatin1(value)}
                                                 << problem.arg(QString::fromLatin1(value));
     };
-    const QString id = QStringLiteral("bad --id '%1', wanted are hexadecimal identifiers, ranges 100-1FF, masks "
-                                      "100:700 or 'error'");
+    const QString id =
+        QStringLiteral("bad --id '%1', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges 100-1FF, masks "
+                       "100:700 or 'error'");
     for (const char *value : {"",         "12G",     "123,",         ",123",        "20000000",     "-1",
                               "0x",       "0x0x1",   "1 2",          "FFFF00EF",    "+1",           "100-",
                               "-",        "200-1FF", "100-18FEF100", "100-FFF",     "100-200-300",  "error-error",

@@ -20,6 +20,8 @@ private Q_SLOTS:
     void isGoneWithoutCommit();
     void keepsPermissions();
     void keepsALink();
+    void writesWhatALinkLeadsTo();
+    void refusesALinkToItself();
     void refusesWhatIsNoFile_data();
     void refusesWhatIsNoFile();
     void refusesAMissingFolder();
@@ -126,6 +128,32 @@ void OutputFileTest::keepsALink()
     QVERIFY(file.commit());
     QVERIFY(QFileInfo(path("link.log")).isSymLink());
     QCOMPARE(content("real.log"), QByteArray("new"));
+}
+
+void OutputFileTest::writesWhatALinkLeadsTo()
+{
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("sub")));
+    QVERIFY(QFile::link(QStringLiteral("second.log"), path("first.log")));
+    QVERIFY(QFile::link(QStringLiteral("sub/real.log"), path("second.log")));
+    OutputFile file(path("first.log"));
+    QVERIFY(file.open());
+    file.device().write("new");
+    QVERIFY(file.commit());
+    QVERIFY(QFileInfo(path("first.log")).isSymLink());
+    QVERIFY(QFileInfo(path("second.log")).isSymLink());
+    QVERIFY(!QFileInfo(path("sub/real.log")).isSymLink());
+    QCOMPARE(content("sub/real.log"), QByteArray("new"));
+}
+
+void OutputFileTest::refusesALinkToItself()
+{
+    QVERIFY(QFile::link(QStringLiteral("b.log"), path("a.log")));
+    QVERIFY(QFile::link(QStringLiteral("a.log"), path("b.log")));
+    OutputFile file(path("a.log"));
+    QVERIFY(!file.open());
+    QCOMPARE(file.errorText(), QStringLiteral("is a link that leads to itself; name the file to write"));
+    QCOMPARE(QDir(folder->path()).entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList({QStringLiteral("a.log"), QStringLiteral("b.log")}));
 }
 
 void OutputFileTest::refusesWhatIsNoFile_data()

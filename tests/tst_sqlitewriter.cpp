@@ -5,6 +5,10 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QThread>
+
+#include <functional>
+#include <memory>
 
 class SqliteWriterTest : public QObject
 {
@@ -19,6 +23,7 @@ private Q_SLOTS:
     void writesOneRow();
     void nothingGivesAnEmptyTable();
     void holdsEverything();
+    void belongsToOneThread();
     void tellsWhyItCannotWrite();
 
 private:
@@ -145,6 +150,22 @@ void SqliteWriterTest::holdsEverything()
         read.append(message);
     }
     QCOMPARE(differenceOf(read, messages), QString());
+}
+
+void SqliteWriterTest::belongsToOneThread()
+{
+    SqliteWriter writer(path());
+    const auto failsElsewhere = [&writer](const std::function<bool()> &function) {
+        bool ok = true;
+        const std::unique_ptr<QThread> thread(QThread::create([&] { ok = function(); }));
+        thread->start();
+        thread->wait();
+        return !ok && writer.errorText() == QLatin1String("its database is open in another thread");
+    };
+    QVERIFY(failsElsewhere([&] { return writer.begin(); }));
+    QVERIFY2(writer.begin(), qPrintable(writer.errorText()));
+    QVERIFY(failsElsewhere([&] { return writer.write(Frame(0x1), {}); }));
+    QVERIFY(failsElsewhere([&] { return writer.finish(); }));
 }
 
 void SqliteWriterTest::tellsWhyItCannotWrite()

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void nothingGivesZeros();
     void oneFrameHasNoCycle();
     void countsEachKindOfFrame();
+    void framesOfMoreThanEightBytesAreFdFrames();
     void identifiersAreApartByChannelAndKind();
     void lengthsAreThoseStated();
     void cycle_data();
@@ -81,6 +82,16 @@ void StatisticsTest::oneFrameHasNoCycle()
     QCOMPARE(result.identifiers.at(0).count, quint64(1));
     QCOMPARE(result.identifiers.at(0).firstTime, qint64(-1500000));
     QCOMPARE(result.identifiers.at(0).cycle.count, quint64(0));
+}
+
+void StatisticsTest::framesOfMoreThanEightBytesAreFdFrames()
+{
+    const StatisticsResult result = resultOf({Frame(0x1).dlc(8), Frame(0x1).dlc(9), Frame(0x1).brs().dlc(64),
+                                              Frame(0x1).remote().dlc(15), Frame(CAN::errorFrameId).dlc(12)});
+    QCOMPARE(result.total.frames, quint64(4));
+    QCOMPARE(result.total.fdFrames, quint64(2));
+    QCOMPARE(result.total.switchedFrames, quint64(1));
+    QCOMPARE(result.total.remoteFrames, quint64(1));
 }
 
 void StatisticsTest::countsEachKindOfFrame()

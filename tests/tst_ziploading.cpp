@@ -435,6 +435,7 @@ private Q_SLOTS:
     void loadingLeavesTheArchiveAndTheSurroundingsAlone();
     void requestsRunFromTheEventLoop();
     void callsComeInTheHandlersThread();
+    void storeWithoutAFolderGetsNoFiles();
     void storeMayGoDuringALoad_data();
     void storeMayGoDuringALoad();
     void withoutStoreNothingIsWritten();
@@ -1297,6 +1298,20 @@ void ZipLoadingTest::callsComeInTheHandlersThread()
     QVERIFY(calls.size() > 8);
     for (const Call &call : calls)
         QVERIFY2(call.thread == QThread::currentThread(), qPrintable(call.text));
+}
+
+void ZipLoadingTest::storeWithoutAFolderGetsNoFiles()
+{
+    const Sample sample({chunk("a.qcl", "1-a")});
+    QTemporaryDir current;
+    const QString former = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(current.path()));
+    StreamStore store;
+    StorePointer pointer(&store);
+    const bool isUnpacked = CANLogHandler(pointer).loadZipFile(sample.zip());
+    QVERIFY(QDir::setCurrent(former));
+    QVERIFY(!isUnpacked);
+    QVERIFY(QDir(current.path()).isEmpty());
 }
 
 void ZipLoadingTest::storeMayGoDuringALoad_data()

@@ -2,6 +2,7 @@
 #include "host/cli/inputfile.h"
 #include "host/cli/interruption.h"
 #include "host/cli/output.h"
+#include "host/cli/progressbar.h"
 #include "host/cli/storefolder.h"
 #include "host/cli/storerequest.h"
 #include "host/store/streamstore.h"
@@ -69,11 +70,6 @@ QString contentText(quint64 chunkCount, quint64 messageCount)
            + counted(messageCount, QStringLiteral("message"));
 }
 
-QString noArchiveText()
-{
-    return QStringLiteral("is no archive of data chunks, or is damaged");
-}
-
 /// The one argument; empty after a complaint when there is not exactly one.
 QString archiveArgument(const QCommandLineParser &parser, const QString &subcommand)
 {
@@ -84,21 +80,41 @@ QString archiveArgument(const QCommandLineParser &parser, const QString &subcomm
     return {};
 }
 
+/// The same for subcommands with a store, which must be named, too.
+QString archiveAndStoreArgument(const QCommandLineParser &parser, const QString &subcommand)
+{
+    const QString problem = storeProblem(parser);
+    if (problem.isEmpty())
+        return archiveArgument(parser, subcommand);
+    wrongUsage(problem, subcommand);
+    return {};
+}
+
 bool isReadable(const QString &path)
 {
-    const QString problem = whyUnreadable(path);
+    const QString problem = whyUnreadable(path, FileKind::Archive);
     if (!problem.isEmpty())
         complain(path, problem);
     return problem.isEmpty();
+}
+
+QString folderAdvice()
+{
+    return QStringLiteral("check the store's folder, its permissions and the space left");
+}
+
+QString repackingAdvice()
+{
+    return QStringLiteral("pack its store anew with 'canlog zip'");
 }
 
 /// Whether @p count chunks are @p all that the archive @p path has; complains when they are not.
 bool isComplete(const QString &path, quint64 count, quint64 all)
 {
     if (count < all)
-        complain(path, QStringLiteral("warning: %1 of its %2 left out: damaged, or with a name that leads elsewhere")
-                           .arg(all - count)
-                           .arg(counted(all, QStringLiteral("chunk"))));
+        complain(path,
+                 QStringLiteral("warning: %1 of its %2 left out: damaged, or with a name that leads elsewhere; %3")
+                     .arg(QString::number(all - count), counted(all, QStringLiteral("chunk")), repackingAdvice()));
     return count >= all;
 }
 
@@ -107,6 +123,26 @@ bool startsLikeAnArchive(const QString &path)
 {
     QFile file(path);
     return !file.open(QIODevice::ReadOnly) || file.peek(2) == "PK";
+}
+
+/// @p reason and what to try: @p advice, unless it is about temporary files.
+QString withAdvice(const QString &reason, const QString &advice)
+{
+    const bool isTemporaryFile = reason == CANLogHandler::tr("Cannot write a temporary file");
+    return reason + QLatin1String("; ")
+           + (isTemporaryFile ? QStringLiteral("set TMPDIR to a folder with more space") : advice);
+}
+
+/// What to say of the archive @p path of which nothing could be loaded, for @p reason, which may be empty, and what to
+/// try where the archive itself is in order.
+QString notLoadedText(const QString &path, const QString &reason, const QString &advice)
+{
+    if (!startsLikeAnArchive(path))
+        return QStringLiteral(
+            "is no zip archive; name one that 'canlog zip' wrote, or read a log with 'canlog import'");
+    if (reason.isEmpty() || reason == CANLogHandler::tr("Invalid zip file"))
+        return QStringLiteral("is no archive of data chunks, or is damaged; try 'unzip -t' on it");
+    return QStringLiteral("cannot be loaded: %1").arg(withAdvice(reason, advice));
 }
 
 /// Makes way for a new archive, so that what stands there afterwards is new. False after a complaint.
@@ -165,11 +201,12 @@ QStringList leftOut(const FileSizes &before, const QDir &folder, const QString &
 
 ExitStatus runZip(const QCommandLineParser &parser, Output &out)
 {
-    const QString path = archiveArgument(parser, QStringLiteral("zip"));
+    const QString path = archiveAndStoreArgument(parser, QStringLiteral("zip"));
     if (path.isEmpty())
         return ExitStatus::WrongUsage;
+    const QString storeFolder = chosenStoreFolder(parser);
     ChunkStore store;
-    if (!openStore(store, chosenStoreFolder(parser), ChunkStore::Mode::Read) || !removeFormer(path))
+    if (!openStore(store, storeFolder, ChunkStore::Mode::Read) || !removeFormer(path))
         return ExitStatus::Failure;
 
     QPointer<DatachunkHandler> storePointer(&store);
@@ -190,7 +227,7 @@ ExitStatus runZip(const QCommandLineParser &parser, Output &out)
     for (const QString &name : missing)
         complain(path, QStringLiteral("warning: without %1, which cannot be read or is above 1 GiB").arg(name));
     store.forEachMessage([](const CAN::CanRxMessage &, const QString &) { return true; }); // shows damage
-    complainOfDamage(store);
+    complainOfDamage(store, storeFolder);
     out.writeLine(printable(QStringLiteral("%1: %2").arg(path, contentText(chunkCountOf(path), store.messageCount()))));
     return missing.isEmpty() && store.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }
@@ -212,59 +249,85 @@ quint64 unpackedChunkCount(const QString &folder)
     return count;
 }
 
-/// Loads the archive of the command line, merged or unpacked, into @p store, and tells @p record of it. Complains of
-/// what went wrong; Success when something was loaded.
-ExitStatus load(const QCommandLineParser &parser, const QString &subcommand, bool merge, ChunkStore &store,
-                ImportRecord &record)
+/// Opens @p store in @p folder for the archive @p path; false after a complaint when there is no such file, or it
+/// cannot be stored.
+bool openForArchive(const QString &path, ChunkStore &store, const QString &folder)
 {
-    const QString path = archiveArgument(parser, subcommand);
-    if (path.isEmpty())
-        return ExitStatus::WrongUsage;
-    if (!isReadable(path) || !openStore(store, chosenStoreFolder(parser), ChunkStore::Mode::ReadWrite))
-        return ExitStatus::Failure;
-    complainOfDamage(store);
-    record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, merge}).record;
-    if (record.state != ImportRecord::State::Succeeded) {
-        complain(path, record.errorText.isEmpty() ? noArchiveText() : record.errorText);
-        return ExitStatus::Failure;
-    }
-    if (!record.errorText.isEmpty())
-        complain(path, QStringLiteral("warning: %1").arg(record.errorText));
-    return ExitStatus::Success;
+    if (!isReadable(path) || !openStore(store, folder, ChunkStore::Mode::ReadWrite))
+        return false;
+    complainOfDamage(store, folder);
+    return true;
 }
 
 ExitStatus runUnzip(const QCommandLineParser &parser, Output &out)
 {
+    const QString path = archiveAndStoreArgument(parser, QStringLiteral("unzip"));
+    if (path.isEmpty())
+        return ExitStatus::WrongUsage;
+    const QString storeFolder = chosenStoreFolder(parser);
+    NewStoreFolder made(storeFolder);
     ChunkStore store;
-    ImportRecord record;
-    const ExitStatus status = load(parser, QStringLiteral("unzip"), false, store, record);
-    if (status != ExitStatus::Success)
-        return status;
-    const QString path = parser.positionalArguments().constFirst();
+    if (!openForArchive(path, store, storeFolder))
+        return ExitStatus::Failure;
     const QString folder = store.getDataChunkLocation().filePath(QFileInfo(path).fileName());
+    const bool wasThere = QFileInfo(folder).isDir();
+    if (!wasThere && QFileInfo::exists(folder)) {
+        complain(folder, QStringLiteral("is a file, where the archive would get its folder; rename it, or name another "
+                                        "store with --store"));
+        return ExitStatus::Failure;
+    }
+    const ImportRecord record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, false}).record;
+    if (record.state != ImportRecord::State::Succeeded) {
+        complain(path, notLoadedText(path, record.errorText, folderAdvice()));
+        return ExitStatus::Failure;
+    }
+    made.keep();
+
     ChunkStore unpacked;
     unpacked.open(folder, ChunkStore::Mode::Read);
-    complainOfDamage(unpacked);
+    complainOfDamage(unpacked, folder);
     const quint64 chunks = unpackedChunkCount(folder);
-    const bool complete = isComplete(path, chunks, chunkCountOf(path));
+    const quint64 all = chunkCountOf(path);
+    const bool isSound = unpacked.warnings().isEmpty();
+    if (wasThere && (chunks < all || !isSound)) {
+        // A program that was killed leaves half an archive, which the library takes for all of it.
+        complain(
+            folder,
+            QStringLiteral("was there before and is not all of %1; rename or remove it and unzip again").arg(path));
+        return ExitStatus::Failure;
+    }
+    const bool complete = isComplete(path, chunks, all);
     out.writeLine(printable(
         QStringLiteral("%1: %2, unpacked in %3").arg(path, contentText(chunks, unpacked.messageCount()), folder)));
-    return complete && unpacked.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
+    return complete && isSound ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
 {
+    const QString path = archiveAndStoreArgument(parser, QStringLiteral("merge"));
+    if (path.isEmpty())
+        return ExitStatus::WrongUsage;
+    const QString storeFolder = chosenStoreFolder(parser);
+    NewStoreFolder made(storeFolder);
     MergeStore store;
-    ImportRecord record;
-    const ExitStatus status = load(parser, QStringLiteral("merge"), true, store, record);
-    if (status != ExitStatus::Success)
-        return status;
-    const QString path = parser.positionalArguments().constFirst();
+    if (!openForArchive(path, store, storeFolder))
+        return ExitStatus::Failure;
+    const ImportRecord record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, true}).record;
+    const QString advice = store.errorString().isEmpty() ? repackingAdvice() : folderAdvice();
+    // The library calls it a failure when the last chunk could not be stored, whatever became of the others.
+    if (record.state != ImportRecord::State::Succeeded && record.messageCount == 0) {
+        complain(path, notLoadedText(path, record.errorText, advice));
+        return ExitStatus::Failure;
+    }
+    made.keep();
+    if (!record.errorText.isEmpty())
+        complain(path, QStringLiteral("warning: %1").arg(withAdvice(record.errorText, advice)));
     const bool complete = isComplete(path, store.chunkCount, chunkCountOf(path));
     out.writeLine(printable(QStringLiteral("%1: %2, %3, stored in %4")
                                 .arg(path, counted(record.messageCount, QStringLiteral("message")),
-                                     counted(record.noteCount, QStringLiteral("note")), chosenStoreFolder(parser))));
-    return complete && record.errorText.isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
+                                     counted(record.noteCount, QStringLiteral("note")), storeFolder)));
+    const bool isStored = record.state == ImportRecord::State::Succeeded && record.errorText.isEmpty();
+    return complete && isStored ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
@@ -278,7 +341,7 @@ ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
     QPointer<DatachunkHandler> readerPointer(&reader);
     CANLogHandler(readerPointer).loadZipMerged(path);
     if (!reader.isArchive || !reader.errorText.isEmpty()) {
-        complain(path, reader.errorText.isEmpty() ? noArchiveText() : reader.errorText);
+        complain(path, notLoadedText(path, reader.errorText, repackingAdvice()));
         return ExitStatus::Failure;
     }
     const quint64 chunks = chunkCountOf(path);
@@ -287,14 +350,15 @@ ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
     return complete ? ExitStatus::Success : ExitStatus::Failure;
 }
 
-void addArchiveOption(QCommandLineParser &parser)
+void addArchiveOptions(QCommandLineParser &parser)
 {
     parser.addPositionalArgument(QStringLiteral("ARCHIVE"), QStringLiteral("A zip archive of data chunks."));
+    parser.addOption(quietOption());
 }
 
 void addArchiveAndStoreOptions(QCommandLineParser &parser)
 {
-    addArchiveOption(parser);
+    addArchiveOptions(parser);
     parser.addOption(storeOption());
 }
 
@@ -305,7 +369,7 @@ Subcommand zipSubcommand()
     return {
         QStringLiteral("zip"),
         QStringLiteral("Packs the chunk files of a store into an archive."),
-        QStringLiteral("[--store DIR] ARCHIVE"),
+        QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
         QStringLiteral("An archive of that name is replaced. The store stays as it is. What is damaged in it is named\n"
                        "on standard error and packed as it is; the exit status is then 1."),
         QStringLiteral("  canlog zip --store trips trips.zip\n"),
@@ -317,9 +381,10 @@ Subcommand unzipSubcommand()
 {
     return {QStringLiteral("unzip"),
             QStringLiteral("Unpacks an archive into a folder of its own inside a store."),
-            QStringLiteral("[--store DIR] ARCHIVE"),
+            QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
             QStringLiteral("The folder is named like the archive and can be shown as a store; the messages of the\n"
-                           "store around it do not change. An archive unpacked before is left as it is."),
+                           "store around it do not change. An archive unpacked before is left as it is; when that is\n"
+                           "not all of it, the exit status is 1."),
             QStringLiteral("  canlog unzip trips.zip --store all && canlog show --store all/trips.zip\n"),
             addArchiveAndStoreOptions,
             runUnzip};
@@ -329,7 +394,7 @@ Subcommand mergeSubcommand()
 {
     return {QStringLiteral("merge"),
             QStringLiteral("Adds the messages of an archive to a store."),
-            QStringLiteral("[--store DIR] ARCHIVE"),
+            QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
             QStringLiteral("The messages come in the order in which they were stored, as one import. When chunks are\n"
                            "left out because they are damaged, the exit status is 1."),
             QStringLiteral("  canlog merge trips.zip --store all\n"),
@@ -341,9 +406,9 @@ Subcommand checkSubcommand()
 {
     return {QStringLiteral("check"),
             QStringLiteral("Counts the chunks and messages of an archive without storing them."),
-            QStringLiteral("ARCHIVE"),
+            QStringLiteral("[--quiet] ARCHIVE"),
             QStringLiteral("When chunks are damaged, their messages do not count and the exit status is 1."),
             QStringLiteral("  canlog check trips.zip\n"),
-            addArchiveOption,
+            addArchiveOptions,
             runCheck};
 }

@@ -1,3 +1,4 @@
+#include "host/cli/filereading.h"
 #include "host/cli/formats.h"
 #include "host/cli/messagefilter.h"
 #include "host/cli/messagesource.h"
@@ -108,8 +109,7 @@ private:
     QString shownName;
 };
 
-/// Hands messages to a writer, which begins with the first of them: a file that cannot be read gives no output. The
-/// messages may come in another thread than the end, one after the other.
+/// Hands messages to a writer, which begins with the first of them: a file that cannot be read gives no output.
 class Conversion
 {
 public:
@@ -189,9 +189,6 @@ ExitStatus convert(MessageSource &source, const Request &request, Output &out)
     const ExitStatus status = source.visit(visitor, &bar);
     if (status == ExitStatus::Interrupted)
         return status;
-    // A file without a message was taken for something else. It must not replace what is there.
-    if (isEmpty && source.isFile())
-        return ExitStatus::Failure;
     // What could be read of a damaged store is worth having where nothing is replaced by it.
     if (status != ExitStatus::Success && (!request.output.isEmpty() || isEmpty))
         return ExitStatus::Failure;
@@ -243,8 +240,8 @@ QString understand(const QCommandLineParser &parser, Request &request)
 {
     QStringList arguments = parser.positionalArguments();
     const bool fromStore = parser.isSet(QStringLiteral("store"));
-    if (fromStore && chosenStoreFolder(parser).isEmpty())
-        return QStringLiteral("--store needs a folder");
+    if (fromStore && !storeProblem(parser).isEmpty())
+        return storeProblem(parser);
     if (fromStore && parser.isSet(QStringLiteral("type")))
         return QStringLiteral("--type is for a file, a store needs none");
     if (fromStore && parser.isSet(QStringLiteral("columns")))
@@ -277,12 +274,17 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     const QString problem = understand(parser, request);
     if (!problem.isEmpty())
         return wrongUsage(problem, help);
-    MessageSource source;
-    if (request.input.isEmpty())
-        source.chooseStore(chosenStoreFolder(parser));
-    else
-        source.chooseFile(request.input, parser);
-    return convert(source, request, out);
+    // All in one thread, since a database belongs to the one that opened it.
+    ExitStatus status = ExitStatus::Success;
+    runInterruptibly([&] {
+        MessageSource source;
+        if (request.input.isEmpty())
+            source.chooseStore(chosenStoreFolder(parser));
+        else
+            source.chooseFile(request.input, parser);
+        status = convert(source, request, out);
+    });
+    return status;
 }
 
 void addOptions(QCommandLineParser &parser)
@@ -327,8 +329,8 @@ Subcommand convertSubcommand()
             "%1"
             "What a format has no place for is counted on standard error. OUT is written whole or not at\n"
             "all: when something fails, what was there before stays; the exit status is then 1, or 130 after Ctrl-C.\n"
-            "The filters are --id, --channel, --from, --until, --direction and --notes-only.")
-            .arg(targetTable()),
+            "The filters are --id, --channel, --from, --until, --direction and --notes-only.\n%2")
+            .arg(targetTable(), MessageSource::warningHelp()),
         QStringLiteral("  canlog convert examples/drive.log drive.asc\n"
                        "  canlog convert examples/washer-trc21.trc --to csv | less\n"
                        "  canlog convert --store trips trips.db\n"),

@@ -275,6 +275,12 @@ private:
     bool refuted = false;
 };
 
+/// Of a file like those that 'canlog convert' writes.
+Detection convertedLog(const QString &reason)
+{
+    return {{}, false, reason, QStringLiteral("that is not read back, name the log that it was made from")};
+}
+
 /// The lines at the beginning of @p device with one line feed each, as the readers get them; the last one without when
 /// the file ends so.
 QStringList firstLines(QIODevice &device)
@@ -296,6 +302,20 @@ QStringList firstLines(QIODevice &device)
     return lines;
 }
 
+/// Of a text that fits no format and begins with @p firstLine. What 'canlog convert' writes may come back.
+Detection noLog(const QString &firstLine)
+{
+    const std::pair<const char *, QString> outputs[] = {
+        {R"(^time,channel,direction,id,)", QStringLiteral("CSV")},
+        {R"(^\{"time":-?[\d.]+,"channel":\d+,"direction":)", QStringLiteral("JSON")},
+    };
+    for (const auto &[pattern, name] : outputs) {
+        if (compiled(pattern).match(firstLine).hasMatch())
+            return convertedLog(QStringLiteral("is %1 as 'canlog convert' writes it").arg(name));
+    }
+    return {{}, false, QStringLiteral("its first lines are those of no log that canlog knows"), {}};
+}
+
 Detection detectText(const QStringList &lines)
 {
     QVector<Candidate> fitting;
@@ -307,10 +327,10 @@ Detection detectText(const QStringList &lines)
             fitting.append(candidate);
     }
     if (fitting.isEmpty())
-        return {{}, false, QStringLiteral("its first lines are those of no log that canlog knows")};
+        return noLog(lines.value(0));
     const auto best = std::max_element(fitting.cbegin(), fitting.cend(),
                                        [](const Candidate &a, const Candidate &b) { return b.isBetterThan(a); });
-    return {best->type(), best->isCertain(), best->reason()};
+    return {best->type(), best->isCertain(), best->reason(), {}};
 }
 
 } // namespace
@@ -318,17 +338,25 @@ Detection detectText(const QStringList &lines)
 Detection detectFormat(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? detectFormat(file) : Detection{{}, false, file.errorString()};
+    return file.open(QIODevice::ReadOnly) ? detectFormat(file) : Detection{{}, false, file.errorString(), {}};
 }
 
 Detection detectFormat(QIODevice &device)
 {
     if (device.atEnd())
-        return {{}, false, QStringLiteral("it is empty")};
+        return {{}, false, QStringLiteral("is empty"), QStringLiteral("check how it was recorded or copied")};
     if (ChunkFormat::beginsAsChunk(device))
-        return {DatachunkHelper::QclFile, true, QStringLiteral("begins as a data chunk does")};
+        return {DatachunkHelper::QclFile, true, QStringLiteral("begins as a data chunk does"), {}};
     device.seek(0);
-    if (device.peek(4) == "PK\x03\x04")
-        return {{}, false, QStringLiteral("it is a zip archive, which 'canlog check' and 'canlog merge' read")};
+    const QByteArray beginning = device.peek(16);
+    if (beginning.startsWith("PK\x03\x04") || beginning.startsWith("PK\x05\x06")) {
+        return {{},
+                false,
+                QStringLiteral("is a zip archive"),
+                QStringLiteral("load it with 'canlog merge' or 'canlog unzip' if 'canlog zip' wrote it, or else unpack "
+                               "it first")};
+    }
+    if (beginning == QByteArray("SQLite format 3", 16)) // with the zero at its end
+        return convertedLog(QStringLiteral("is a SQLite database"));
     return detectText(firstLines(device));
 }

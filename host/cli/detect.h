@@ -13,6 +13,7 @@ struct Detection {
     std::optional<DatachunkHelper::ImportFileType> type; ///< none: unknown
     bool isCertain = false;                              ///< false: likely; another format is not out of the question
     QString reason; ///< the lines that spoke for the type, or what there is instead
+    QString advice; ///< what to try with a file that is no log for sure; empty otherwise
 };
 
 /**

@@ -28,7 +28,7 @@ bool detectFile(const QString &path, Output &out)
     const Detection detection = detectFormat(input.path());
     out.writeLine(printable(QStringLiteral("%1: %2").arg(path, resultText(detection))));
     if (!detection.type)
-        complain(path, unknownFormatText(detection.reason));
+        complain(path, unknownFormatText(detection));
     return detection.type.has_value();
 }
 

@@ -4,10 +4,32 @@
 #include "host/cli/interruption.h"
 #include "host/cli/progressbar.h"
 
+#include <QCoreApplication>
 #include <QPointer>
 #include <QThread>
 
 #include <memory>
+
+void runInterruptibly(const std::function<void()> &work)
+{
+    if (QThread::currentThread() != QCoreApplication::instance()->thread()) {
+        work();
+        return;
+    }
+    const std::unique_ptr<QThread> thread(QThread::create(work));
+    thread->start();
+    thread->wait();
+}
+
+/// Which line ended the import by its @p report; empty when none did.
+static QString endText(const ImportReport &report)
+{
+    if (report.faults.isEmpty() || report.faults.constLast().reason != ImportReport::Reason::EndsImport)
+        return {};
+    const ImportReport::Fault &end = report.faults.constLast();
+    return QStringLiteral("line %1, column %2: %3")
+        .arg(QString::number(end.line), QString::number(end.column), ImportReport::reasonText(end.reason));
+}
 
 FileResult readFile(DatachunkHandler &store, const FileRequest &request, ProgressBar *bar)
 {
@@ -25,13 +47,12 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
         };
         QObject::connect(&handler, &CANLogHandler::importProgress, &handler, progress, Qt::DirectConnection);
         result.ok = handler.loadFile(request.path, request.type, request.text, request.flag);
-        result.errorText = handler.getLastErrorText();
         result.report = handler.getImportReport();
+        result.errorText = handler.getLastErrorText();
+        if (!result.ok && result.errorText.isEmpty())
+            result.errorText = endText(result.report);
     };
-    // Only a thread that is not the program's first can be interrupted.
-    const std::unique_ptr<QThread> thread(QThread::create(read));
-    thread->start();
-    thread->wait();
+    runInterruptibly(read);
     result.isInterrupted = wasInterrupted() && !result.ok;
     return result;
 }

@@ -6,6 +6,8 @@
 
 #include <QString>
 
+#include <functional>
+
 class ProgressBar;
 
 /// What one file is to be read as.
@@ -20,13 +22,17 @@ struct FileRequest {
 struct FileResult {
     bool ok = false;
     bool isInterrupted = false; ///< by the user; never ok
-    QString errorText;          ///< the library's; may be empty
+    QString errorText;          ///< the library's, or which line ended the reading; may be empty
     ImportReport report;
 };
 
+/// Calls @p work in a thread that is not the program's first, since only those can be interrupted, and waits for its
+/// end: in a new one, unless the current one will do.
+void runInterruptibly(const std::function<void()> &work);
+
 /**
- * Has the library read a file into @p store and waits for the end. The store is called from another thread meanwhile;
- * it may end the reading by requesting the interruption of that thread.
+ * Has the library read a file into @p store and waits for the end. The store is called as runInterruptibly() has it; it
+ * may end the reading by requesting the interruption of its thread.
  *
  * Ctrl-C ends the reading of a log at the next block, see takeInterruptions(). @p bar, which may be null, is kept up to
  * date.

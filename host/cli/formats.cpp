@@ -118,8 +118,9 @@ QCommandLineOption columnsOption()
 {
     return {QStringLiteral("columns"),
             QStringLiteral("The columns of a file of the type GenericFile, one code each with one blank between two: "
-                           "t time, n channel, i hexadecimal, I decimal, 0xi prefixed identifier, l length, d data, "
-                           "? a column that is not read. Default: \"%1\". Without --type the file is of that type.")
+                           "t time, n channel, i hexadecimal, I decimal or 0xi prefixed identifier, l length, d data "
+                           "after it, each once at most; ? a column that is not read. Default: \"%1\". Without --type "
+                           "the file is of that type.")
                 .arg(defaultColumns),
             QStringLiteral("CODES"), defaultColumns};
 }
@@ -137,6 +138,56 @@ static const Format *namedFormat(const QCommandLineParser &parser)
     return parser.isSet(QStringLiteral("columns")) ? findFormat(DatachunkHelper::GenericFile) : nullptr;
 }
 
+/// Whether @p code marks a column that is not read. Any sign does; a letter or digit without a meaning was meant to
+/// have one.
+static bool isSign(const QString &code)
+{
+    return std::none_of(code.cbegin(), code.cend(), [](QChar c) { return c.isLetterOrNumber(); });
+}
+
+/// Why @p code cannot be meant behind the codes @p before it; empty when it can.
+static QString codeFault(const QString &code, const QStringList &before)
+{
+    static const QStringList identifiers{QStringLiteral("i"), QStringLiteral("I"), QStringLiteral("0xi")};
+    static const QStringList others{QStringLiteral("t"), QStringLiteral("n"), QStringLiteral("l"), QStringLiteral("d")};
+    if (code.isEmpty())
+        return QStringLiteral("a code is missing");
+    if (identifiers.contains(code)) {
+        const auto isIdentifier = [](const QString &other) { return identifiers.contains(other); };
+        return std::any_of(before.cbegin(), before.cend(), isIdentifier)
+                   ? QStringLiteral("there is more than one identifier")
+                   : QString();
+    }
+    if (!others.contains(code))
+        return isSign(code) ? QString() : QStringLiteral("'%1' is no code").arg(code);
+    if (before.contains(code))
+        return QStringLiteral("'%1' comes twice").arg(code);
+    if (code == QLatin1String("d") && !before.contains(QStringLiteral("l")))
+        return QStringLiteral("no data are read without their length 'l' before 'd'");
+    return {};
+}
+
+/// What is wrong with the description @p text of columns; empty when it may be meant.
+static QString columnsProblem(const QString &text)
+{
+    QStringList before;
+    QString fault;
+    for (const QString &code : text.split(QLatin1Char(' '))) {
+        fault = codeFault(code, before);
+        if (!fault.isEmpty())
+            break;
+        before.append(code);
+    }
+    if (fault.isEmpty() && std::all_of(before.cbegin(), before.cend(), isSign))
+        fault = QStringLiteral("no column is read");
+    if (fault.isEmpty())
+        return {};
+    return QStringLiteral(
+               "bad --columns '%1': %2; wanted are t, n, one of i, I and 0xi, l, d, each once at most, and ? "
+               "for columns that are not read, with one blank between two")
+        .arg(text, fault);
+}
+
 QString formatProblem(const QCommandLineParser &parser)
 {
     const Format *format = namedFormat(parser);
@@ -146,7 +197,7 @@ QString formatProblem(const QCommandLineParser &parser)
     }
     if (parser.isSet(QStringLiteral("columns")) && format->type != DatachunkHelper::GenericFile)
         return QStringLiteral("--columns is for --type GenericFile");
-    return {};
+    return columnsProblem(parser.value(QStringLiteral("columns")));
 }
 
 const Format *formatOf(const InputFile &input, const QCommandLineParser &parser)
@@ -155,17 +206,19 @@ const Format *formatOf(const InputFile &input, const QCommandLineParser &parser)
         return format;
     const Detection detection = detectFormat(input.path());
     if (!detection.type) {
-        complain(input.name(), unknownFormatText(detection.reason));
+        complain(input.name(), unknownFormatText(detection));
         return nullptr;
     }
     return findFormat(*detection.type);
 }
 
-QString unknownFormatText(const QString &reason)
+QString unknownFormatText(const Detection &detection)
 {
+    if (!detection.advice.isEmpty())
+        return QStringLiteral("%1; %2").arg(detection.reason, detection.advice);
     return QStringLiteral("unknown format: %1; name it with --type ('canlog formats' lists them), or describe its "
                           "columns with --columns")
-        .arg(reason);
+        .arg(detection.reason);
 }
 
 QString requestText(const QCommandLineParser &parser, const Format &format)

@@ -8,6 +8,7 @@
 #include <QVector>
 
 class InputFile;
+struct Detection;
 class QCommandLineParser;
 
 /// A format that canlog reads.
@@ -37,7 +38,7 @@ QString formatProblem(const QCommandLineParser &parser);
 /// The format to read @p input as, which is prepared: what the options say, or what its content says. Null after a
 /// complaint when the content says nothing.
 const Format *formatOf(const InputFile &input, const QCommandLineParser &parser);
-/// The complaint of a file whose content says nothing, for @p reason.
-QString unknownFormatText(const QString &reason);
+/// The complaint of a file whose @p detection found no type.
+QString unknownFormatText(const Detection &detection);
 /// The text that goes with a request to read a file of @p format.
 QString requestText(const QCommandLineParser &parser, const Format &format);

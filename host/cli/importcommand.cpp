@@ -138,7 +138,7 @@ private:
         store = std::make_unique<CountingStore>();
         isStoreUnusable = !openStore(*store, folder, ChunkStore::Mode::ReadWrite);
         if (!isStoreUnusable)
-            complainOfDamage(*store);
+            complainOfDamage(*store, folder);
         return !isStoreUnusable;
     }
 
@@ -185,11 +185,11 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     const QStringList paths = parser.positionalArguments();
     if (paths.isEmpty())
         return wrongUsage(QStringLiteral("import needs at least one FILE"), QStringLiteral("import"));
-    const QString problem = formatProblem(parser);
+    QString problem = formatProblem(parser);
+    if (problem.isEmpty())
+        problem = storeProblem(parser);
     if (!problem.isEmpty())
         return wrongUsage(problem, QStringLiteral("import"));
-    if (chosenStoreFolder(parser).isEmpty())
-        return wrongUsage(QStringLiteral("--store needs a folder"), QStringLiteral("import"));
     return Importing(parser, out).importAll(paths);
 }
 
@@ -215,13 +215,13 @@ Subcommand importSubcommand()
         QStringLiteral("import"),
         QStringLiteral("Reads log files into a store."),
         QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] [--report] [--strict] [--quiet] FILE..."),
-        QStringLiteral(
-            "The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
-            "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
-            "are other ones when they are no frames by the rules of the format, dropped when they should\n"
-            "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
-            "A file that cannot be imported, or whose format is unknown, does not stop the others; the\n"
-            "exit status is then 1. Ctrl-C ends the import at hand with 130; the messages stored until then stay."),
+        QStringLiteral("The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
+                       "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
+                       "are other ones when they are no frames by the rules of the format, dropped when they should\n"
+                       "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
+                       "A file that cannot be imported, or whose format is unknown, does not stop the others; the\n"
+                       "exit status is then 1. One without messages is no failure, but named on standard error.\n"
+                       "Ctrl-C ends the import at hand with 130; the messages stored until then stay."),
         QStringLiteral("  canlog import examples/drive.log\n"
                        "  canlog import --type candump --store trips monday.log tuesday.log\n"
                        "  canlog import --columns 't ? I l d' table.txt\n"

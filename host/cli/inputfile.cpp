@@ -1,28 +1,51 @@
 #include "host/cli/inputfile.h"
 
+#include "common/importreport.h"
 #include "host/cli/formats.h"
 #include "host/cli/interruption.h"
+#include "host/cli/output.h"
+#include "host/store/chunkstore.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <zlib.h>
 
+#include <cerrno>
+#include <cstdio>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
 static const QLatin1String standardInput("-");
 
-QString whyUnreadable(const QString &path)
+static QString whyNoFile(const QString &path, FileKind kind)
 {
-    if (path == standardInput)
-        return {};
+    if (kind == FileKind::Archive)
+        return QStringLiteral("is a folder; name an archive");
+    if (ChunkStore::isStore(path))
+        return QStringLiteral("is the folder of a store; 'canlog show', 'stats' and 'convert' read it with --store");
+    return QStringLiteral("is a folder; name the files in it");
+}
+
+QString whyUnreadable(const QString &path, FileKind kind)
+{
     const QFileInfo info(path);
     if (info.isDir())
-        return QStringLiteral("is a folder; name the files in it");
+        return whyNoFile(path, kind);
     // Not even opened: a pipe may wait for ever, and a file is read more than once.
-    if (info.exists() && !info.isFile())
-        return QStringLiteral("is a pipe, socket or device; name a plain file, or - for standard input");
+    if (info.exists() && !info.isFile()) {
+        const QString hint = kind == FileKind::Log ? QStringLiteral(", or - for standard input") : QString();
+        return QStringLiteral("is a pipe, socket or device; name a plain file%1").arg(hint);
+    }
     QFile file(path);
     if (file.open(QIODevice::ReadOnly))
         return {};
+    if (path == standardInput)
+        return QStringLiteral("an archive cannot be read from standard input; name a file");
     if (!info.exists() && path.contains(QChar(QChar::ReplacementCharacter)))
         return QStringLiteral("no such file; its name has bytes that are no characters in this locale, rename it");
     if (!info.exists())
@@ -42,16 +65,28 @@ QString noMessagesText(const Format &format)
         .arg(format.name());
 }
 
+QString faultyLinesText(const ImportReport &report)
+{
+    if (report.faults.isEmpty())
+        return {};
+    const ImportReport::Fault &first = report.faults.constFirst();
+    return QStringLiteral("warning: %1 of %2 dropped or read in part, the first at line %3, column %4 (%5); "
+                          "'canlog import --report' lists them")
+        .arg(QString::number(report.faultyLines), counted(quint64(report.lines), QStringLiteral("line")),
+             QString::number(first.line), QString::number(first.column), ImportReport::reasonText(first.reason));
+}
+
 QString InputFile::prepare()
 {
-    const QString problem = whyUnreadable(argument);
+    // What is not compressed zlib hands on as it is.
+    if (argument == standardInput)
+        return copyUnpacked(gzdopen(dup(fileno(stdin)), "rb"));
+    QString problem = whyUnreadable(argument, FileKind::Log);
     if (!problem.isEmpty())
         return problem;
-    if (argument == standardInput)
-        return copyStandardInput();
     QFile file(argument);
     const bool isCompressed = file.open(QIODevice::ReadOnly) && file.peek(2) == "\x1F\x8B";
-    return isCompressed ? copyCompressed() : QString();
+    return isCompressed ? copyUnpacked(gzopen(QFile::encodeName(argument).constData(), "rb")) : QString();
 }
 
 /// Copies what @p read(block, size) gives, until that is 0 bytes; a negative number is an error that the caller knows.
@@ -76,27 +111,24 @@ QString InputFile::copyFrom(Read read)
     return copy->flush() ? QString() : writeProblem();
 }
 
-QString InputFile::copyStandardInput()
+QString InputFile::copyUnpacked(gzFile input)
 {
-    QFile input;
-    if (!input.open(stdin, QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return QStringLiteral("cannot be read: %1").arg(input.errorString());
-    qint64 latest = 0;
-    const QString problem = copyFrom([&](char *block, qint64 size) { return latest = input.read(block, size); });
-    return problem.isEmpty() && latest < 0 ? QStringLiteral("cannot be read: %1").arg(input.errorString()) : problem;
-}
-
-QString InputFile::copyCompressed()
-{
-    const gzFile input = gzopen(QFile::encodeName(argument).constData(), "rb");
     if (!input)
         return QStringLiteral("cannot be read; check its permissions");
     int latest = 0;
-    const QString problem =
-        copyFrom([&](char *block, qint64 size) { return latest = gzread(input, block, unsigned(size)); });
+    QString readProblem;
+    QString problem = copyFrom([&](char *block, qint64 size) {
+        latest = gzread(input, block, unsigned(size));
+        int state = Z_OK;
+        if (latest < 0 && (gzerror(input, &state), state == Z_ERRNO))
+            readProblem = QStringLiteral("cannot be read: %1").arg(qt_error_string(errno));
+        return latest;
+    });
     // That the end is missing shows only here.
     const bool isWhole = gzclose_r(input) == Z_OK && latest == 0;
-    return problem.isEmpty() && !isWhole
+    if (!problem.isEmpty() || isWhole)
+        return problem;
+    return readProblem.isEmpty()
                ? QStringLiteral("is damaged: it cannot be decompressed to its end; try 'gzip --test' on it")
-               : problem;
+               : readProblem;
 }

@@ -1,6 +1,6 @@
 #include "host/cli/messagefilter.h"
 
-#include "host/stats/framebits.h"
+#include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
 #include <QCommandLineParser>
@@ -48,9 +48,9 @@ std::optional<quint16> readChannel(const QString &text)
 void MessageFilter::addOptions(QCommandLineParser &parser, const QString &endOption)
 {
     parser.addOption({QStringLiteral("id"),
-                      QStringLiteral("Only these identifiers: up to three digits for standard frames, eight for "
-                                     "extended ones, 'error' for error frames; 100-1FF is a range, 100:700 those that "
-                                     "equal 100 in the bits of the mask 700."),
+                      QStringLiteral("Only these identifiers: up to three digits for standard frames; more digits, or "
+                                     "a value above 7FF, for extended ones; 'error' for error frames. 100-1FF is a "
+                                     "range, 100:700 those that equal 100 in the bits of the mask 700."),
                       QStringLiteral("HEX[,HEX]")});
     parser.addOption({QStringLiteral("channel"), QStringLiteral("Only these channels."), QStringLiteral("N[,N]")});
     parser.addOption({QStringLiteral("from"),
@@ -92,8 +92,8 @@ QString MessageFilter::setIds(const QStringList &lists)
     for (const QString &list : lists) {
         for (const QString &entry : list.split(QLatin1Char(','))) {
             if (!addIds(entry.trimmed()))
-                return QStringLiteral("bad --id '%1', wanted are hexadecimal identifiers, ranges 100-1FF, masks "
-                                      "100:700 or 'error'")
+                return QStringLiteral("bad --id '%1', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges "
+                                      "100-1FF, masks 100:700 or 'error'")
                     .arg(list);
         }
     }

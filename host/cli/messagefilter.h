@@ -15,8 +15,8 @@ class QCommandLineParser;
  * Chooses messages by the options that all subcommands that read messages have in common. A message passes when it
  * does so for each kind of option that is given; one option's list lets through what any of its entries does.
  *
- * Identifiers are written as the table shows them: up to three hexadecimal digits stand for a standard frame, eight
- * digits for an extended one. Above 7FF the value alone decides, since some logs do not say that a frame is extended.
+ * Identifiers are written as the table shows them: up to three hexadecimal digits stand for a standard frame, more of
+ * them for an extended one. Above 7FF the value alone decides, since some logs do not say that a frame is extended.
  */
 class MessageFilter
 {

@@ -103,9 +103,8 @@ QString usageProblem(const QCommandLineParser &parser, const QString &subcommand
         return QStringLiteral("--type is for a FILE, a store needs none");
     if (files == 0 && parser.isSet(QStringLiteral("columns")))
         return QStringLiteral("--columns is for a FILE, a store needs none");
-    if (chosenStoreFolder(parser).isEmpty())
-        return QStringLiteral("--store needs a folder");
-    return formatProblem(parser);
+    const QString problem = storeProblem(parser);
+    return problem.isEmpty() ? formatProblem(parser) : problem;
 }
 
 } // namespace
@@ -125,6 +124,13 @@ void MessageSource::addOptions(QCommandLineParser &parser)
 QString MessageSource::synopsis()
 {
     return QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]]");
+}
+
+QString MessageSource::warningHelp()
+{
+    return QStringLiteral(
+        "Lines of a FILE that were dropped or read in part are counted on standard error at the end,\n"
+        "and a file without any message is named there; the exit status is then 0 all the same.");
 }
 
 bool MessageSource::choose(const QCommandLineParser &parser, const QString &subcommand)
@@ -205,14 +211,19 @@ ExitStatus MessageSource::visitFile(const MessageVisitor &visitor, ProgressBar *
         complain(path, QStringLiteral("cannot be read any further: %1").arg(result.report.readError));
         return ExitStatus::Failure;
     }
-    if (visiting.isEmpty())
+    if (visiting.isEmpty()) {
         complain(path, noMessagesText(*format));
+        return ExitStatus::Success;
+    }
+    const QString faulty = faultyLinesText(result.report);
+    if (!faulty.isEmpty())
+        complain(path, faulty);
     return ExitStatus::Success;
 }
 
 ExitStatus MessageSource::visitStore(const MessageVisitor &visitor)
 {
     store->forEachMessage(visitor);
-    complainOfDamage(*store);
+    complainOfDamage(*store, path);
     return store->warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }

@@ -31,6 +31,8 @@ public:
     static void addOptions(QCommandLineParser &parser);
     /// The options as a usage line shows them.
     static QString synopsis();
+    /// What the help says of logs that are not read in full.
+    static QString warningHelp();
 
     /// Chooses what the command line of @p subcommand names; false after a complaint when it makes no sense.
     bool choose(const QCommandLineParser &parser, const QString &subcommand);
@@ -39,7 +41,6 @@ public:
     void chooseFile(const QString &path, const QCommandLineParser &parser);
     void chooseStore(const QString &folder);
 
-    bool isFile() const { return options != nullptr; }
     /// The file or folder, for people.
     QString name() const { return path; }
 
@@ -50,7 +51,7 @@ public:
      * after the messages that could be; a visitor that wants no more makes none. Interrupted after Ctrl-C, see
      * takeInterruptions(). @p bar, which may be null, is kept up to date; a store has none.
      *
-     * The visitor is called in another thread, while this one waits.
+     * Of a file, the visitor is called as runInterruptibly() has it.
      */
     ExitStatus visit(const MessageVisitor &visitor, ProgressBar *bar = nullptr);
 

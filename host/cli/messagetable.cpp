@@ -1,8 +1,8 @@
 #include "host/cli/messagetable.h"
 
 #include "host/cli/output.h"
-#include "host/convert/framekind.h"
 #include "host/convert/textline.h"
+#include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 #include "host/cli/messagesource.h"
 #include "host/cli/messagetable.h"
 #include "host/cli/output.h"
+#include "host/cli/progressbar.h"
 
 #include <QCommandLineParser>
 
@@ -76,6 +77,7 @@ void addOptions(QCommandLineParser &parser)
     MessageFilter::addOptions(parser);
     parser.addOption(
         {QStringLiteral("limit"), QStringLiteral("Only the first N messages. Default: all."), QStringLiteral("N")});
+    parser.addOption(quietOption());
 }
 
 } // namespace
@@ -85,9 +87,11 @@ Subcommand showSubcommand()
     return {
         QStringLiteral("show"),
         QStringLiteral("Prints the messages of a store or of a log file as a table."),
-        MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis() + QLatin1String(" [--limit N]"),
+        MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis()
+            + QLatin1String(" [--limit N] [--quiet]"),
         QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
-                       "What is left out of a damaged store is named on standard error; the exit status is then 1."),
+                       "What is left out of a damaged store is named on standard error; the exit status is then 1.\n")
+            + MessageSource::warningHelp(),
         QStringLiteral("  canlog show --limit 20\n"
                        "  canlog show --store trips --id 0C9,18FEF100\n"
                        "  canlog show --from 12.5 --to 13 --id 100-1FF --direction rx\n"

@@ -381,7 +381,8 @@ Subcommand statsSubcommand()
                        "deviation (jitter). A frame that is earlier than the one before it counts under Back instead.\n"
                        "Only messages that pass the filters count, in everything. The first 65536 identifiers have\n"
                        "rows. What is left out of a damaged store is named on standard error; the exit status is\n"
-                       "then 1."),
+                       "then 1.\n")
+            + MessageSource::warningHelp(),
         QStringLiteral("  canlog stats examples/drive.log\n"
                        "  canlog stats --store trips --channel 1 --bitrate 500000 --data-bitrate 2000000\n"
                        "  canlog stats examples/drive.log --id 0C9 --gap 0.05 --json\n"),

@@ -3,6 +3,7 @@
 #include "host/cli/output.h"
 
 #include <QCommandLineParser>
+#include <QDir>
 #include <QFileInfo>
 
 QCommandLineOption storeOption()
@@ -18,6 +19,11 @@ QString chosenStoreFolder(const QCommandLineParser &parser)
     return parser.value(QStringLiteral("store"));
 }
 
+QString storeProblem(const QCommandLineParser &parser)
+{
+    return chosenStoreFolder(parser).isEmpty() ? QStringLiteral("--store needs a folder") : QString();
+}
+
 bool openStore(ChunkStore &store, const QString &folder, ChunkStore::Mode mode)
 {
     const QFileInfo info(folder);
@@ -29,14 +35,33 @@ bool openStore(ChunkStore &store, const QString &folder, ChunkStore::Mode mode)
         complain(folder, QStringLiteral("no such store; import a log first, or name its folder with --store"));
         return false;
     }
-    if (store.open(folder, mode))
-        return true;
-    complain(QStringLiteral("%1; name another folder with --store").arg(store.errorString()));
-    return false;
+    if (!store.open(folder, mode)) {
+        complain(QStringLiteral("%1; name another folder with --store").arg(store.errorString()));
+        return false;
+    }
+    if (mode == ChunkStore::Mode::Read && !ChunkStore::isStore(folder)) {
+        complain(folder, QStringLiteral("is no store: there are no chunk files in it; import a log first, or name "
+                                        "another folder with --store"));
+        return false;
+    }
+    return true;
 }
 
-void complainOfDamage(const ChunkStore &store)
+void complainOfDamage(const ChunkStore &store, const QString &folder)
 {
     for (const QString &warning : store.warnings())
-        complain(QStringLiteral("warning: %1").arg(warning));
+        complain(folder, QStringLiteral("warning: %1").arg(warning));
+}
+
+NewStoreFolder::NewStoreFolder(const QString &folder)
+{
+    QString path = QDir::cleanPath(QFileInfo(folder).absoluteFilePath());
+    for (; !QFileInfo::exists(path); path = QFileInfo(path).path())
+        missing.append(path);
+}
+
+NewStoreFolder::~NewStoreFolder()
+{
+    for (const QString &path : qAsConst(missing))
+        ChunkStore::removeEmpty(path);
 }

@@ -1,7 +1,9 @@
 #include "host/convert/ascwriter.h"
 
 #include "common/canerrortypes.h"
-#include "host/convert/framekind.h"
+#include "host/store/framekind.h"
+
+#include <QRegularExpression>
 
 // date Thu Jan 01 12:00:00.000 am 1970
 // base hex  timestamps absolute
@@ -86,11 +88,9 @@ bool AscWriter::finish()
 bool AscWriter::putNote(const QString &note)
 {
     // Readers look for the end of the block anywhere in a line.
-    if (note.simplified().contains(QLatin1String("End TriggerBlock"), Qt::CaseInsensitive)) {
-        lose(Loss::Note);
-        return true;
-    }
-    return put("// ") && put(commentText(note)) && put("\n");
+    static const QRegularExpression blockEnd(QStringLiteral("(end) (triggerblock)"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    return put("// ") && put(commentText(note.simplified().replace(blockEnd, QStringLiteral("\\1_\\2")))) && put("\n");
 }
 
 void AscWriter::addClassicFrame(TextLine &line, const CAN::CanRxMessage &message)

@@ -1,6 +1,6 @@
 #include "host/convert/candumpwriter.h"
 
-#include "host/convert/framekind.h"
+#include "host/store/framekind.h"
 
 // The log-file form of candump, "canN" being channel N:
 //

@@ -1,6 +1,6 @@
 #include "host/convert/csvwriter.h"
 
-#include "host/convert/framekind.h"
+#include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
 // time,channel,direction,id,extended,remote,fd,brs,esi,error,dlc,data,note

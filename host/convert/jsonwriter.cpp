@@ -1,6 +1,6 @@
 #include "host/convert/jsonwriter.h"
 
-#include "host/convert/framekind.h"
+#include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
 #include <QJsonArray>

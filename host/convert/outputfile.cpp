@@ -11,17 +11,26 @@ namespace
 
 constexpr int attempts = 100;
 
-/// @p path, or what it leads to when it is a link: the link is to stay.
+constexpr int maximumLinks = 40; // as systems have it
+
+/// @p path, or what it leads to when it is a link, be there a file or not yet: the link is to stay. Still a link when
+/// it leads nowhere.
 QString resolved(const QString &path)
 {
-    const QFileInfo info(path);
-    return info.isSymLink() && info.exists() ? info.canonicalFilePath() : info.absoluteFilePath();
+    QFileInfo info(path);
+    if (info.isSymLink() && info.exists())
+        return info.canonicalFilePath();
+    for (int i = 0; info.isSymLink() && i < maximumLinks; ++i)
+        info.setFile(info.symLinkTarget());
+    return info.absoluteFilePath();
 }
 
 QString whyNoOutput(const QFileInfo &info)
 {
     if (info.isDir())
         return QStringLiteral("is a folder; name the file to write");
+    if (info.isSymLink())
+        return QStringLiteral("is a link that leads to itself; name the file to write");
     if (info.exists() && !info.isFile())
         return QStringLiteral("is a pipe, socket or device; write to standard output and redirect it");
     if (info.exists() && !info.isWritable())

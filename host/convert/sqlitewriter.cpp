@@ -1,12 +1,13 @@
 #include "host/convert/sqlitewriter.h"
 
-#include "host/convert/framekind.h"
+#include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
 #include <QByteArray>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QThread>
 #include <QUuid>
 #include <QVariant>
 
@@ -62,6 +63,7 @@ public:
         QSqlDatabase::removeDatabase(connection);
     }
 
+    const QThread *const thread = QThread::currentThread();
     const QString connection;
     QSqlDatabase database;
     std::optional<QSqlQuery> insert;
@@ -75,8 +77,15 @@ SqliteWriter::SqliteWriter(const QString &path)
 
 SqliteWriter::~SqliteWriter() = default;
 
+bool SqliteWriter::isInItsThread()
+{
+    return QThread::currentThread() == d->thread || fail(QStringLiteral("its database is open in another thread"));
+}
+
 bool SqliteWriter::begin()
 {
+    if (!isInItsThread())
+        return false;
     if (!QSqlDatabase::isDriverAvailable(driver))
         return fail(QStringLiteral("Qt's driver for SQLite is missing, install the package libqt5sql5-sqlite"));
     if (!d->database.open())
@@ -95,6 +104,8 @@ bool SqliteWriter::begin()
 
 bool SqliteWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
+    if (!isInItsThread())
+        return false;
     const bool isError = kindOf(message) == FrameKind::Error;
     const QVariant values[] = {
         ++d->number,
@@ -120,6 +131,8 @@ bool SqliteWriter::write(const CAN::CanRxMessage &message, const QString &note)
 
 bool SqliteWriter::finish()
 {
+    if (!isInItsThread())
+        return false;
     d->insert.reset();
     if (!d->database.commit())
         return fail(describe(d->database.lastError()));

@@ -5,7 +5,8 @@
 #include <memory>
 
 /// Writes one table, "messages", into a new SQLite database, in one transaction. It holds everything that a message
-/// says. Needs Qt's driver for SQLite, and a QCoreApplication.
+/// says. Needs Qt's driver for SQLite, and a QCoreApplication. A database belongs to one thread, so the writer is made,
+/// used and destroyed in the same one; in another it fails.
 class SqliteWriter : public FrameWriter
 {
 public:
@@ -18,6 +19,8 @@ public:
     bool finish() override;
 
 private:
+    bool isInItsThread();
+
     class Private;
     std::unique_ptr<Private> d;
 };

@@ -1,6 +1,6 @@
 #include "host/convert/trcwriter.h"
 
-#include "host/convert/framekind.h"
+#include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
 // ;$FILEVERSION=2.1

@@ -1,6 +1,7 @@
 #include "host/stats/framebits.h"
 
 #include "common/canerrortypes.h"
+#include "host/store/framekind.h"
 
 #include <algorithm>
 
@@ -28,7 +29,7 @@ BitRange errorFrameBits()
 
 BitRange classicFrameBits(const CAN::CanRxMessage &message)
 {
-    const quint64 bytes = message.isRemote ? 0 : std::min<quint64>(message.dlc, 8);
+    const quint64 bytes = message.isRemote ? 0 : message.dlc;
     // Start of frame, identifier, control field, length code, checksum.
     const quint64 overhead = hasExtendedId(message) ? 1 + 11 + 2 + 18 + 3 + 4 + 15 : 1 + 11 + 3 + 4 + 15;
     const quint64 stuffed = overhead + 8 * bytes;
@@ -76,7 +77,14 @@ BitRange fdFrameBits(const CAN::CanRxMessage &message)
 
 BitRange frameBits(const CAN::CanRxMessage &message)
 {
-    if (message.id == CAN::errorFrameId)
+    switch (kindOf(message)) {
+    case FrameKind::Error:
         return errorFrameBits();
-    return message.isFd ? fdFrameBits(message) : classicFrameBits(message);
+    case FrameKind::Fd:
+        return fdFrameBits(message);
+    case FrameKind::Data:
+    case FrameKind::Remote:
+        break;
+    }
+    return classicFrameBits(message);
 }

@@ -2,12 +2,6 @@
 
 #include "common/canrxmessage.h"
 
-/// Whether the identifier of @p message has 29 bits: some logs show that by the value alone.
-inline bool hasExtendedId(const CAN::CanRxMessage &message)
-{
-    return message.isExtended || message.id > CAN::maxStandardId;
-}
-
 /// Bits on the bus: those sent at the bit rate of the arbitration and those of the data phase of a frame with bit-rate
 /// switch.
 struct BitCount {

@@ -1,5 +1,6 @@
 #include "host/stats/statistics.h"
 
+#include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
 #include <algorithm>
@@ -15,14 +16,15 @@ void count(const CAN::CanRxMessage &message, const BitRange &bits, ChannelStatis
 {
     statistics.bits.least += bits.least;
     statistics.bits.most += bits.most;
-    if (message.id == CAN::errorFrameId) {
+    const FrameKind kind = kindOf(message);
+    if (kind == FrameKind::Error) {
         ++statistics.errorFrames;
         return;
     }
     ++statistics.frames;
-    statistics.remoteFrames += message.isRemote;
-    statistics.fdFrames += message.isFd;
-    statistics.switchedFrames += message.isFd && message.isBrs;
+    statistics.remoteFrames += kind == FrameKind::Remote;
+    statistics.fdFrames += kind == FrameKind::Fd;
+    statistics.switchedFrames += kind == FrameKind::Fd && message.isBrs;
 }
 
 } // namespace

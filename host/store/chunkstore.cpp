@@ -1,6 +1,7 @@
 #include "host/store/chunkstore.h"
 
 #include "host/store/notes.h"
+#include "host/store/streamstore.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -705,6 +706,22 @@ ChunkStore::ChunkStore(QObject *parent)
 
 ChunkStore::~ChunkStore() = default;
 
+bool ChunkStore::isStore(const QString &folder)
+{
+    const QStringList marks{journalName(), QStringLiteral("*.qcl")};
+    return !folder.isEmpty() && !QDir(folder).entryList(marks, QDir::Files | QDir::CaseSensitive).isEmpty();
+}
+
+void ChunkStore::removeEmpty(const QString &folder)
+{
+    const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    const QStringList names = QDir(folder).entryList(everything);
+    if (!std::all_of(names.cbegin(), names.cend(), [](const QString &name) { return name == journalName(); }))
+        return;
+    QFile::remove(folder + QLatin1Char('/') + journalName());
+    QDir().rmdir(folder);
+}
+
 bool ChunkStore::open(const QString &folder, Mode mode)
 {
     d.reset(); // gives the former lock back first: it may be the same folder
@@ -859,8 +876,7 @@ void ChunkStore::chunkAdded(const QVector<CAN::CanRxMessage> &)
 
 QDir ChunkStore::getDataChunkLocation() const
 {
-    // QDir() would be the current folder, and an archive be unpacked there. Nothing can be made in Qt's resources.
-    return QDir(d->isOpen() ? d->folder : QStringLiteral(":/no-store"));
+    return d->isOpen() ? QDir(d->folder) : noFolder();
 }
 
 bool ChunkStore::parseQCLStream(QDataStream &stream, bool &isFd)

@@ -65,6 +65,11 @@ public:
     explicit ChunkStore(QObject *parent = nullptr);
     ~ChunkStore() override;
 
+    /// Whether there is a store in @p folder: chunk files, or the journal that the first import begins with.
+    static bool isStore(const QString &folder);
+    /// Removes the folder @p folder of a store that is not open, unless there is more in it than a journal.
+    static void removeEmpty(const QString &folder);
+
     /// Opens the store in @p folder, after closing the one that is open. False with errorString() set when that cannot
     /// be done: no such folder, no permission, locked by another program. A store whose import journal cannot be read,
     /// or is of a later version, opens for reading only: writing would lose that journal.

@@ -1,4 +1,4 @@
-# Completion of canlog's command line in bash. Subcommands, options and types are asked of canlog itself.
+# Completion of canlog's command line in bash. Subcommands, options and their values are asked of canlog itself.
 
 _canlog()
 {
@@ -8,12 +8,17 @@ _canlog()
         words="--help --version $("$canlog" --help 2>/dev/null | sed -n 's/^  \([a-z][a-z]*\)  .*/\1/p')"
     elif [ "$previous" = --type ]; then
         words="auto $("$canlog" formats 2>/dev/null | awk 'NR > 1 { print $2, $3 }')"
+    elif [ "${COMP_WORDS[1]}" = convert ] && [ "$previous" = --to ]; then
+        words=$("$canlog" convert --help 2>/dev/null | sed -n '/^Formats/,/^[^F ]/s/^  \([a-z]*\)  .*/\1/p')
+    elif [ "$previous" = --direction ]; then
+        words=$("$canlog" "${COMP_WORDS[1]}" --help 2>/dev/null | sed -n 's/^.*--direction <\([a-z|]*\)>.*/\1/p')
+        words=${words//|/ }
     elif [ "$previous" = --store ]; then
         COMPREPLY=($(compgen -d -- "$current"))
         return
     elif [ "${current#-}" != "$current" ]; then
         words=$("$canlog" "${COMP_WORDS[1]}" --help 2>/dev/null |
-            sed -n 's/^  *\(-[a-z], \)\{0,1\}\(--[a-z][a-z-]*\).*/\2/p')
+            sed -n 's/^  \(-[a-z], \)\{0,1\}\(--[a-z][a-z-]*\).*/\2/p')
     fi
     # Without words, bash offers file names.
     [ -z "$words" ] || COMPREPLY=($(compgen -W "$words" -- "$current"))
