@@ -6,6 +6,10 @@
 
 #include <array>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 /**
  * Numbers as they stand in logs. Every function gives exactly what Qt's conversion of the same text gives, for any
  * text: plain digits are read in place, and whatever else comes (signs, prefixes, blanks, digits of other scripts,
@@ -47,6 +51,44 @@ inline bool beginsNoNumber(QChar c)
     return code > ' ' && code < 0x7F && digitValues[code] == 255 && code != '+' && code != '-';
 }
 
+/// Reads two hexadecimal digits as a byte; false, and nothing read, when they are not both digits.
+inline bool readHexPair(const QChar *at, quint8 &byte)
+{
+    const uint high = digitValue(at[0]);
+    const uint low = digitValue(at[1]);
+    if ((high | low) >= 16)
+        return false;
+    byte = quint8(high << 4 | low);
+    return true;
+}
+
+/// Reads 16 hexadecimal digits as 8 bytes; false, and nothing read, when they are not all digits, or when there is no
+/// fast way on this processor.
+inline bool readEightHexPairs(const QChar *at, quint8 *data)
+{
+#ifdef __SSE2__
+    // Sixteen characters become sixteen bytes; those that fit into none become some that are no digits.
+    const auto *const group = reinterpret_cast<const __m128i *>(at);
+    const __m128i codes = _mm_packus_epi16(_mm_loadu_si128(group), _mm_loadu_si128(group + 1));
+    const __m128i digits = _mm_sub_epi8(codes, _mm_set1_epi8('0'));
+    const __m128i isDigit = _mm_cmpeq_epi8(_mm_min_epu8(digits, _mm_set1_epi8(9)), digits);
+    const __m128i letters = _mm_sub_epi8(_mm_or_si128(codes, _mm_set1_epi8(0x20)), _mm_set1_epi8('a'));
+    const __m128i isLetter = _mm_cmpeq_epi8(_mm_min_epu8(letters, _mm_set1_epi8(5)), letters);
+    if (_mm_movemask_epi8(_mm_or_si128(isDigit, isLetter)) != 0xFFFF)
+        return false;
+    const __m128i values =
+        _mm_or_si128(_mm_and_si128(isDigit, digits), _mm_and_si128(isLetter, _mm_add_epi8(letters, _mm_set1_epi8(10))));
+    const __m128i pairs = _mm_or_si128(_mm_slli_epi16(values, 4), _mm_srli_epi16(values, 8));
+    const __m128i bytes = _mm_and_si128(pairs, _mm_set1_epi16(0xFF));
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(data), _mm_packus_epi16(bytes, bytes));
+    return true;
+#else
+    Q_UNUSED(at);
+    Q_UNUSED(data);
+    return false;
+#endif
+}
+
 } // namespace TextDetail
 
 /// Bytes from pairs of hexadecimal digits, up to the first pair that is none; returns the number of bytes. @p data
@@ -54,13 +96,11 @@ inline bool beginsNoNumber(QChar c)
 inline qsizetype readHexPairs(QStringView text, quint8 *data)
 {
     qsizetype count = 0;
-    for (const QChar *at = text.begin(); text.end() - at >= 2; at += 2) {
-        const uint high = TextDetail::digitValue(at[0]);
-        const uint low = TextDetail::digitValue(at[1]);
-        if ((high | low) >= 16)
-            break;
-        data[count++] = quint8(high << 4 | low);
-    }
+    const QChar *at = text.begin();
+    for (; text.end() - at >= 16 && TextDetail::readEightHexPairs(at, data + count); at += 16)
+        count += 8;
+    for (; text.end() - at >= 2 && TextDetail::readHexPair(at, data[count]); at += 2)
+        ++count;
     return count;
 }
 
@@ -70,7 +110,7 @@ inline quint8 readByte(QStringView text, int base, bool *ok = nullptr)
     // Nearly all numbers in a log are two hexadecimal digits: taking them here saves a call for each, a quarter of the
     // time of a line.
     quint8 value = 0;
-    if (base == 16 && text.size() == 2 && readHexPairs(text, &value) == 1) {
+    if (base == 16 && text.size() == 2 && TextDetail::readHexPair(text.begin(), value)) {
         if (ok)
             *ok = true;
         return value;
