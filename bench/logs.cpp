@@ -193,24 +193,30 @@ QByteArray genericLine(int number)
 const QVector<BenchFormat> &benchFormats()
 {
     using namespace DatachunkHelper;
+    // Headings as long as other programs need them, too.
+    static const QByteArray ascStart = "date Fri Aug 17 02:14:44.000 pm 2012\nbase hex  timestamps absolute\n";
+    static const QByteArray ascPlainStart = ascStart + "no internal events logged\nBegin Triggerblock\n";
+    static const QByteArray traceStartTime = ";$STARTTIME=41138.5935648148\n";
     static const QVector<BenchFormat> formats{
-        {"candump log file", candumpLogLine, SocketCanDump},
-        {"candump screen", candumpScreenLine, SocketCanDump},
-        {"Kvaser text log", kvaserTxtLine, KvaserTxtLog, "Format of data field: HEX\nTrigger\n"},
-        {"Kvaser CanKing", canKingLine, KvaserCanKingLog, "Chn Identifier\n"},
-        {"Wireshark CSV", wiresharkLine, WiresharkCsv, "No.,Time,Source,Destination,Protocol,Length,Info\n"},
-        {"Vector ASC", ascLine, VectorAscLog},
-        {"Vector ASC, no bit count", ascLineWithoutBitCount, VectorAscLogWithoutBitcount, "Begin Triggerblock\n"},
-        {"Vector ASC, CAN FD", ascFdLine, VectorAscLogWithoutBitcount, "Begin Triggerblock\n"},
-        {"Norvik", norvikLine, NorvikTxt},
-        {"PCAN trace 1.1", trace11Line, PeakTraceV11, ";$FILEVERSION=1.1\n", ' ', true},
-        {"PCAN trace 1.2", trace12Line, PeakTraceV12, ";$FILEVERSION=1.2\n", ' ', true},
-        {"PCAN trace 1.3", trace13Line, PeakTraceV13, ";$FILEVERSION=1.3\n", ' ', true},
-        {"PCAN trace 2.0", trace20Line, PeakTraceV20, ";$COLUMNS=N,O,T,I,d,l,D\n", ' ', true},
-        {"PCAN trace 2.1", trace21Line, PeakTraceV21, ";$COLUMNS=N,O,T,B,I,d,R,L,D\n", ' ', true},
-        {"CoCTT", cocttLine, CoCTTLog, {}, ' ', true},
-        {"Ixxat", ixxatLine, IxxatLog, "No,Bus,Time,Type,ID (hex),DLC,Data (hex)\n", ',', true},
-        {"generic", genericLine, GenericFile, {}, ' ', true},
+        {"candump log file", ".log", candumpLogLine, SocketCanDump},
+        {"candump screen", ".log", candumpScreenLine, SocketCanDump},
+        {"Kvaser text log", ".txt", kvaserTxtLine, KvaserTxtLog, "Format of data field: HEX\nTrigger\n"},
+        {"Kvaser CanKing", ".txt", canKingLine, KvaserCanKingLog, "Chn Identifier\n"},
+        {"Wireshark CSV", ".csv", wiresharkLine, WiresharkCsv, "No.,Time,Source,Destination,Protocol,Length,Info\n"},
+        {"Vector ASC", ".asc", ascLine, VectorAscLog, ascStart + "internal events logged\n"},
+        {"Vector ASC, no bit count", ".asc", ascLineWithoutBitCount, VectorAscLogWithoutBitcount, ascPlainStart},
+        {"Vector ASC, CAN FD", ".asc", ascFdLine, VectorAscLogWithoutBitcount, ascPlainStart},
+        {"Norvik", ".txt", norvikLine, NorvikTxt},
+        {"PCAN trace 1.1", ".trc", trace11Line, PeakTraceV11, ";$FILEVERSION=1.1\n" + traceStartTime, ' ', true},
+        {"PCAN trace 1.2", ".trc", trace12Line, PeakTraceV12, ";$FILEVERSION=1.2\n" + traceStartTime, ' ', true},
+        {"PCAN trace 1.3", ".trc", trace13Line, PeakTraceV13, ";$FILEVERSION=1.3\n" + traceStartTime, ' ', true},
+        {"PCAN trace 2.0", ".trc", trace20Line, PeakTraceV20,
+         ";$FILEVERSION=2.0\n" + traceStartTime + ";$COLUMNS=N,O,T,I,d,l,D\n", ' ', true},
+        {"PCAN trace 2.1", ".trc", trace21Line, PeakTraceV21,
+         ";$FILEVERSION=2.1\n" + traceStartTime + ";$COLUMNS=N,O,T,B,I,d,R,L,D\n", ' ', true},
+        {"CoCTT", ".txt", cocttLine, CoCTTLog, {}, ' ', true},
+        {"Ixxat", ".csv", ixxatLine, IxxatLog, "No,Bus,Time,Type,ID (hex),DLC,Data (hex)\n", ',', true},
+        {"generic", ".txt", genericLine, GenericFile, {}, ' ', true},
     };
     return formats;
 }

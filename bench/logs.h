@@ -9,6 +9,7 @@
 /// One kind of log that the benchmarks write for themselves and how it is read.
 struct BenchFormat {
     const char *name;
+    const char *suffix;            ///< of the file's name, by which some programs know the format
     QByteArray (*line)(int frame); ///< the frame of that number as one line, with its end
     DatachunkHelper::ImportFileType type;
     QByteArray header = {};      ///< lines before the first frame
