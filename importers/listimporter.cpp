@@ -51,7 +51,8 @@ void ListImporter::addMessageToMessageList(CAN::CanRxMessage msg)
 void ListImporter::appendNumbered(CAN::CanRxMessage &message)
 {
     message.messageIndex = messageCounter++;
-    addMessageToMessageList(message);
+    if (messageList)
+        messageList->append(message);
 }
 
 void ListImporter::addNote(QStringView text)

@@ -135,8 +135,23 @@ qint32 readMillisecondFraction(QStringView digits, ImportWatch &watch)
     return fraction;
 }
 
+/// For a text of digits, a point and up to three digits more, as nearly all are; false, and nothing read, for any
+/// other.
+bool readPlainMilliseconds(QStringView text, CanTimeStamp &time)
+{
+    const QStringView end = text.right(4); // with the point, unless there are more digits behind it
+    CanTimeStamp number;
+    if (std::find(end.begin(), end.end(), QLatin1Char('.')) == end.end() || !readPlainSeconds(text, number))
+        return false;
+    time = {number.seconds / 1000, number.seconds % 1000 * 1000 + number.microseconds / 1000};
+    return true;
+}
+
 CanTimeStamp readMilliseconds(QStringView text, ImportWatch &watch)
 {
+    CanTimeStamp time;
+    if (readPlainMilliseconds(text, time))
+        return time;
     // A comma goes before a point, and where there is neither, a NUL separates.
     const auto has = [text](QChar c) { return std::find(text.begin(), text.end(), c) != text.end(); };
     const QChar separator = has(QLatin1Char(','))   ? QLatin1Char(',')

@@ -306,6 +306,8 @@ void TestDetect::ascFormats_data()
     // The reader for logs with bit counts would leave out the others.
     QTest::newRow("some without bit count")
         << header + begin + counted.repeated(20) + fd << Types(Type::VectorAscLogWithoutBitcount);
+    QTest::newRow("one without bit count, late")
+        << header + begin + counted.repeated(400) + fd << Types(Type::VectorAscLogWithoutBitcount);
     // The reader for logs without bit counts would find nothing outside of a block.
     QTest::newRow("some without bit count, no block") << header + counted + plain + plain << Types(Type::VectorAscLog);
     // Which would begin a log of another tool, whose frame lines are alike.
@@ -451,6 +453,9 @@ void TestDetect::onlyTheBeginningCounts()
     const QByteArray prose = QByteArray("Nothing was recorded on that day.\n").repeated(10000);
     QCOMPARE(typeOf(frames + prose), Types(Type::SocketCanDump));
     QCOMPARE(typeOf(prose + frames), Types());
+    // What leaves no doubt is not looked at any further, and what leaves some is.
+    QCOMPARE(detectionOf(frames).reason, QStringLiteral("frames as in a log file (100 lines from line 1)"));
+    QCOMPARE(typeOf(prose.left(150 * 34) + frames), Types(Type::SocketCanDump));
 }
 
 void TestDetect::certainOrLikely_data()

@@ -22,8 +22,9 @@ public:
     /// line.contains(text, caseSensitivity)
     bool isIn(QStringView line) const
     {
-        if (line.size() < text.size())
-            return false; // fields are often shorter than what is looked for
+        // Fields are often shorter than what is looked for, or it itself.
+        if (line.size() <= text.size())
+            return line.size() == text.size() && line.compare(text, caseSensitivity) == 0;
         if (caseSensitivity == Qt::CaseSensitive)
             return isIn(line, rare);
         ushort found = 0;

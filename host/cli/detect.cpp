@@ -14,6 +14,7 @@ namespace
 {
 
 constexpr int beginningLength = 65536;
+constexpr int fewLines = 100;
 constexpr int maximumLineLength = 1024; // no tool writes longer ones; a text without line ends is soon done with
 
 constexpr int likelyScore = 30;
@@ -316,7 +317,7 @@ Detection noLog(const QString &firstLine)
     return {{}, false, QStringLiteral("its first lines are those of no log that canlog knows"), {}};
 }
 
-Detection detectText(const QStringList &lines)
+QVector<Candidate> fittingFormats(const QStringList &lines)
 {
     QVector<Candidate> fitting;
     for (const Signature &signature : signatures()) {
@@ -326,6 +327,18 @@ Detection detectText(const QStringList &lines)
         if (candidate.fits())
             fitting.append(candidate);
     }
+    return fitting;
+}
+
+Detection detectText(const QStringList &lines)
+{
+    // Few lines of most logs fit one format only and leave no doubt; to look at all of them takes as long as to read
+    // 50000 frames.
+    QVector<Candidate> fitting;
+    if (lines.size() > fewLines)
+        fitting = fittingFormats(lines.mid(0, fewLines));
+    if (fitting.size() != 1 || !fitting.constFirst().isCertain())
+        fitting = fittingFormats(lines);
     if (fitting.isEmpty())
         return noLog(lines.value(0));
     const auto best = std::max_element(fitting.cbegin(), fitting.cend(),
