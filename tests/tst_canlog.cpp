@@ -247,7 +247,7 @@ void TestCanlog::wrongUsage_data()
         << QStringList{QStringLiteral("show"), QStringLiteral("--columns"), QStringLiteral("t i")}
         << QByteArray("canlog: --columns is for a FILE, a store needs none; try 'canlog show --help'\n");
     const auto columnsRow = [](const char *columns, const char *problem) {
-        for (const char *subcommand : {"import", "show", "stats", "convert"}) {
+        for (const char *subcommand : {"import", "show", "stats", "count", "convert"}) {
             QTest::addRow("%s with columns '%s'", subcommand, columns)
                 << QStringList{QString::fromLatin1(subcommand), QStringLiteral("small.log"),
                                QStringLiteral("--columns"), QString::fromLatin1(columns)}
@@ -740,8 +740,8 @@ void TestCanlog::quietIsAccepted_data()
 {
     QTest::addColumn<QString>("arguments");
     for (const char *arguments :
-         {"import %1 small.log", "show %1", "show small.log %1", "stats %1", "convert small.log %1 --to csv",
-          "zip %1 b.zip", "unzip %1 a.zip", "merge %1 a.zip", "check %1 a.zip"})
+         {"import %1 small.log", "show %1", "show small.log %1", "stats %1", "count small.log %1",
+          "convert small.log %1 --to csv", "zip %1 b.zip", "unzip %1 a.zip", "merge %1 a.zip", "check %1 a.zip"})
         QTest::newRow(arguments) << QString::fromLatin1(arguments);
 }
 
@@ -845,7 +845,7 @@ void TestCanlog::unreadableFiles()
     QVERIFY(QFile::link(path(QStringLiteral("pipe")), path(QStringLiteral("link"))));
     const auto removeSocket = qScopeGuard([&] { QFile::remove(path(QStringLiteral("socket"))); });
 
-    for (const QString &subcommand : {QStringLiteral("import"), QStringLiteral("show")}) {
+    for (const QString &subcommand : {QStringLiteral("import"), QStringLiteral("show"), QStringLiteral("count")}) {
         const Outcome outcome = canlog({subcommand, name});
         const QByteArray shownName = name.isEmpty() ? QByteArray("''") : name.toUtf8();
         QCOMPARE(outcome.err, "canlog: " + shownName + ": " + problem);

@@ -115,6 +115,7 @@ void CanlogImportTest::othersTellOfFaultyLinesAtTheEnd_data()
     QTest::newRow("show") << QStringLiteral("\"$canlog\" show bad.log") << file;
     QTest::newRow("stats") << QStringLiteral("\"$canlog\" stats bad.log") << file;
     QTest::newRow("stats of few") << QStringLiteral("\"$canlog\" stats --id 123 bad.log") << file;
+    QTest::newRow("count") << QStringLiteral("\"$canlog\" count bad.log") << file;
     QTest::newRow("convert") << QStringLiteral("\"$canlog\" convert bad.log --to csv") << file;
     QTest::newRow("convert into a file") << QStringLiteral("\"$canlog\" convert bad.log out.db") << file;
     QTest::newRow("standard input") << QStringLiteral("\"$canlog\" show - < bad.log") << QByteArray("-");
@@ -165,6 +166,7 @@ void CanlogImportTest::quietShowsNoBar_data()
     QTest::addColumn<QString>("command");
     QTest::newRow("import") << QStringLiteral("import %1 small.log");
     QTest::newRow("stats") << QStringLiteral("stats %1 small.log");
+    QTest::newRow("count") << QStringLiteral("count %1 small.log");
     QTest::newRow("convert") << QStringLiteral("convert %1 small.log out.csv");
 }
 

@@ -1,5 +1,6 @@
 #include "host/cli/filereading.h"
 #include "host/cli/formats.h"
+#include "host/cli/logfile.h"
 #include "host/cli/messagefilter.h"
 #include "host/cli/messagesource.h"
 #include "host/cli/output.h"
@@ -330,7 +331,7 @@ Subcommand convertSubcommand()
             "What a format has no place for is counted on standard error. OUT is written whole or not at\n"
             "all: when something fails, what was there before stays; the exit status is then 1, or 130 after Ctrl-C.\n"
             "The filters are --id, --channel, --from, --until, --direction and --notes-only.\n%2")
-            .arg(targetTable(), MessageSource::warningHelp()),
+            .arg(targetTable(), LogFile::warningHelp()),
         QStringLiteral("  canlog convert examples/drive.log drive.asc\n"
                        "  canlog convert examples/washer-trc21.trc --to csv | less\n"
                        "  canlog convert --store trips trips.db\n"),

@@ -18,8 +18,9 @@ namespace
 
 QVector<Subcommand> subcommands()
 {
-    return {importSubcommand(),  showSubcommand(), statsSubcommand(), convertSubcommand(), detectSubcommand(),
-            formatsSubcommand(), zipSubcommand(),  unzipSubcommand(), mergeSubcommand(),   checkSubcommand()};
+    return {importSubcommand(),  showSubcommand(),   statsSubcommand(),   countSubcommand(),
+            convertSubcommand(), detectSubcommand(), formatsSubcommand(), zipSubcommand(),
+            unzipSubcommand(),   mergeSubcommand(),  checkSubcommand()};
 }
 
 QString mainHelp()

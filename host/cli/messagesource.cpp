@@ -1,35 +1,25 @@
 #include "host/cli/messagesource.h"
 
-#include "host/cli/filereading.h"
 #include "host/cli/formats.h"
-#include "host/cli/inputfile.h"
 #include "host/cli/interruption.h"
+#include "host/cli/logfile.h"
 #include "host/cli/output.h"
-#include "host/cli/progressbar.h"
 #include "host/cli/storefolder.h"
 #include "host/store/notes.h"
-#include "host/store/streamstore.h"
 
 #include <QCommandLineParser>
-#include <QThread>
 
 namespace
 {
 
 /// Hands on each message that the library delivers as soon as its note is final: the latest one may get more of it.
-class VisitingStore : public StreamStore
+class VisitingStore : public LogStore
 {
 public:
     explicit VisitingStore(const MessageVisitor &messageVisitor)
         : visitor(messageVisitor)
     {
     }
-
-    bool isEmpty() const { return empty; }
-    /// Whether the visitor wanted no more.
-    bool isStopped() const { return !wantsMore; }
-    /// Why the data-chunk file could not be read; empty when it could be, and of other formats.
-    QString fault() const { return chunkFault; }
 
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
                              const QMap<unsigned int, QString> &notes) override
@@ -38,8 +28,8 @@ public:
             addMessageNoteToLastMessage(joinedNotes(notes));
             return;
         }
+        LogStore::addImportedMessages(messages, notes);
         visitLatest();
-        empty = false;
         const QMap<int, QString> allNotes = notesByPosition(messages, notes);
         const int last = messages.size() - 1;
         for (int i = 0; i < last; ++i)
@@ -54,15 +44,19 @@ public:
             joinNote(latestNote, note);
     }
     void setImportFinished(bool, DatachunkHelper::ImportFileType, QString, bool) override { visitLatest(); }
-    bool loadQclFile(QString path) override;
+
+protected:
+    void takeChunk(const ChunkFormat::Chunk &chunk) override
+    {
+        if (!ChunkFormat::forEachMessage(chunk, visitor))
+            stop();
+    }
 
 private:
     void visit(const CAN::CanRxMessage &message, const QString &note)
     {
-        if (!wantsMore || visitor(message, note))
-            return;
-        wantsMore = false;
-        QThread::currentThread()->requestInterruption(); // the rest of the file may be gigabytes long
+        if (!isStopped() && !visitor(message, note))
+            stop();
     }
     void visitLatest()
     {
@@ -75,21 +69,7 @@ private:
     CAN::CanRxMessage latest;
     QString latestNote;
     bool hasLatest = false;
-    bool wantsMore = true;
-    bool empty = true;
-    QString chunkFault;
 };
-
-bool VisitingStore::loadQclFile(QString path)
-{
-    ChunkFormat::Chunk chunk;
-    chunkFault = ChunkFormat::readChunkFile(path, chunk);
-    if (!chunkFault.isEmpty())
-        return false;
-    empty = chunk.messages.isEmpty();
-    wantsMore = ChunkFormat::forEachMessage(chunk, visitor);
-    return true;
-}
 
 /// What is wrong with the combination of options and arguments; empty when nothing is.
 QString usageProblem(const QCommandLineParser &parser, const QString &subcommand)
@@ -126,13 +106,6 @@ QString MessageSource::synopsis()
     return QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]]");
 }
 
-QString MessageSource::warningHelp()
-{
-    return QStringLiteral(
-        "Lines of a FILE that were dropped or read in part are counted on standard error at the end,\n"
-        "and a file without any message is named there; the exit status is then 0 all the same.");
-}
-
 bool MessageSource::choose(const QCommandLineParser &parser, const QString &subcommand)
 {
     const QString problem = usageProblem(parser, subcommand);
@@ -151,32 +124,18 @@ bool MessageSource::choose(const QCommandLineParser &parser, const QString &subc
 void MessageSource::chooseFile(const QString &filePath, const QCommandLineParser &parser)
 {
     path = filePath;
-    options = &parser;
+    file = std::make_unique<LogFile>(filePath, parser);
 }
 
 void MessageSource::chooseStore(const QString &folder)
 {
     path = folder;
-    options = nullptr;
+    store = std::make_unique<ChunkStore>();
 }
 
 bool MessageSource::open()
 {
-    if (!options) {
-        store = std::make_unique<ChunkStore>();
-        return openStore(*store, path, ChunkStore::Mode::Read);
-    }
-    input = std::make_unique<InputFile>(path);
-    const QString problem = input->prepare();
-    if (!problem.isEmpty()) {
-        complain(path, problem);
-        return false;
-    }
-    format = formatOf(*input, *options);
-    if (!format)
-        return false;
-    text = requestText(*options, *format);
-    return true;
+    return file ? file->open() : openStore(*store, path, ChunkStore::Mode::Read);
 }
 
 ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
@@ -185,45 +144,17 @@ ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
     const MessageVisitor untilInterrupted = [&](const CAN::CanRxMessage &message, const QString &note) {
         return !wasInterrupted() && visitor(message, note);
     };
-    const ExitStatus status = options ? visitFile(untilInterrupted, bar) : visitStore(untilInterrupted);
-    if (!wasInterrupted())
-        return status;
-    complain(path, QStringLiteral("interrupted"));
-    return ExitStatus::Interrupted;
-}
-
-ExitStatus MessageSource::visitFile(const MessageVisitor &visitor, ProgressBar *bar)
-{
-    VisitingStore visiting(visitor);
-    const FileResult result = readFile(visiting, {input->path(), format->type, text}, bar);
-    if (bar && result.ok)
-        bar->finish(quint64(result.report.messages));
-    else if (bar)
-        bar->clear();
-    if (visiting.isStopped() || result.isInterrupted)
-        return ExitStatus::Success;
-    if (!result.ok) {
-        const QString reason = visiting.fault();
-        complain(path, notReadText(*format, reason.isEmpty() ? result.errorText : reason));
-        return ExitStatus::Failure;
-    }
-    if (!result.report.readError.isEmpty()) {
-        complain(path, QStringLiteral("cannot be read any further: %1").arg(result.report.readError));
-        return ExitStatus::Failure;
-    }
-    if (visiting.isEmpty()) {
-        complain(path, noMessagesText(*format));
-        return ExitStatus::Success;
-    }
-    const QString faulty = faultyLinesText(result.report);
-    if (!faulty.isEmpty())
-        complain(path, faulty);
-    return ExitStatus::Success;
+    if (!file)
+        return visitStore(untilInterrupted);
+    VisitingStore visiting(untilInterrupted);
+    return file->read(visiting, bar);
 }
 
 ExitStatus MessageSource::visitStore(const MessageVisitor &visitor)
 {
     store->forEachMessage(visitor);
     complainOfDamage(*store, path);
+    if (wasInterrupted())
+        return interrupted(path);
     return store->warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }

@@ -8,9 +8,8 @@
 #include <memory>
 
 class ChunkStore;
-class InputFile;
+class LogFile;
 class ProgressBar;
-struct Format;
 class QCommandLineParser;
 
 /// Gets one message and its final note (empty: none); returns false when it wants no more. The message is valid during
@@ -31,13 +30,11 @@ public:
     static void addOptions(QCommandLineParser &parser);
     /// The options as a usage line shows them.
     static QString synopsis();
-    /// What the help says of logs that are not read in full.
-    static QString warningHelp();
 
     /// Chooses what the command line of @p subcommand names; false after a complaint when it makes no sense.
     bool choose(const QCommandLineParser &parser, const QString &subcommand);
     /// Chooses a file, to be read as the options in @p parser say, which formatProblem() has nothing to say of; the
-    /// parser must live until open().
+    /// parser must live as long as this object.
     void chooseFile(const QString &path, const QCommandLineParser &parser);
     void chooseStore(const QString &folder);
 
@@ -58,13 +55,9 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(MessageSource)
 
-    ExitStatus visitFile(const MessageVisitor &visitor, ProgressBar *bar);
     ExitStatus visitStore(const MessageVisitor &visitor);
 
     QString path;
-    const QCommandLineParser *options = nullptr; ///< null: the path is the folder of a store
-    std::unique_ptr<InputFile> input;            ///< the file, once it is open
-    const Format *format = nullptr;              ///< of that file
-    QString text;                                ///< that goes with the request to read it
-    std::unique_ptr<ChunkStore> store;           ///< the store, once it is open
+    std::unique_ptr<LogFile> file;     ///< null: the path is the folder of a store
+    std::unique_ptr<ChunkStore> store; ///< null: the path is a log
 };

@@ -61,6 +61,12 @@ ExitStatus wrongUsage(const QString &text, const QString &subcommand)
     return ExitStatus::WrongUsage;
 }
 
+ExitStatus interrupted(const QString &path)
+{
+    complain(path, QStringLiteral("interrupted"));
+    return ExitStatus::Interrupted;
+}
+
 QString counted(quint64 count, const QString &what)
 {
     return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));

@@ -41,6 +41,8 @@ void complain(const QString &text);
 void complain(const QString &path, const QString &text);
 /// complain() of a wrong command line, with a pointer to the help of @p subcommand (empty: of canlog itself).
 ExitStatus wrongUsage(const QString &text, const QString &subcommand = QString());
+/// complain() that Ctrl-C ended the reading of the file or folder @p path.
+ExitStatus interrupted(const QString &path);
 
 /// "1 message", "2 messages"
 QString counted(quint64 count, const QString &what);

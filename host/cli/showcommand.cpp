@@ -1,3 +1,4 @@
+#include "host/cli/logfile.h"
 #include "host/cli/messagefilter.h"
 #include "host/cli/messagesource.h"
 #include "host/cli/messagetable.h"
@@ -91,7 +92,7 @@ Subcommand showSubcommand()
             + QLatin1String(" [--limit N] [--quiet]"),
         QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
                        "What is left out of a damaged store is named on standard error; the exit status is then 1.\n")
-            + MessageSource::warningHelp(),
+            + LogFile::warningHelp(),
         QStringLiteral("  canlog show --limit 20\n"
                        "  canlog show --store trips --id 0C9,18FEF100\n"
                        "  canlog show --from 12.5 --to 13 --id 100-1FF --direction rx\n"

@@ -1,3 +1,4 @@
+#include "host/cli/logfile.h"
 #include "host/cli/messagefilter.h"
 #include "host/cli/messagesource.h"
 #include "host/cli/output.h"
@@ -382,7 +383,7 @@ Subcommand statsSubcommand()
                        "Only messages that pass the filters count, in everything. The first 65536 identifiers have\n"
                        "rows. What is left out of a damaged store is named on standard error; the exit status is\n"
                        "then 1.\n")
-            + MessageSource::warningHelp(),
+            + LogFile::warningHelp(),
         QStringLiteral("  canlog stats examples/drive.log\n"
                        "  canlog stats --store trips --channel 1 --bitrate 500000 --data-bitrate 2000000\n"
                        "  canlog stats examples/drive.log --id 0C9 --gap 0.05 --json\n"),

@@ -30,6 +30,7 @@ struct Subcommand {
 Subcommand importSubcommand();
 Subcommand showSubcommand();
 Subcommand statsSubcommand();
+Subcommand countSubcommand();
 Subcommand detectSubcommand();
 Subcommand convertSubcommand();
 Subcommand formatsSubcommand();

@@ -1,0 +1,85 @@
+#include "host/cli/formats.h"
+#include "host/cli/interruption.h"
+#include "host/cli/logfile.h"
+#include "host/cli/output.h"
+#include "host/cli/progressbar.h"
+
+#include <QCommandLineParser>
+
+#include <optional>
+
+namespace
+{
+
+/// How many messages the file @p path holds; nothing after a complaint when that cannot be said.
+std::optional<quint64> countOf(const QString &path, const QCommandLineParser &parser)
+{
+    LogFile file(path, parser);
+    if (!file.open())
+        return {};
+    LogStore store;
+    ProgressBar bar(path, isBarWanted(parser));
+    if (file.read(store, &bar) != ExitStatus::Success)
+        return {};
+    return store.messageCount();
+}
+
+ExitStatus run(const QCommandLineParser &parser, Output &out)
+{
+    const QStringList paths = parser.positionalArguments();
+    if (paths.isEmpty())
+        return wrongUsage(QStringLiteral("count needs at least one FILE"), QStringLiteral("count"));
+    const QString problem = formatProblem(parser);
+    if (!problem.isEmpty())
+        return wrongUsage(problem, QStringLiteral("count"));
+
+    const auto writeCount = [&](quint64 count, const QString &name) {
+        out.writeLine(printable(QStringLiteral("%1 %2").arg(QString::number(count), name)));
+        out.flush();
+    };
+    quint64 total = 0;
+    ExitStatus status = ExitStatus::Success;
+    for (const QString &path : paths) {
+        if (!out.isOpen())
+            return status;
+        const std::optional<quint64> count = countOf(path, parser);
+        if (wasInterrupted())
+            return ExitStatus::Interrupted;
+        if (!count) {
+            status = ExitStatus::Failure;
+            continue;
+        }
+        writeCount(*count, path);
+        total += *count;
+    }
+    if (paths.size() > 1)
+        writeCount(total, QStringLiteral("total"));
+    return status;
+}
+
+void addOptions(QCommandLineParser &parser)
+{
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A log file."), QStringLiteral("FILE..."));
+    parser.addOption(typeOption());
+    parser.addOption(columnsOption());
+    parser.addOption(quietOption());
+}
+
+} // namespace
+
+Subcommand countSubcommand()
+{
+    return {QStringLiteral("count"),
+            QStringLiteral("Counts the messages of log files."),
+            QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--quiet] FILE..."),
+            QStringLiteral(
+                "Every file gives one line with the number of its messages, a blank and its name, and more than\n"
+                "one file another line with their sum and \"total\". A file that cannot be read to its end gives\n"
+                "none; the exit status is then 1, and the others are counted.\n")
+                + LogFile::warningHelp(),
+            QStringLiteral("  canlog count examples/drive.log\n"
+                           "  canlog count *.log | tail -n 1\n"
+                           "  gzip -dc monday.log.gz | canlog count -\n"),
+            addOptions,
+            run};
+}
