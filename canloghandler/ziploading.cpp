@@ -26,7 +26,7 @@ namespace
 {
 
 constexpr int copyBlockSize = 10000;
-constexpr int blocksPerWrite = 6; // one at a time merging takes 8 % longer: nearly every page is written in two parts
+constexpr int blocksPerWrite = 26; // one at a time merging takes a tenth longer: a file grows cheaper in large parts
 constexpr quint32 maxHeaderSize = 1024 * 1024; // in bytes; a longer text is no header, and its chunk has the number 0
 constexpr char endSignature[] = "PK\5\6";
 constexpr int endRecordSize = 22; // without its comment
