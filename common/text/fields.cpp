@@ -123,7 +123,9 @@ void Fields::splitAtBlanks(QStringView line)
 
 void Fields::split(QStringView line, QChar separator, EmptyFields empty)
 {
-    const auto separatorsOf = [separator](const QChar *at, qsizetype count) { return bitsOfCharacter(at, count, separator); };
+    const auto separatorsOf = [separator](const QChar *at, qsizetype count) {
+        return bitsOfCharacter(at, count, separator);
+    };
     if (empty == SkipEmpty)
         splitAtRuns(line, separatorsOf);
     else
