@@ -95,8 +95,7 @@ private:
 
 bool isFrameType(QStringView type)
 {
-    return type == QStringView(u"DT") || type == QStringView(u"FD") || type == QStringView(u"FB")
-           || type == QStringView(u"RR");
+    return isText(type, u"DT") || isText(type, u"FD") || isText(type, u"FB") || isText(type, u"RR");
 }
 
 void readId(QStringView word, CAN::CanRxMessage &message, ImportWatch &watch)
@@ -316,7 +315,7 @@ bool PeakTraceImporter::importVersion1Line(const Fields &words)
     message.isTx = isSent;
     readId(words[3], message, *watch);
     message.dlc = watch->readByte(words[4], 10);
-    message.isRemote = words[5] == QStringView(u"RTR");
+    message.isRemote = isText(words[5], u"RTR");
     if (!message.isRemote)
         readPayload(words, 5, message, *watch);
     appendNumbered(message);
@@ -330,12 +329,12 @@ bool PeakTraceImporter::importVersion2Line(const Fields &words)
     if (words.count() < 6 || !hasWord(timeColumn) || !hasWord(typeColumn))
         return false;
     const QStringView type = words[typeColumn];
-    const bool isRemote = type == QStringView(u"RR");
-    const bool hasBitRateSwitch = type == QStringView(u"FB");
-    const bool isFd = hasBitRateSwitch || type == QStringView(u"FD");
+    const bool isRemote = isText(type, u"RR");
+    const bool hasBitRateSwitch = isText(type, u"FB");
+    const bool isFd = hasBitRateSwitch || isText(type, u"FD");
     if (!isFrameType(type)) {
         // A CAN FD frame whose sender stated an error is left out like a status or another event, which are no frames.
-        if (type == QStringView(u"FE") || type == QStringView(u"BI"))
+        if (isText(type, u"FE") || isText(type, u"BI"))
             watch->drop(ImportWatch::Reason::NotRead, type);
         return true;
     }

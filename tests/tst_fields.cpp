@@ -48,6 +48,8 @@ private Q_SLOTS:
     void agreesWithQtOnRandomText();
     void agreesWithQtOnTextOfAnyLength();
     void knowsTheWhiteSpaceOfQt();
+    void knowsAText_data();
+    void knowsAText();
     void readsAbsentFieldsAsEmpty();
     void splitsAtATextSeparator_data();
     void splitsAtATextSeparator();
@@ -164,6 +166,28 @@ void FieldsTest::knowsTheWhiteSpaceOfQt()
 {
     for (uint code = 0; code <= 0xFFFF; ++code)
         QCOMPARE(isBlank(QChar(code)), QString(QChar(code)).simplified().isEmpty());
+}
+
+void FieldsTest::knowsAText_data()
+{
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<bool>("expected");
+
+    QTest::newRow("the text") << "RTR" << true;
+    QTest::newRow("shorter") << "RT" << false;
+    QTest::newRow("longer") << "RTRR" << false;
+    QTest::newRow("other case") << "rTR" << false;
+    QTest::newRow("other end") << "RTX" << false;
+    QTest::newRow("empty") << "" << false;
+    QTest::newRow("same low bytes") << QStringLiteral("\u0152TR") << false; // R is 0x52
+}
+
+void FieldsTest::knowsAText()
+{
+    QFETCH(QString, field);
+    QFETCH(bool, expected);
+    QCOMPARE(isText(field, u"RTR"), expected);
+    QVERIFY(!isText({}, u"RTR"));
 }
 
 void FieldsTest::readsAbsentFieldsAsEmpty()

@@ -4,6 +4,7 @@
 #include <QStringList>
 #include <QStringView>
 
+#include <algorithm>
 #include <vector>
 
 /**
@@ -65,6 +66,13 @@ private:
 /// What text.simplified() gives, as a view into @p text when it is simple already, as nearly all lines are, and else
 /// into @p room.
 QStringView simplified(QStringView text, QString &room);
+
+/// Whether @p field is the literal @p text. Qt's comparison is a call, which takes longer than so few characters.
+template <std::size_t size>
+inline bool isText(QStringView field, const char16_t (&text)[size])
+{
+    return field.size() == qsizetype(size) - 1 && std::equal(field.begin(), field.end(), text);
+}
 
 /// White space as QString::simplified() has it.
 inline bool isBlank(QChar c)
