@@ -28,7 +28,7 @@ public:
     void notifyFdMessage(bool) override {}
     void setLastErrorText(const QString &) override {}
     bool loadQclFile(QString) override { return false; }
-    QDir getDataChunkLocation() const override { return {}; }
+    QDir getDataChunkLocation() const override { return {QStringLiteral(":/none")}; } // QDir() is the current folder
     bool parseQCLStream(QDataStream &, bool &) override { return false; }
     unsigned int getMsgCountFromQclStream(QDataStream &) override { return 0; }
     void notifyNewZippedFile(const QString &, const QString &, const QDir &, const QString &) override {}
