@@ -167,6 +167,8 @@ private Q_SLOTS:
     void agreesWithQtOnEverySingleCharacter();
     void readsSeconds_data();
     void readsSeconds();
+    void agreesWithQtOnSecondsWithAnOddCharacter();
+    void readsHexPairsUpToAnOddCharacter();
     void readsTimeOfDay_data();
     void readsTimeOfDay();
     void agreesWithQtOnTimesOfDay();
@@ -240,6 +242,49 @@ void NumbersTest::readsSeconds()
     const CanTimeStamp time = readSeconds(text);
     QCOMPARE(time.seconds, seconds);
     QCOMPARE(time.microseconds, microseconds);
+}
+
+// Eight digits, and eight pairs of them, are read at once: an odd character has to be seen wherever it stands. Those
+// from U+0130 on have the low bytes of digits, or are digits of other scripts, or look negative as 16-bit numbers.
+static const QString oddCharacters = QStringLiteral("/:@G`g .+-\u0130\u0141\u0665\u2030\uFF11\uFFFF");
+
+void NumbersTest::agreesWithQtOnSecondsWithAnOddCharacter()
+{
+    const QString plain = QStringLiteral("1345212884.318850");
+    for (int at = 0; at < plain.size(); ++at) {
+        for (const QChar odd : oddCharacters) {
+            QString text = plain;
+            text[at] = odd;
+            const QStringList pieces = text.split(QLatin1Char('.'));
+            bool secondsOk = false;
+            bool fractionOk = false;
+            const int seconds = pieces.first().toInt(&secondsOk, 0);
+            const int microseconds = pieces.last().leftJustified(6, QLatin1Char('0')).toInt(&fractionOk);
+            bool ok = false;
+            QCOMPARE(readSeconds(text, &ok), CanTimeStamp(seconds, microseconds));
+            QCOMPARE(ok, secondsOk && fractionOk);
+        }
+    }
+}
+
+void NumbersTest::readsHexPairsUpToAnOddCharacter()
+{
+    const QString digits = QStringLiteral("0123456789abcdefFEDCBA9876543210a5A5c");
+    for (int size = 0; size <= digits.size(); ++size) {
+        for (int at = 0; at <= size; ++at) {
+            for (const QChar odd : oddCharacters) {
+                QString text = digits.left(size);
+                if (at < size)
+                    text[at] = odd;
+                QByteArray expected;
+                for (int i = 0; i < at / 2; ++i)
+                    expected.append(char(digits.mid(2 * i, 2).toUInt(nullptr, 16)));
+                QByteArray bytes(size / 2, '\xEE');
+                const qsizetype count = readHexPairs(text, reinterpret_cast<quint8 *>(bytes.data()));
+                QCOMPARE(bytes.left(int(count)), expected);
+            }
+        }
+    }
 }
 
 void NumbersTest::readsTimeOfDay_data()
