@@ -51,7 +51,7 @@ void ListImporter::addMessageToMessageList(CAN::CanRxMessage msg)
 void ListImporter::appendNumbered(CAN::CanRxMessage &message)
 {
     message.messageIndex = messageCounter++;
-    if (messageList)
+    if (messageList) // not by addMessageToMessageList(), which copies once more
         messageList->append(message);
 }
 

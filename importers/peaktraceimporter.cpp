@@ -3,6 +3,7 @@
 #include "common/importwatch.h"
 #include "common/text/fields.h"
 #include "common/text/mark.h"
+#include "common/text/numbers.h"
 
 #include <QFile>
 #include <QRegularExpression>

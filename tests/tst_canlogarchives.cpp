@@ -533,7 +533,7 @@ void CanlogArchivesTest::halfAnArchiveIsNotTakenForAllOfIt()
     const Outcome half = canlog("unzip a.zip --store target");
     QVERIFY2(half.err.endsWith(
                  QStringLiteral("canlog: %1: was there before and is not all of a.zip; rename or remove it and unzip "
-                                "again\n")
+                                "again, or see with 'canlog check' whether it is damaged\n")
                      .arg(unpacked)),
              qPrintable(half.err));
     QCOMPARE(half.out, QString());

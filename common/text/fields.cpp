@@ -10,7 +10,7 @@ using namespace CharacterBits;
 namespace
 {
 
-/// The same for the blanks among the first @p count characters; false when it is not told by ASCII alone.
+/// One bit for each blank among the first @p count characters, 64 at the most; false when ASCII alone does not tell.
 inline bool asciiBlanksOf(const QChar *at, qsizetype count, quint64 &blanks)
 {
 #ifdef __SSE2__

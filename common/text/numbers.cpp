@@ -70,9 +70,11 @@ inline bool readEightDigits(const QChar *at, quint64 &value)
     const __m128i tooLarge = _mm_subs_epu16(digits, _mm_set1_epi16(9));
     if (_mm_movemask_epi8(_mm_cmpeq_epi16(tooLarge, _mm_setzero_si128())) != 0xFFFF)
         return false;
-    const __m128i twos = _mm_madd_epi16(digits, _mm_set1_epi32(1 << 16 | 10)); // the lower half comes first
+    // Ten times the first digit of a pair and the second one, then a hundred times the first pair and the second one.
+    const __m128i twos = _mm_madd_epi16(digits, _mm_set1_epi32(1 << 16 | 10));
     const __m128i fours = _mm_madd_epi16(_mm_packs_epi32(twos, twos), _mm_set1_epi32(1 << 16 | 100));
-    const auto both = quint64(_mm_cvtsi128_si64(fours));
+    quint64 both;
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(&both), fours);
     value = (both & 0xFFFFFFFF) * 10000 + (both >> 32);
     return true;
 #else

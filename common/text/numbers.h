@@ -131,7 +131,8 @@ inline quint8 readByte(QStringView text, int base, bool *ok = nullptr)
  */
 CanTimeStamp readSeconds(QStringView text, bool *ok = nullptr);
 
-/// readSeconds() for a text made of digits and one point, as nearly all are; false, and nothing read, for any other.
+/// readSeconds() for a text made of digits and one point, as nearly all are; false, and nothing read, for any other and
+/// for those with a leading zero or more digits than are surely held.
 bool readPlainSeconds(QStringView text, CanTimeStamp &time);
 
 /// Time of day: what QTime::fromString(text, "hh:mm:ss.zzz") gives; a text that is none gives 0.

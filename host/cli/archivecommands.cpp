@@ -291,9 +291,9 @@ ExitStatus runUnzip(const QCommandLineParser &parser, Output &out)
     const bool isSound = unpacked.warnings().isEmpty();
     if (wasThere && (chunks < all || !isSound)) {
         // A program that was killed leaves half an archive, which the library takes for all of it.
-        complain(
-            folder,
-            QStringLiteral("was there before and is not all of %1; rename or remove it and unzip again").arg(path));
+        complain(folder, QStringLiteral("was there before and is not all of %1; rename or remove it and unzip again, "
+                                        "or see with 'canlog check' whether it is damaged")
+                             .arg(path));
         return ExitStatus::Failure;
     }
     const bool complete = isComplete(path, chunks, all);

@@ -17,10 +17,10 @@ struct Detection {
 };
 
 /**
- * Finds the format of the file @p path from its first 65536 characters; its name plays no part. A text of which too few
- * lines fit a format is unknown, never guessed, as is a file that cannot be read. Of formats that fit alike the one
- * that reads the most frames is taken. A file of columns (GenericFile) says nothing of what they mean and is always
- * unknown.
+ * Finds the format of the file @p path from its first 65536 characters, or from 100 lines when they leave no doubt; its
+ * name plays no part. A text of which too few lines fit a format is unknown, never guessed, as is a file that cannot be
+ * read. Of formats that fit alike the one that reads the most frames is taken. A file of columns (GenericFile) says
+ * nothing of what they mean and is always unknown.
  */
 Detection detectFormat(const QString &path);
 /// The same for @p device, which is open for reading, at its beginning and can seek.

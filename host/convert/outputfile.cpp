@@ -14,7 +14,7 @@ constexpr int attempts = 100;
 constexpr int maximumLinks = 40; // as systems have it
 
 /// @p path, or what it leads to when it is a link, be there a file or not yet: the link is to stay. Still a link when
-/// it leads nowhere.
+/// it leads round in a circle.
 QString resolved(const QString &path)
 {
     QFileInfo info(path);
