@@ -47,6 +47,8 @@ void ImportWatch::settle()
     report.droppedLines += isDropped ? 1 : 0;
     if (report.faults.size() < ImportReport::maxFaults)
         report.faults.append({report.lines, column, reason});
+    else if (reason == Reason::EndsImport) // why there is no more says more than one fault among so many
+        report.faults.last() = {report.lines, column, reason};
     pass();
 }
 

@@ -9,6 +9,7 @@
 #include <QThread>
 #include <QtTest>
 
+#include <algorithm>
 #include <future>
 #include <memory>
 
@@ -114,6 +115,7 @@ private Q_SLOTS:
     void everyLineIsCountedOnce_data();
     void everyLineIsCountedOnce();
     void onlyTheFirstFaultsAreKept();
+    void lineThatEndsTheImportIsNamedWhateverCameBefore();
     void reportIsOnTheLatestImport();
     void importerClassesReportToo();
     void everyReasonHasAText();
@@ -338,6 +340,20 @@ void ImportReportTest::onlyTheFirstFaultsAreKept()
     QCOMPARE(report.faultyLines, qint64(count));
     QCOMPARE(report.faults.size(), ImportReport::maxFaults);
     QCOMPARE(report.faults.constLast().line, qint64(ImportReport::maxFaults));
+}
+
+void ImportReportTest::lineThatEndsTheImportIsNamedWhateverCameBefore()
+{
+    // The second line has no type, without which a trace of this version ends.
+    const QByteArray badTime = "1) x Rx 0123 1 AA\n";
+    for (const int count : {1, ImportReport::maxFaults - 1, ImportReport::maxFaults, ImportReport::maxFaults + 500}) {
+        const ImportReport report = reportOn(badTime.repeated(count) + "2) 1.5\n", DatachunkHelper::PeakTraceV11);
+        QCOMPARE(report.faultyLines, qint64(count + 1));
+        QCOMPARE(report.faults.size(), std::min(count + 1, ImportReport::maxFaults));
+        QCOMPARE(report.faults.constLast().line, qint64(count + 1));
+        QCOMPARE(report.faults.constLast().reason, ImportReport::Reason::EndsImport);
+        QCOMPARE(report.faults.constFirst().reason, ImportReport::Reason::NotANumber);
+    }
 }
 
 void ImportReportTest::reportIsOnTheLatestImport()

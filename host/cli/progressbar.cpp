@@ -38,6 +38,7 @@ QString megabytes(double count)
 
 QCommandLineOption quietOption()
 {
+    // Subcommands without a bar take it, too, so that a script can pass it to all of them.
     return {{QStringLiteral("q"), QStringLiteral("quiet")}, QStringLiteral("No progress bar, not even on a terminal.")};
 }
 
