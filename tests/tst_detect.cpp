@@ -454,7 +454,7 @@ void TestDetect::onlyTheBeginningCounts()
     QCOMPARE(typeOf(frames + prose), Types(Type::SocketCanDump));
     QCOMPARE(typeOf(prose + frames), Types());
     // What leaves no doubt is not looked at any further, and what leaves some is.
-    QCOMPARE(detectionOf(frames).reason, QStringLiteral("frames as in a log file (100 lines from line 1)"));
+    QCOMPARE(detectionOf(frames).reason, QStringLiteral("frames as in a log file (32 lines from line 1)"));
     QCOMPARE(typeOf(prose.left(150 * 34) + frames), Types(Type::SocketCanDump));
 }
 

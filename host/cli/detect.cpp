@@ -14,7 +14,7 @@ namespace
 {
 
 constexpr int beginningLength = 65536;
-constexpr int fewLines = 100;
+constexpr int fewLines = 32;
 constexpr int maximumLineLength = 1024; // no tool writes longer ones; a text without line ends is soon done with
 
 constexpr int likelyScore = 30;
@@ -186,12 +186,13 @@ public:
 
     void look(const QString &line, int number)
     {
-        if (line.trimmed().isEmpty())
+        if (refuted || line.trimmed().isEmpty())
             return;
         const bool isShort = line.size() <= maximumLineLength;
         const QVector<Rule> &rules = signature.rules;
         const auto found = std::find_if(rules.cbegin(), rules.cend(), [&](const Rule &rule) {
-            return isShort && rule.pattern.match(line).hasMatch();
+            const bool isAsked = begun || rule.role != Role::Frame; // before that it would count for nothing
+            return isShort && isAsked && rule.pattern.match(line).hasMatch();
         });
         if (found != rules.cend())
             count(int(found - rules.cbegin()), number);

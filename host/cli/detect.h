@@ -17,7 +17,7 @@ struct Detection {
 };
 
 /**
- * Finds the format of the file @p path from its first 65536 characters, or from 100 lines when they leave no doubt; its
+ * Finds the format of the file @p path from its first 65536 characters, or from 32 lines when they leave no doubt; its
  * name plays no part. A text of which too few lines fit a format is unknown, never guessed, as is a file that cannot be
  * read. Of formats that fit alike the one that reads the most frames is taken. A file of columns (GenericFile) says
  * nothing of what they mean and is always unknown.

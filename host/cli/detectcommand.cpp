@@ -55,7 +55,7 @@ Subcommand detectSubcommand()
             QStringLiteral(
                 "Every file gives one line with its type, how sure that is (certain or likely) and the lines that\n"
                 "spoke for it. A file that is none of the formats is \"unknown\"; the exit status is then 1. No\n"
-                "more than the first 65536 characters are looked at, and 100 lines when they leave no doubt; the\n"
+                "more than the first 65536 characters are looked at, and 32 lines when they leave no doubt; the\n"
                 "name plays no part. Files of columns are always unknown: nothing in them says what the columns\n"
                 "mean."),
             QStringLiteral("  canlog detect examples/drive.asc\n"
