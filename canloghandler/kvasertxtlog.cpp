@@ -1,6 +1,6 @@
 #include "canloghandler/canloghandler.h"
-#include "canloghandler/framefields.h"
 #include "canloghandler/textimport.h"
+#include "common/framefields.h"
 #include "common/text/mark.h"
 
 // Text logs of Kvaser's logging tools: a header that ends with the line of the trigger, then one frame a line. Time,

@@ -1,6 +1,6 @@
 #include "canloghandler/canloghandler.h"
-#include "canloghandler/framefields.h"
 #include "canloghandler/textimport.h"
+#include "common/framefields.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
 #include "canloghandler/canloghandler.h"
-#include "canloghandler/framefields.h"
 #include "canloghandler/textimport.h"
+#include "common/framefields.h"
 #include "common/text/mark.h"
 
 #include <utility>
@@ -38,9 +38,11 @@ public:
     /// Reads a line of the form with statistics into @p message, which must be empty. False when the line is no frame.
     bool readWithBitCount(QStringView line, CAN::CanRxMessage &message)
     {
-        if (!bitCount.isIn(line))
+        tokens.splitAtBlanks(line);
+        // Nearly all frames have it in the same place.
+        if (!isText(tokens[tokens.count() - 6], u"BitCount") && !bitCount.isIn(line))
             return false;
-        if (!split(line, 6)) {
+        if (!hasTimeAnd(6)) {
             watch.drop(ImportWatch::Reason::MissingColumns, {});
             return false;
         }
@@ -55,16 +57,14 @@ public:
     /// The same for a line of the other form.
     bool readWithoutBitCount(QStringView line, CAN::CanRxMessage &message)
     {
-        return canFd.isIn(line) ? readFd(line, message) : readClassic(line, message);
+        tokens.splitAtBlanks(line);
+        // Nearly all CAN FD frames have it in the same place.
+        return isText(tokens[1], u"CANFD") || canFd.isIn(line) ? readFd(message) : readClassic(message);
     }
 
 private:
-    /// False when the line has fewer than @p wanted tokens or does not begin with a time.
-    bool split(QStringView line, int wanted)
-    {
-        tokens.splitAtBlanks(line);
-        return tokens.count() >= wanted && holds(tokens[0], QLatin1Char('.'));
-    }
+    /// False when there are fewer than @p wanted tokens or the first one is no time.
+    bool hasTimeAnd(int wanted) const { return tokens.count() >= wanted && holds(tokens[0], QLatin1Char('.')); }
 
     /// A line of the form without statistics that is too short for a frame. Without a time, or with a word where the
     /// identifier would stand, it is an event or a comment.
@@ -79,9 +79,9 @@ private:
         return false;
     }
 
-    bool readClassic(QStringView line, CAN::CanRxMessage &message)
+    bool readClassic(CAN::CanRxMessage &message)
     {
-        if (!split(line, 4))
+        if (!hasTimeAnd(4))
             return dropShort(2);
         readStart(1, 2, message);
         // Only where no direction stands before the letter, unlike in the other form: "Rx r" is a frame without data.
@@ -96,9 +96,9 @@ private:
     }
 
     /// Bit-rate switch and error state are not read; of the two lengths, code and bytes, the second.
-    bool readFd(QStringView line, CAN::CanRxMessage &message)
+    bool readFd(CAN::CanRxMessage &message)
     {
-        if (!split(line, 9))
+        if (!hasTimeAnd(9))
             return dropShort(4);
         readStart(2, 4, message);
         message.isFd = true;

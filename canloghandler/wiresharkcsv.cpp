@@ -1,6 +1,6 @@
 #include "canloghandler/canloghandler.h"
-#include "canloghandler/framefields.h"
 #include "canloghandler/textimport.h"
+#include "common/framefields.h"
 #include "common/text/mark.h"
 
 // Packet lists that Wireshark exports as comma-separated values from a SocketCAN capture: number, time, source,

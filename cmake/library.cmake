@@ -23,6 +23,7 @@ add_library(CANLogHandlerInternals OBJECT
   common/importwatch.cpp
   common/text/fields.cpp
   common/text/linereader.cpp
+  common/text/mark.cpp
   common/text/numbers.cpp
 )
 set_target_properties(CANLogHandlerInternals PROPERTIES POSITION_INDEPENDENT_CODE ON)

@@ -1,5 +1,6 @@
 #include "importers/peaktraceimporter.h"
 
+#include "common/framefields.h"
 #include "common/importwatch.h"
 #include "common/text/fields.h"
 #include "common/text/mark.h"
@@ -104,21 +105,6 @@ void readId(QStringView word, CAN::CanRxMessage &message, ImportWatch &watch)
     message.id = watch.readUnsigned(word, 16);
     // Extended identifiers are written with all their digits, so the length tells and the value does not.
     message.isExtended = word.size() > maxStandardIdLength;
-}
-
-/// The bytes from the word at @p first on, as many as the line and the message have. Those after the payload may be
-/// anything.
-void readPayload(const Fields &words, int first, CAN::CanRxMessage &message, ImportWatch &watch)
-{
-    const int end = std::min(words.count(), first + maxPayload);
-    const int payloadEnd = std::min(end, first + message.dlc);
-    int i = std::max(first, 0);
-    for (; i < payloadEnd; ++i)
-        message.data[i - first] = watch.readByte(words[i], 16);
-    for (; i < end; ++i)
-        message.data[i - first] = readByte(words[i], 16);
-    if (words.count() < first + message.dlc)
-        watch.doubt({}, ImportWatch::Reason::MissingBytes);
 }
 
 /// Microseconds from the digits after the point: three at least, and more are not scaled down.
@@ -318,7 +304,7 @@ bool PeakTraceImporter::importVersion1Line(const Fields &words)
     message.dlc = watch->readByte(words[4], 10);
     message.isRemote = isText(words[5], u"RTR");
     if (!message.isRemote)
-        readPayload(words, 5, message, *watch);
+        readPayloadAndMore(words, 5, 16, message, *watch);
     appendNumbered(message);
     return true;
 }
@@ -353,7 +339,7 @@ bool PeakTraceImporter::importVersion2Line(const Fields &words)
     message.isFd = isFd;
     message.isBrs = hasBitRateSwitch;
     if (!isRemote)
-        readPayload(words, dataColumn, message, *watch);
+        readPayloadAndMore(words, dataColumn, 16, message, *watch);
     appendNumbered(message);
     return true;
 }

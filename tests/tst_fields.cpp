@@ -3,6 +3,8 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -56,6 +58,9 @@ private Q_SLOTS:
     void splitsQuotedText_data();
     void splitsQuotedText();
     void takesAList();
+    void readsPairsOfDigitsAsBytes();
+    void readsNoOtherFieldsAsPairs_data();
+    void readsNoOtherFieldsAsPairs();
     void removesAField();
     void removesTheLastField();
     void simplifies_data();
@@ -271,6 +276,64 @@ void FieldsTest::takesAList()
     QCOMPARE(listOf(fields), QStringList({QStringLiteral("a"), QLatin1String(""), QStringLiteral(" b c ")}));
     fields.assign({});
     QCOMPARE(fields.count(), 0);
+}
+
+void FieldsTest::readsPairsOfDigitsAsBytes()
+{
+    // The fields are 00 11 22 and so on, in both cases of the letters.
+    constexpr int most = 40;
+    QStringList list{QStringLiteral("x")};
+    for (int i = 0; i < most; ++i) {
+        const QString pair = QString::number(i % 16 * 0x11, 16).rightJustified(2, QLatin1Char('0'));
+        list.append(i % 3 == 0 ? pair.toUpper() : pair);
+    }
+    for (int present = 0; present <= most; ++present) {
+        Fields fields;
+        const QString text = QStringList(list.mid(0, 1 + present)).join(QLatin1String("  "));
+        fields.splitAtBlanks(text);
+        for (int wanted = 0; wanted <= most; ++wanted) {
+            quint8 data[most + 1];
+            std::fill(std::begin(data), std::end(data), quint8(0xEE));
+            const int count = std::min(wanted, present);
+            QCOMPARE(fields.readHexPairs(1, wanted, data), count < 8 ? 0 : count);
+            for (int i = 0; i <= most; ++i)
+                QCOMPARE(int(data[i]), count < 8 || i >= count ? 0xEE : i % 16 * 0x11);
+        }
+    }
+}
+
+void FieldsTest::readsNoOtherFieldsAsPairs_data()
+{
+    QTest::addColumn<QString>("other");
+    QTest::newRow("one digit") << QStringLiteral("A");
+    QTest::newRow("three digits") << QStringLiteral("0AA");
+    QTest::newRow("four digits") << QStringLiteral("AABB");
+    QTest::newRow("a letter that is no digit") << QStringLiteral("AG");
+    QTest::newRow("a sign") << QStringLiteral("+A");
+    QTest::newRow("a prefix") << QStringLiteral("0x");
+    QTest::newRow("digits of another script") << unicode({0x661, 0x662});
+    QTest::newRow("characters that end like digits") << unicode({0x3031, 0x3032});
+}
+
+void FieldsTest::readsNoOtherFieldsAsPairs()
+{
+    QFETCH(QString, other);
+    for (int at = 0; at < 20; ++at) {
+        QStringList list;
+        for (int i = 0; i < 20; ++i)
+            list.append(i == at ? other : QStringLiteral("5A"));
+        Fields fields;
+        const QString text = list.join(QLatin1Char(' '));
+        fields.splitAtBlanks(text);
+        quint8 data[20];
+        const int count = fields.readHexPairs(0, 20, data);
+        QVERIFY(count <= at && at - count < 8);
+        for (int i = 0; i < count; ++i)
+            QCOMPARE(int(data[i]), 0x5A);
+        // Nor is it one that begins outside the line.
+        QCOMPARE(fields.readHexPairs(-1, 20, data), 0);
+        QCOMPARE(fields.readHexPairs(20, 20, data), 0);
+    }
 }
 
 void FieldsTest::removesAField()

@@ -18,6 +18,7 @@ class MarkTest : public QObject
 private Q_SLOTS:
     void isFoundAnywhere_data();
     void isFoundAnywhere();
+    void isFoundWhereverItStands();
     void agreesWithQtOnRandomText();
 };
 
@@ -49,6 +50,29 @@ void MarkTest::isFoundAnywhere()
     QFETCH(bool, hasBlockEnd);
     QCOMPARE(errorFrame.isIn(line), hasErrorFrame);
     QCOMPARE(blockEnd.isIn(line), hasBlockEnd);
+}
+
+void MarkTest::isFoundWhereverItStands()
+{
+    // Lines are looked at in blocks and groups of characters; the last ones overlap.
+    for (int length = 10; length < 200; ++length) {
+        for (int at = 0; at + 10 <= length; ++at) {
+            QString line(length, QLatin1Char('m'));
+            QVERIFY(!errorFrame.isIn(line));
+            line.replace(at, 10, QStringLiteral("ErrorFrame"));
+            QVERIFY(errorFrame.isIn(line));
+            line[at + at % 10] = QLatin1Char('x');
+            QVERIFY(!errorFrame.isIn(line));
+        }
+        for (int at = 0; at + 16 <= length; ++at) {
+            QString line(length, QLatin1Char('B'));
+            QVERIFY(!blockEnd.isIn(line));
+            line.replace(at, 16, QStringLiteral("END TRIGGERblock"));
+            QVERIFY(blockEnd.isIn(line));
+            line[at + at % 16] = QLatin1Char('x');
+            QVERIFY(!blockEnd.isIn(line));
+        }
+    }
 }
 
 void MarkTest::agreesWithQtOnRandomText()

@@ -47,16 +47,17 @@ inline quint64 bitsOf(const QChar *at, qsizetype count, Predicate predicate)
     return bits;
 }
 
-/// The same for those of the first @p count characters that are @p wanted.
-inline quint64 bitsOfCharacter(const QChar *at, qsizetype count, QChar wanted)
+/// bitsOf() for those that are @p wanted, or would be with the bits of @p caseBit set.
+inline quint64 bitsOfCharacter(const QChar *at, qsizetype count, QChar wanted, ushort caseBit = 0)
 {
 #ifdef __SSE2__
     if (count >= groupSize) {
         const __m128i pattern = _mm_set1_epi16(short(wanted.unicode()));
+        const __m128i extra = _mm_set1_epi16(short(caseBit));
         const auto look = [&](qsizetype i) {
             const auto *const group = reinterpret_cast<const __m128i *>(at + i);
-            const __m128i first = _mm_cmpeq_epi16(_mm_loadu_si128(group), pattern);
-            const __m128i second = _mm_cmpeq_epi16(_mm_loadu_si128(group + 1), pattern);
+            const __m128i first = _mm_cmpeq_epi16(_mm_or_si128(_mm_loadu_si128(group), extra), pattern);
+            const __m128i second = _mm_cmpeq_epi16(_mm_or_si128(_mm_loadu_si128(group + 1), extra), pattern);
             return quint64(_mm_movemask_epi8(_mm_packs_epi16(first, second))) << i;
         };
         quint64 bits = look(count - groupSize);
@@ -65,7 +66,7 @@ inline quint64 bitsOfCharacter(const QChar *at, qsizetype count, QChar wanted)
         return bits;
     }
 #endif
-    return bitsOf(at, count, [wanted](ushort c) { return c == wanted.unicode(); });
+    return bitsOf(at, count, [=](ushort c) { return (c | caseBit) == wanted.unicode(); });
 }
 
 } // namespace CharacterBits

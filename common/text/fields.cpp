@@ -1,6 +1,7 @@
 #include "common/text/fields.h"
 
 #include "common/text/characterbits.h"
+#include "common/text/numbers.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,8 +11,9 @@ using namespace CharacterBits;
 namespace
 {
 
-/// One bit for each blank among the first @p count characters, 64 at the most; false when ASCII alone does not tell.
-inline bool asciiBlanksOf(const QChar *at, qsizetype count, quint64 &blanks)
+/// One bit for each blank among the @p count characters from @p at on, 64 at the most; false when ASCII alone does not
+/// tell. @p start is the start of the text.
+inline bool asciiBlanksOf(const QChar *start, const QChar *at, qsizetype count, quint64 &blanks)
 {
 #ifdef __SSE2__
     // Sixteen characters become sixteen bytes: those from U+0080 on get the topmost bit, but for those from U+8000 on,
@@ -27,12 +29,19 @@ inline bool asciiBlanksOf(const QChar *at, qsizetype count, quint64 &blanks)
         others |= quint64(_mm_movemask_epi8(codes));
         blanks |= quint64(_mm_movemask_epi8(_mm_or_si128(isSpace, isControl))) << i;
     };
-    if (count >= groupSize) {
+    // The last few characters of a line are looked at together with some of those before them.
+    const qsizetype more = std::max<qsizetype>(groupSize - count, 0);
+    if (at - start >= more) {
+        at -= more;
+        count += more;
         for (qsizetype i = 0; i + groupSize < count; i += groupSize)
             look(i);
         look(count - groupSize);
+        blanks >>= more;
         return others == 0;
     }
+#else
+    Q_UNUSED(start);
 #endif
     ushort all = 0;
     for (qsizetype i = 0; i < count; ++i)
@@ -41,10 +50,10 @@ inline bool asciiBlanksOf(const QChar *at, qsizetype count, quint64 &blanks)
     return all < 0x80;
 }
 
-inline quint64 blanksOf(const QChar *at, qsizetype count)
+inline quint64 blanksOf(const QChar *start, const QChar *at, qsizetype count)
 {
     quint64 blanks = 0;
-    return asciiBlanksOf(at, count, blanks) ? blanks : bitsOf(at, count, [](ushort c) { return isBlank(c); });
+    return asciiBlanksOf(start, at, count, blanks) ? blanks : bitsOf(at, count, [](ushort c) { return isBlank(c); });
 }
 
 /// Whether no character is a blank that simplified() would change: another than " ", or one before another. The first
@@ -76,6 +85,26 @@ inline bool isSimple(QStringView text)
     return true;
 }
 
+#ifdef __SSE2__
+/// Reads eight fields, which begin and end at @p edges, as bytes; false, and nothing read, when not all of them are two
+/// hexadecimal digits.
+inline bool readEightPairs(const QChar *const *edges, quint8 *data)
+{
+    qsizetype otherSizes = 0;
+    for (int i = 0; i < 8; ++i)
+        otherSizes |= (edges[2 * i + 1] - edges[2 * i]) ^ 2;
+    if (otherSizes != 0)
+        return false;
+    const auto pair = [edges](int i) {
+        int both;
+        std::memcpy(&both, edges[2 * i], sizeof both);
+        return both;
+    };
+    return TextDetail::readEightHexPairs(_mm_set_epi32(pair(3), pair(2), pair(1), pair(0)),
+                                         _mm_set_epi32(pair(7), pair(6), pair(5), pair(4)), data);
+}
+#endif
+
 } // namespace
 
 template <typename SeparatorsOf>
@@ -85,11 +114,25 @@ inline void Fields::splitAtRuns(QStringView line, SeparatorsOf separatorsOf)
     quint64 before = 1; // whether there is a separator before the block
     for (const QChar *at = line.begin(); at != line.end();) {
         const qsizetype count = std::min<qsizetype>(line.end() - at, blockSize);
-        const quint64 separators = separatorsOf(at, count);
         const quint64 valid = ~quint64(0) >> (blockSize - count);
-        makeRoom(blockSize + 1);
-        for (quint64 edges = (separators ^ (separators << 1 | before)) & valid; edges; edges &= edges - 1)
-            ends[used++] = at + qCountTrailingZeroBits(edges);
+        const quint64 separators = separatorsOf(at, count);
+        const quint64 edges = (separators ^ (separators << 1 | before)) & valid;
+        quint64 starts = edges & ~separators;
+        quint64 stops = edges & separators;
+        makeRoom(blockSize + 2);
+        const QChar **next = ends.data() + used;
+        if (before == 0 && stops != 0) { // the end of a field that began before this block
+            *next++ = at + qCountTrailingZeroBits(stops);
+            stops &= stops - 1;
+        }
+        // Both ends of a field at once: each step of such a loop waits for the one before.
+        for (; stops != 0; starts &= starts - 1, stops &= stops - 1, next += 2) {
+            next[0] = at + qCountTrailingZeroBits(starts);
+            next[1] = at + qCountTrailingZeroBits(stops);
+        }
+        if (starts != 0)
+            *next++ = at + qCountTrailingZeroBits(starts);
+        used = std::size_t(next - ends.data());
         before = separators >> (blockSize - 1);
         at += count;
     }
@@ -118,7 +161,7 @@ inline void Fields::splitAtEach(QStringView line, SeparatorsOf separatorsOf)
 
 void Fields::splitAtBlanks(QStringView line)
 {
-    splitAtRuns(line, blanksOf);
+    splitAtRuns(line, [start = line.begin()](const QChar *at, qsizetype count) { return blanksOf(start, at, count); });
 }
 
 void Fields::split(QStringView line, QChar separator, EmptyFields empty)
@@ -188,6 +231,29 @@ void Fields::assign(const QStringList &list)
     used = 0;
     for (const QString &text : list)
         append(text.cbegin(), text.cend());
+}
+
+int Fields::readHexPairs(int first, int wanted, quint8 *data) const
+{
+    int done = 0;
+#ifdef __SSE2__
+    const int present = first < 0 ? 0 : std::min(wanted, count() - first);
+    if (present < 8)
+        return 0;
+    const QChar *const *const edges = ends.data() + 2 * std::size_t(first);
+    for (; present - done >= 8; done += 8) {
+        if (!readEightPairs(edges + 2 * done, data + done))
+            return done;
+    }
+    // Those that are left are read together with some that were.
+    if (done < present && readEightPairs(edges + 2 * (present - 8), data + present - 8))
+        return present;
+#else
+    Q_UNUSED(first);
+    Q_UNUSED(wanted);
+    Q_UNUSED(data);
+#endif
+    return done;
 }
 
 void Fields::remove(int index)

@@ -36,6 +36,9 @@ public:
         return index >= 0 && at < used ? QStringView(ends[at], ends[at + 1]) : QStringView();
     }
     QStringView last() const { return (*this)[count() - 1]; }
+    /// Reads the fields from @p first on as bytes into @p data, @p wanted or as many as there are, eight at once.
+    /// Returns how many were read: it stops before eight of which one is not two hexadecimal digits, and reads no less.
+    int readHexPairs(int first, int wanted, quint8 *data) const;
     /// Forgets the field at @p index, if there is one; those after it move up.
     void remove(int index);
     /// Forgets the last field, if there is one.

@@ -25,12 +25,7 @@ public:
         // Fields are often shorter than what is looked for, or it itself.
         if (line.size() <= text.size())
             return line.size() == text.size() && line.compare(text, caseSensitivity) == 0;
-        if (caseSensitivity == Qt::CaseSensitive)
-            return isIn(line, rare);
-        ushort found = 0;
-        for (const QChar c : line)
-            found |= ushort((c.unicode() | 0x20) == (rare | 0x20));
-        return found && (isIn(line, rare) || isIn(line, rare ^ 0x20));
+        return hasIn(line);
     }
 
 private:
@@ -46,15 +41,8 @@ private:
         return -1;
     }
 
-    bool isIn(QStringView line, int letter) const
-    {
-        for (qsizetype at = line.indexOf(QChar(letter)); at >= 0; at = line.indexOf(QChar(letter), at + 1)) {
-            if (at >= rareAt && line.size() - (at - rareAt) >= text.size()
-                && line.mid(at - rareAt, text.size()).compare(text, caseSensitivity) == 0)
-                return true;
-        }
-        return false;
-    }
+    /// isIn() for a line that is longer than the text.
+    bool hasIn(QStringView line) const;
 
     QStringView text;
     Qt::CaseSensitivity caseSensitivity;
