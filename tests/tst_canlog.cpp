@@ -689,8 +689,9 @@ void TestCanlog::noMessages()
     QCOMPARE(imported.out,
              QByteArray("notes.txt: SocketCanDump, 0 messages, CAN FD: no, 0 notes, 1 line (1 dropped, 1 faulty), "
                         "stored in canlog-store\n"));
-    QCOMPARE(imported.err, QByteArray("canlog: notes.txt: no message in it when read as SocketCanDump; try another "
-                                      "--type ('canlog formats' lists them)\n"));
+    QCOMPARE(imported.err, QByteArray("canlog: notes.txt: no message in it when read as SocketCanDump: 1 of 1 line "
+                                      "dropped or read in part, the first at line 1, column 17 (too few columns for a "
+                                      "frame); try another --type ('canlog formats' lists them)\n"));
     QCOMPARE(imported.status, 0);
 
     const Outcome shown = canlog(words("show --type candump notes.txt"));

@@ -107,6 +107,7 @@ private Q_SLOTS:
     void halfAnArchiveIsNotTakenForAllOfIt();
     void folderForTemporaryFilesIsNamed();
     void fileInPlaceOfTheUnpackedFolderIsNamed();
+    void noArchiveIsNamedEvenWhereOneWasUnpacked();
     void helpShowsAnExample_data();
     void helpShowsAnExample();
     void mistakesAreToldInOneLine_data();
@@ -570,6 +571,20 @@ void CanlogArchivesTest::fileInPlaceOfTheUnpackedFolderIsNamed()
     QCOMPARE(outcome.err, QStringLiteral("canlog: %1: is a file, where the archive would get its folder; rename it, or "
                                          "name another store with --store\n")
                               .arg(path(QStringLiteral("source/a.zip"))));
+    QCOMPARE(outcome.status, 1);
+}
+
+void CanlogArchivesTest::noArchiveIsNamedEvenWhereOneWasUnpacked()
+{
+    makeSource();
+    QCOMPARE(canlog("zip --store source a.zip").status, 0);
+    QCOMPARE(canlog("unzip a.zip --store target").status, 0);
+    writeTo(path(QStringLiteral("a.zip")), "(1.5) can0 123#11\n");
+    const Outcome outcome = canlog("unzip a.zip --store target");
+    QCOMPARE(outcome.out, QString());
+    QCOMPARE(outcome.err,
+             QStringLiteral("canlog: a.zip: is no zip archive; name one that 'canlog zip' wrote, or read a "
+                            "log with 'canlog import'\n"));
     QCOMPARE(outcome.status, 1);
 }
 

@@ -276,6 +276,11 @@ ExitStatus runUnzip(const QCommandLineParser &parser, Output &out)
                                         "store with --store"));
         return ExitStatus::Failure;
     }
+    if (wasThere && !startsLikeAnArchive(path)) {
+        // The library takes what is in the folder for the archive's, and does not look at the file.
+        complain(path, notLoadedText(path, {}, folderAdvice()));
+        return ExitStatus::Failure;
+    }
     const ImportRecord record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, false}).record;
     if (record.state != ImportRecord::State::Succeeded) {
         complain(path, notLoadedText(path, record.errorText, folderAdvice()));

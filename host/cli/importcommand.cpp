@@ -158,7 +158,7 @@ private:
             printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, *store), folder)));
         out.flush();
         if (import.record.messageCount == 0)
-            complain(path, noMessagesText(format));
+            complain(path, noMessagesText(format, report));
         if (!report.readError.isEmpty()) {
             complain(path, QStringLiteral("cannot be read any further: %1; what comes before that is stored")
                                .arg(report.readError));

@@ -59,21 +59,28 @@ QString notReadText(const Format &format, const QString &reason)
     return QStringLiteral("cannot be read as %1%2; try another --type").arg(format.name(), shownReason);
 }
 
-QString noMessagesText(const Format &format)
+/// Of a @p report with faults: how many lines, and what is wrong with the first.
+static QString faultsText(const ImportReport &report)
 {
-    return QStringLiteral("no message in it when read as %1; try another --type ('canlog formats' lists them)")
-        .arg(format.name());
+    const ImportReport::Fault &first = report.faults.constFirst();
+    return QStringLiteral("%1 of %2 dropped or read in part, the first at line %3, column %4 (%5)")
+        .arg(QString::number(report.faultyLines), counted(quint64(report.lines), QStringLiteral("line")),
+             QString::number(first.line), QString::number(first.column), ImportReport::reasonText(first.reason));
+}
+
+QString noMessagesText(const Format &format, const ImportReport &report)
+{
+    QString text = QStringLiteral("no message in it when read as %1").arg(format.name());
+    if (!report.faults.isEmpty())
+        text += QLatin1String(": ") + faultsText(report);
+    return text + QLatin1String("; try another --type ('canlog formats' lists them)");
 }
 
 QString faultyLinesText(const ImportReport &report)
 {
     if (report.faults.isEmpty())
         return {};
-    const ImportReport::Fault &first = report.faults.constFirst();
-    return QStringLiteral("warning: %1 of %2 dropped or read in part, the first at line %3, column %4 (%5); "
-                          "'canlog import --report' lists them")
-        .arg(QString::number(report.faultyLines), counted(quint64(report.lines), QStringLiteral("line")),
-             QString::number(first.line), QString::number(first.column), ImportReport::reasonText(first.reason));
+    return QStringLiteral("warning: %1; 'canlog import --report' lists them").arg(faultsText(report));
 }
 
 QString InputFile::prepare()

@@ -16,8 +16,8 @@ enum class FileKind { Log, Archive };
 QString whyUnreadable(const QString &path, FileKind kind);
 /// What to say of a file that could not be read as @p format, for @p reason, which may be empty.
 QString notReadText(const Format &format, const QString &reason);
-/// What to say of a file that holds no message when it is read as @p format.
-QString noMessagesText(const Format &format);
+/// What to say of a file that holds no message when it is read as @p format; @p report tells what its lines lacked.
+QString noMessagesText(const Format &format, const ImportReport &report);
 /// What to say of a file some of whose lines were faulty by its @p report, for those who see no other of it; empty when
 /// none were.
 QString faultyLinesText(const ImportReport &report);

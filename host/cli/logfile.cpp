@@ -62,7 +62,7 @@ ExitStatus LogFile::read(LogStore &store, ProgressBar *bar)
         return ExitStatus::Failure;
     }
     if (store.messageCount() == 0) {
-        complain(input.name(), noMessagesText(*format));
+        complain(input.name(), noMessagesText(*format, result.report));
         return ExitStatus::Success;
     }
     const QString faulty = faultyLinesText(result.report);
