@@ -5,6 +5,8 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -14,6 +16,27 @@ void compare(const Fields &ours, const QStringList &expected)
     for (int i = 0; i < expected.size(); ++i)
         require(ours[i] == expected.at(i));
     require(ours[-1].isEmpty() && ours[expected.size()].isEmpty());
+}
+
+/// Holds the fields that are read as bytes at once, from each field on, against QString::toUInt().
+void compareBytes(const Fields &ours)
+{
+    constexpr int most = 64;
+    const auto isPair = [&ours](int index) {
+        bool ok = false;
+        const QString text = ours[index].toString();
+        const uint value = text.toUInt(&ok, 16);
+        // A sign, a prefix or a blank leaves fewer than two digits.
+        return ok && text.size() == 2
+               && QString::number(value, 16).rightJustified(2, QLatin1Char('0')) == text.toLower();
+    };
+    for (int first = 0; first < std::min(ours.count(), 40); ++first) {
+        quint8 data[most];
+        const int count = ours.readHexPairs(first, most, data);
+        require(count <= std::min(most, ours.count() - first));
+        for (int i = 0; i < count; ++i)
+            require(isPair(first + i) && data[i] == ours[first + i].toString().toUInt(nullptr, 16));
+    }
 }
 
 } // namespace
@@ -28,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     require(simplified(line, room) == simple);
     fields.splitAtBlanks(line);
     compare(fields, simple.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    compareBytes(fields);
     fields.split(line, u" : ");
     compare(fields, line.split(QStringLiteral(" : ")));
     for (const char separator : {',', ';', '.', '"'}) {
