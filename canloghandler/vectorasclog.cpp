@@ -59,7 +59,8 @@ public:
     {
         tokens.splitAtBlanks(line);
         // Nearly all CAN FD frames have it in the same place.
-        return isText(tokens[1], u"CANFD") || canFd.isIn(line) ? readFd(message) : readClassic(message);
+        const bool isFd = isText(tokens[1], u"CANFD") || canFd.isIn(line);
+        return isFd ? readFd(message) : readClassic(message);
     }
 
 private:

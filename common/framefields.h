@@ -60,7 +60,7 @@ inline int readLength(const Fields &fields, int column, CAN::CanRxMessage &messa
 inline void readDataBytes(const Fields &fields, int first, int count, int base, CAN::CanRxMessage &message)
 {
     count = std::min({count, fields.count() - first, int(sizeof message.data)});
-    for (int i = base == 16 ? fields.readHexPairs(first, count, message.data) : 0; i < count; ++i)
+    for (int i = base == 16 ? fields.readPairsByEights(first, count, message.data) : 0; i < count; ++i)
         message.data[i] = readByte(fields[first + i], base);
 }
 
@@ -69,7 +69,7 @@ inline void readPayload(const Fields &fields, int first, int base, CAN::CanRxMes
 {
     const int present = std::max(fields.count() - first, 0);
     const int count = std::min({int(message.dlc), present, int(sizeof message.data)});
-    for (int i = base == 16 ? fields.readHexPairs(first, count, message.data) : 0; i < count; ++i)
+    for (int i = base == 16 ? fields.readPairsByEights(first, count, message.data) : 0; i < count; ++i)
         message.data[i] = watch.readByte(fields[first + i], base);
     if (present < message.dlc)
         watch.doubt({}, ImportWatch::Reason::MissingBytes);

@@ -41,6 +41,6 @@ public:
     qint64 droppedLines = 0; ///< lines that should be frames, but gave no message
     qint64 faultyLines = 0;  ///< lines dropped, or read in part
     QString readError;       ///< why the file could not be read to its end, in the system's words; empty when it was
-    QVector<Fault> faults;   ///< the first fault of each faulty line, of the first maxFaults; the last one is that of
-                             ///< the line that ended the import, if one did
+    QVector<Fault> faults;   ///< the first fault of each faulty line, of the first maxFaults; a line that ended the
+                             ///< import takes the place of the last one when there are more
 };

@@ -32,7 +32,7 @@ void compareBytes(const Fields &ours)
     };
     for (int first = 0; first < std::min(ours.count(), 40); ++first) {
         quint8 data[most];
-        const int count = ours.readHexPairs(first, most, data);
+        const int count = ours.readPairsByEights(first, most, data);
         require(count <= std::min(most, ours.count() - first));
         for (int i = 0; i < count; ++i)
             require(isPair(first + i) && data[i] == ours[first + i].toString().toUInt(nullptr, 16));

@@ -456,6 +456,8 @@ void TestDetect::onlyTheBeginningCounts()
     // What leaves no doubt is not looked at any further, and what leaves some is.
     QCOMPARE(detectionOf(frames).reason, QStringLiteral("frames as in a log file (32 lines from line 1)"));
     QCOMPARE(typeOf(prose.left(150 * 34) + frames), Types(Type::SocketCanDump));
+    // A text that begins with frames is no log.
+    QCOMPARE(typeOf(frames.left(18 * 18) + prose.left(150 * 34)), Types());
 }
 
 void TestDetect::certainOrLikely_data()

@@ -8,6 +8,12 @@
 namespace
 {
 
+#ifdef __SSE2__
+constexpr bool isFast = true;
+#else
+constexpr bool isFast = false;
+#endif
+
 QStringList listOf(const Fields &fields)
 {
     QStringList list;
@@ -294,10 +300,11 @@ void FieldsTest::readsPairsOfDigitsAsBytes()
         for (int wanted = 0; wanted <= most; ++wanted) {
             quint8 data[most + 1];
             std::fill(std::begin(data), std::end(data), quint8(0xEE));
-            const int count = std::min(wanted, present);
-            QCOMPARE(fields.readHexPairs(1, wanted, data), count < 8 ? 0 : count);
+            const int atMost = std::min(wanted, present);
+            const int count = !isFast || atMost < 8 ? 0 : atMost;
+            QCOMPARE(fields.readPairsByEights(1, wanted, data), count);
             for (int i = 0; i <= most; ++i)
-                QCOMPARE(int(data[i]), count < 8 || i >= count ? 0xEE : i % 16 * 0x11);
+                QCOMPARE(int(data[i]), i >= count ? 0xEE : i % 16 * 0x11);
         }
     }
 }
@@ -326,13 +333,13 @@ void FieldsTest::readsNoOtherFieldsAsPairs()
         const QString text = list.join(QLatin1Char(' '));
         fields.splitAtBlanks(text);
         quint8 data[20];
-        const int count = fields.readHexPairs(0, 20, data);
-        QVERIFY(count <= at && at - count < 8);
+        const int count = fields.readPairsByEights(0, 20, data);
+        QVERIFY(count <= at && (!isFast || at - count < 8));
         for (int i = 0; i < count; ++i)
             QCOMPARE(int(data[i]), 0x5A);
         // Nor is it one that begins outside the line.
-        QCOMPARE(fields.readHexPairs(-1, 20, data), 0);
-        QCOMPARE(fields.readHexPairs(20, 20, data), 0);
+        QCOMPARE(fields.readPairsByEights(-1, 20, data), 0);
+        QCOMPARE(fields.readPairsByEights(20, 20, data), 0);
     }
 }
 

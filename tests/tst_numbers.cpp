@@ -139,6 +139,8 @@ void compareWithQt(const QString &text)
         QCOMPARE(readUnsigned(text, base, &ok), expected);
         QCOMPARE(ok, expectedOk);
         QCOMPARE(readUnsigned(text, base), expected);
+        QCOMPARE(readByte(text, base, &ok), quint8(expected & 0xFF));
+        QCOMPARE(ok, expectedOk);
         QCOMPARE(readByte(text, base), quint8(expected & 0xFF));
     }
     for (const int base : {0, 10}) {

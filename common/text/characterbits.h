@@ -9,7 +9,7 @@
 #endif
 
 // Text is looked at 64 characters at a time. Which of them are separators or line feeds becomes one 64-bit number, and
-// then only its bits are visited: a line of 90 characters is split in 55 instead of 110 ns.
+// then only its bits are visited, which takes half the time.
 
 namespace CharacterBits
 {

@@ -17,7 +17,7 @@ inline bool asciiBlanksOf(const QChar *start, const QChar *at, qsizetype count, 
 {
 #ifdef __SSE2__
     // Sixteen characters become sixteen bytes: those from U+0080 on get the topmost bit, but for those from U+8000 on,
-    // which become 0 and of which none is a blank. A line of 105 characters takes 30 instead of 48 ns.
+    // which become 0 and of which none is a blank. That takes two thirds of the time of the loop below.
     quint64 others = 0;
     blanks = 0;
     const auto look = [&](qsizetype i) {
@@ -233,7 +233,7 @@ void Fields::assign(const QStringList &list)
         append(text.cbegin(), text.cend());
 }
 
-int Fields::readHexPairs(int first, int wanted, quint8 *data) const
+int Fields::readPairsByEights(int first, int wanted, quint8 *data) const
 {
     int done = 0;
 #ifdef __SSE2__

@@ -36,9 +36,10 @@ public:
         return index >= 0 && at < used ? QStringView(ends[at], ends[at + 1]) : QStringView();
     }
     QStringView last() const { return (*this)[count() - 1]; }
-    /// Reads the fields from @p first on as bytes into @p data, @p wanted or as many as there are, eight at once.
-    /// Returns how many were read: it stops before eight of which one is not two hexadecimal digits, and reads no less.
-    int readHexPairs(int first, int wanted, quint8 *data) const;
+    /// Reads the fields from @p first on as bytes into @p data, eight at once as long as all eight are two hexadecimal
+    /// digits, where the processor has a fast way for that: at most @p wanted. Returns how many were read. The caller
+    /// reads the others one by one; of fewer than eight those are all.
+    int readPairsByEights(int first, int wanted, quint8 *data) const;
     /// Forgets the field at @p index, if there is one; those after it move up.
     void remove(int index);
     /// Forgets the last field, if there is one.

@@ -13,7 +13,7 @@ bool Mark::hasIn(QStringView line) const
     const QChar letter(rare | caseBit);
     const QChar *const first = line.begin() + rareAt;
     const QChar *const end = line.end() - (text.size() - 1 - rareAt);
-    for (const QChar *at = first; at < end; at += blockSize) {
+    for (const QChar *at = first; at < end;) {
         // The last few characters are looked at together with some of those before them, and not one by one.
         if (end - at < groupSize && end - first >= groupSize)
             at = end - groupSize;
@@ -24,6 +24,7 @@ bool Mark::hasIn(QStringView line) const
             if (QStringView(start, text.size()).compare(text, caseSensitivity) == 0)
                 return true;
         }
+        at += count;
     }
     return false;
 }

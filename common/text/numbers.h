@@ -44,8 +44,8 @@ inline uint digitValue(QChar c)
     return c.unicode() < 256 ? digitValues[c.unicode()] : 255;
 }
 
-/// Whether @p c is printable ASCII that no number of the base begins or ends with.
-inline bool isAtNoEnd(QChar c, int base)
+/// Whether @p c is printable ASCII that no number of base 10 begins or ends with, or none at all for any other base.
+inline bool endsNoNumber(QChar c, int base)
 {
     const uint code = c.unicode();
     return code > ' ' && code < 0x7F && digitValues[code] >= (base == 10 ? 10 : 16) && code != '+' && code != '-';
@@ -129,7 +129,8 @@ inline quint8 readByte(QStringView text, int base, bool *ok = nullptr)
         return value;
     }
     // A word where a byte may be, as in the statistics of some logs, is known by its ends.
-    if (!text.isEmpty() && (TextDetail::isAtNoEnd(text.front(), base) || TextDetail::isAtNoEnd(text.back(), base))) {
+    if (!text.isEmpty()
+        && (TextDetail::endsNoNumber(text.front(), base) || TextDetail::endsNoNumber(text.back(), base))) {
         if (ok)
             *ok = false;
         return 0;

@@ -68,7 +68,7 @@ struct Rule {
 
 struct Signature {
     DatachunkHelper::ImportFileType type;
-    QVector<Rule> rules; ///< the first one that a line matches decides
+    QVector<Rule> rules; ///< the first one that a line matches decides; those of frames stand behind the header lines
 };
 
 /// PCAN traces of the versions 1.1 to 1.3, whose frame lines differ in what follows the time and the identifier.
@@ -208,6 +208,8 @@ public:
         return frames() > 0 ? strangers <= strangersPerLine * total() : strangers == 0;
     }
     bool isCertain() const { return points() >= certainScore && strangers <= total(); }
+    /// Whether the lines that come need not be looked at.
+    bool leavesNoDoubt() const { return isCertain() && strangers == 0; }
 
     bool isBetterThan(const Candidate &other) const
     {
@@ -238,8 +240,6 @@ private:
     void count(int rule, int number)
     {
         const Role role = signature.rules.at(rule).role;
-        if (role == Role::Frame && !begun)
-            return;
         begun = begun || role == Role::Opening;
         refuted = refuted || role == Role::Never;
         if (matches[rule].count++ == 0)
@@ -333,12 +333,11 @@ QVector<Candidate> fittingFormats(const QStringList &lines)
 
 Detection detectText(const QStringList &lines)
 {
-    // Few lines of most logs fit one format only and leave no doubt; to look at all of them takes as long as to read
-    // 50000 frames.
+    // Few lines of most logs fit one format only and leave no doubt; to look at all of them takes ten times as long.
     QVector<Candidate> fitting;
     if (lines.size() > fewLines)
         fitting = fittingFormats(lines.mid(0, fewLines));
-    if (fitting.size() != 1 || !fitting.constFirst().isCertain())
+    if (fitting.size() != 1 || !fitting.constFirst().leavesNoDoubt())
         fitting = fittingFormats(lines);
     if (fitting.isEmpty())
         return noLog(lines.value(0));

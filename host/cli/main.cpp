@@ -145,7 +145,7 @@ void prepareStandardStreams()
 int main(int argc, char *argv[])
 {
     prepareStandardStreams();
-    // The patterns that tell formats apart meet a few lines each: to make machine code of them takes longer.
+    // The patterns that tell formats apart meet a few lines of a file each: to make machine code of them takes longer.
     if (!qEnvironmentVariableIsSet("QT_ENABLE_REGEXP_JIT"))
         qputenv("QT_ENABLE_REGEXP_JIT", "0");
     qInstallMessageHandler(dropQtMessages);
