@@ -209,7 +209,7 @@ public:
     }
     bool isCertain() const { return points() >= certainScore && strangers <= total(); }
     /// Whether the lines that come need not be looked at.
-    bool leavesNoDoubt() const { return isCertain() && strangers == 0; }
+    bool leavesNoDoubt() const { return isCertain() && strangersPerLine * strangers <= total(); }
 
     bool isBetterThan(const Candidate &other) const
     {
