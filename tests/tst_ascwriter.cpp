@@ -112,6 +112,18 @@ void AscWriterTest::writesOneLine_data()
         "// Skipped line: end_triggerblock, End_TriggerBlock\n"
         "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n",
         "", "Skipped line: end  triggerblock,\nEnd TriggerBlock");
+    row("note that commands a terminal", Frame(0x1),
+        "// a U+001B[2J U+202E.\n"
+        "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n",
+        "unprintable note 1", "a \x1b[2J\n\xE2\x80\xAE.");
+    row("error frame with data", Frame(CAN::errorFrameId, "0008"), "   0.000000 1  ErrorFrame\n",
+        "error frame payload 1");
+    row("identifier of 30 bits", Frame(0x20000080),
+        "   0.000000 1  20000080x       Rx   d 0  Length = 0 BitCount = 0 ID = 536871040x\n", "over-long identifier 1");
+    row("high channel", Frame(0x1).channel(256),
+        "   0.000000 100  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n", "high channel number 1");
+    row("remote frame with marks of CAN FD", Frame(0x1).remote().fd().brs(),
+        "   0.000000 1  1               Rx   r 0  Length = 0 BitCount = 0 ID = 1\n", "misplaced CAN FD mark 1");
 }
 
 void AscWriterTest::writesOneLine()
