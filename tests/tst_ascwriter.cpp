@@ -41,6 +41,7 @@ private Q_SLOTS:
     void isReadBack();
     void isReadBackWithBitCounts();
     void notesAreReadBackWithBitCounts();
+    void noteDoesNotEndTheBlock_data();
     void noteDoesNotEndTheBlock();
 };
 
@@ -209,10 +210,17 @@ void AscWriterTest::notesAreReadBackWithBitCounts()
     QVERIFY(!notes.contains(2));
 }
 
+void AscWriterTest::noteDoesNotEndTheBlock_data()
+{
+    QTest::addColumn<QString>("note");
+    QTest::newRow("plain") << QStringLiteral("Skipped line: End TriggerBlock");
+    QTest::newRow("behind half a character") << QString(QChar(ushort(0xD800))) + QStringLiteral("End TriggerBlock");
+}
+
 void AscWriterTest::noteDoesNotEndTheBlock()
 {
-    const Written written =
-        write<AscWriter>({Frame(0x1), Frame(0x2)}, {QString(), QStringLiteral("Skipped line: End TriggerBlock")});
+    QFETCH(QString, note);
+    const Written written = write<AscWriter>({Frame(0x1), Frame(0x2)}, {QString(), note});
     QCOMPARE(readBack(written.text, DatachunkHelper::VectorAscLogWithoutBitcount).size(), 2);
 }
 

@@ -92,8 +92,9 @@ bool AscWriter::putNote(const QString &note)
     // Readers look for the end of the block anywhere in a line.
     static const QRegularExpression blockEnd(QStringLiteral("(end) (triggerblock)"),
                                              QRegularExpression::CaseInsensitiveOption);
-    const QString text = note.simplified().replace(blockEnd, QStringLiteral("\\1_\\2"));
-    return put("// ") && put(commentText(text)) && put("\n");
+    // The pattern matches nothing in a text that is not well-formed.
+    const QString text = commentText(note).replace(blockEnd, QStringLiteral("\\1_\\2"));
+    return put("// ") && put(text.toUtf8()) && put("\n");
 }
 
 void AscWriter::addClassicFrame(TextLine &line, const CAN::CanRxMessage &message)

@@ -65,11 +65,11 @@ quint64 LineWriter::notNegative(qint64 microseconds)
     return 0;
 }
 
-QByteArray LineWriter::commentText(const QString &note)
+QString LineWriter::commentText(const QString &note)
 {
     const QString line = wellFormedNote(note).simplified();
     const QString result = printable(line);
     if (result != line)
         lose(Loss::Controls);
-    return result.toUtf8();
+    return result;
 }

@@ -26,8 +26,8 @@ protected:
     void addTime(TextLine &line, const CanTimeStamp &time, int width = 0);
     /// The same for a time that the format counts from elsewhere, in microseconds.
     quint64 notNegative(qint64 microseconds);
-    /// @p note in one line of UTF-8 without control characters, for a comment.
-    QByteArray commentText(const QString &note);
+    /// @p note in one line without control characters, well-formed, for a comment.
+    QString commentText(const QString &note);
 
 private:
     bool flushIfLarge();

@@ -90,7 +90,7 @@ bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
     if (!hasHeader && !putHeader(message.timeStamp))
         return false;
-    if (!note.isEmpty() && !(put(";   ") && put(commentText(note)) && put("\n")))
+    if (!note.isEmpty() && !(put(";   ") && put(commentText(note).toUtf8()) && put("\n")))
         return false;
     if (kindOf(message) == FrameKind::Fd && message.isEsi)
         lose(Loss::ErrorState);
