@@ -35,7 +35,6 @@ set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
 
 set(CPACK_DEBIAN_CANLOG_PACKAGE_NAME canlog)
 set(CPACK_DEBIAN_CANLOG_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_CANLOG_PACKAGE_RECOMMENDS libqt5sql5-sqlite) # loaded when it writes a database
 set(CPACK_COMPONENT_CANLOG_DESCRIPTION "The canlog command: reads, converts, measures and archives logs.")
 set(CPACK_COMPONENT_CANLOG_DEPENDS library)
 

@@ -41,6 +41,7 @@ private Q_SLOTS:
     void isReadBack();
     void isReadBackWithBitCounts();
     void notesAreReadBackWithBitCounts();
+    void noteDoesNotEndTheBlock_data();
     void noteDoesNotEndTheBlock();
 };
 
@@ -112,6 +113,18 @@ void AscWriterTest::writesOneLine_data()
         "// Skipped line: end_triggerblock, End_TriggerBlock\n"
         "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n",
         "", "Skipped line: end  triggerblock,\nEnd TriggerBlock");
+    row("note that commands a terminal", Frame(0x1),
+        "// a U+001B[2J U+202E.\n"
+        "   0.000000 1  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n",
+        "unprintable note 1", "a \x1b[2J\n\xE2\x80\xAE.");
+    row("error frame with data", Frame(CAN::errorFrameId, "0008"), "   0.000000 1  ErrorFrame\n",
+        "error frame payload 1");
+    row("identifier of 30 bits", Frame(0x20000080),
+        "   0.000000 1  20000080x       Rx   d 0  Length = 0 BitCount = 0 ID = 536871040x\n", "over-long identifier 1");
+    row("high channel", Frame(0x1).channel(256),
+        "   0.000000 100  1               Rx   d 0  Length = 0 BitCount = 0 ID = 1\n", "high channel number 1");
+    row("remote frame with marks of CAN FD", Frame(0x1).remote().fd().brs(),
+        "   0.000000 1  1               Rx   r 0  Length = 0 BitCount = 0 ID = 1\n", "misplaced CAN FD mark 1");
 }
 
 void AscWriterTest::writesOneLine()
@@ -197,10 +210,17 @@ void AscWriterTest::notesAreReadBackWithBitCounts()
     QVERIFY(!notes.contains(2));
 }
 
+void AscWriterTest::noteDoesNotEndTheBlock_data()
+{
+    QTest::addColumn<QString>("note");
+    QTest::newRow("plain") << QStringLiteral("Skipped line: End TriggerBlock");
+    QTest::newRow("behind half a character") << QString(QChar(ushort(0xD800))) + QStringLiteral("End TriggerBlock");
+}
+
 void AscWriterTest::noteDoesNotEndTheBlock()
 {
-    const Written written =
-        write<AscWriter>({Frame(0x1), Frame(0x2)}, {QString(), QStringLiteral("Skipped line: End TriggerBlock")});
+    QFETCH(QString, note);
+    const Written written = write<AscWriter>({Frame(0x1), Frame(0x2)}, {QString(), note});
     QCOMPARE(readBack(written.text, DatachunkHelper::VectorAscLogWithoutBitcount).size(), 2);
 }
 

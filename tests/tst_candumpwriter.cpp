@@ -49,6 +49,14 @@ void CandumpWriterTest::writesOneLine_data()
         QByteArray("(0.000000) can0 124##0" + QByteArray(128, '1') + '\n').constData(), "impossible length 1");
     row("error frame", Frame(CAN::errorFrameId).at(2, 0), "(2.000000) can0 20000080#0000000000000000\n");
     row("error frame with data", Frame(CAN::errorFrameId, "0008"), "(0.000000) can0 20000080#0008000000000000\n");
+    CAN::CanRxMessage beyond = Frame(CAN::errorFrameId, "0008AABB");
+    beyond.dlc = 2;
+    QTest::newRow("error frame with more behind its data")
+        << beyond << QString() << QByteArray("(0.000000) can0 20000080#0008000000000000\n") << QString();
+    row("error frame with more data than its eight bytes", Frame(CAN::errorFrameId).bytes(QByteArray(9, '\x11')),
+        "(0.000000) can0 20000080#1111111111111111\n", "error frame payload 1");
+    row("identifier of 30 bits", Frame(0x20000080), "(0.000000) can0 20000080#\n", "over-long identifier 1");
+    row("error state without CAN FD", Frame(0x1).esi(), "(0.000000) can0 001#\n", "misplaced CAN FD mark 1");
     row("sent", Frame(0x1).tx(), "(0.000000) can0 001#\n", "Tx direction 1");
     row("note", Frame(0x1), "(0.000000) can0 001#\n", "note 1", "hello");
     row("before zero", Frame(0x1).at(-1, 500000), "(0.000000) can0 001#\n", "out-of-range time 1");

@@ -195,6 +195,7 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert small.log small.log", "IN and OUT are the same file");
     row("convert small.log ./small.log", "IN and OUT are the same file");
     row("convert --store= a.csv", "--store needs a folder");
+    row("convert small.log a.json --raw", "--raw is for csv");
     QTest::newRow("OUT without a name") << QStringList{QStringLiteral("convert"), QStringLiteral("small.log"),
                                                        QString()}
                                         << QByteArray("OUT needs a name");
@@ -338,17 +339,18 @@ void CanlogConvertTest::whatIsLeftOutIsTold()
     const QStringList store = words("convert --store s");
 
     Outcome outcome = canlog(store + words("out.log"));
-    QCOMPARE(outcome.err, QByteArray("canlog: out.log: left out, since candump has no place for it: 2 notes, "
-                                     "1 Tx direction\n"));
+    QCOMPARE(outcome.err, QByteArray("canlog: out.log: warning: candump has no place for everything: 2 notes (left "
+                                     "out), 1 Tx direction (left out)\n"));
     QCOMPARE(outcome.status, 0);
     outcome = canlog(store + words("--to candump"));
-    QCOMPARE(outcome.err, QByteArray("canlog: standard output: left out, since candump has no place for it: 2 notes, "
-                                     "1 Tx direction\n"));
+    QCOMPARE(outcome.err, QByteArray("canlog: standard output: warning: candump has no place for everything: 2 notes "
+                                     "(left out), 1 Tx direction (left out)\n"));
     QCOMPARE(outcome.out, content(QStringLiteral("out.log")));
 
     outcome = canlog(store + words("out.trc"));
     QCOMPARE(outcome.err,
-             QByteArray("canlog: out.trc: left out, since trc has no place for it: 1 error state indicator\n"));
+             QByteArray("canlog: out.trc: warning: trc has no place for everything: 1 error state indicator (left "
+                        "out)\n"));
     for (const char *name : {"out.asc", "out.csv", "out.json", "out.db"}) {
         outcome = canlog(store + words(name));
         QCOMPARE(outcome.err, QByteArray());

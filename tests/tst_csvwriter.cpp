@@ -1,6 +1,8 @@
 #include "host/convert/csvwriter.h"
 #include "writertest.h"
 
+#include <ctime>
+
 namespace
 {
 
@@ -35,6 +37,11 @@ class CsvWriterTest : public QObject
 private Q_SLOTS:
     void writesOneRow_data();
     void writesOneRow();
+    void formulasAreGuarded_data();
+    void formulasAreGuarded();
+    void notesAreReadable_data();
+    void notesAreReadable();
+    void quotingTakesLinearTime();
     void nothingGivesAHeading();
     void holdsEverything();
 };
@@ -73,6 +80,72 @@ void CsvWriterTest::writesOneRow()
     const Written written = write<CsvWriter>({message}, {note});
     QCOMPARE(written.text, heading + line);
     QCOMPARE(written.losses, QString());
+}
+
+void CsvWriterTest::formulasAreGuarded_data()
+{
+    QTest::addColumn<QString>("note");
+    QTest::addColumn<QByteArray>("cell");
+    QTest::addColumn<QByteArray>("rawCell");
+    const auto row = [](const char *note, const char *cell, const char *rawCell) {
+        QTest::newRow(note) << QString::fromUtf8(note) << QByteArray(cell) << QByteArray(rawCell);
+    };
+    row("=1+2", "'=1+2", "=1+2");
+    row("+1", "'+1", "+1");
+    row("-1", "'-1", "-1");
+    row("@SUM(1)", "'@SUM(1)", "@SUM(1)");
+    row("\t=1", "'\t=1", "\t=1");
+    row("\r=1", "\"'\r=1\"", "\"\r=1\"");
+    row("=HYPERLINK(\"x\",\"y\")", "\"'=HYPERLINK(\"\"x\"\",\"\"y\"\")\"", "\"=HYPERLINK(\"\"x\"\",\"\"y\"\")\"");
+    row("a=1", "a=1", "a=1");
+    row("'=1", "'=1", "'=1");
+    row("1-2", "1-2", "1-2");
+}
+
+void CsvWriterTest::formulasAreGuarded()
+{
+    QFETCH(QString, note);
+    QFETCH(QByteArray, cell);
+    QFETCH(QByteArray, rawCell);
+    for (const bool raw : {false, true}) {
+        QBuffer buffer;
+        buffer.open(QIODevice::WriteOnly);
+        CsvWriter writer(buffer, raw);
+        QVERIFY(writer.write(Frame(0x1), note) && writer.finish());
+        QCOMPARE(buffer.data(), "0.000000,0,Rx,0x001,0,0,0,0,0,0,0,," + (raw ? rawCell : cell) + '\n');
+        QCOMPARE(lossesOf(writer), raw || cell == rawCell ? QString() : QStringLiteral("formula-like note 1"));
+    }
+}
+
+void CsvWriterTest::notesAreReadable_data()
+{
+    QTest::addColumn<QString>("note");
+    QTest::addColumn<QByteArray>("cell");
+    QTest::newRow("half a character") << (QString(QChar(ushort(0xDBFF))) + QStringLiteral("\",x"))
+                                      << QByteArray("\"\xEF\xBF\xBD\"\",x\"");
+    QTest::newRow("zero") << (QStringLiteral("a") + QChar(QChar::Null) + QStringLiteral("b"))
+                          << QByteArray("a\xEF\xBF\xBD"
+                                        "b");
+}
+
+void CsvWriterTest::notesAreReadable()
+{
+    QFETCH(QString, note);
+    QFETCH(QByteArray, cell);
+    const Written written = write<CsvWriter>({Frame(0x1)}, {note});
+    QCOMPARE(written.text, heading + "0.000000,0,Rx,0x001,0,0,0,0,0,0,0,," + cell + '\n');
+    QCOMPARE(written.losses, QStringLiteral("ill-formed note 1"));
+}
+
+void CsvWriterTest::quotingTakesLinearTime()
+{
+    // Processor time, since other work may go on: more than 20 seconds when every few quotation marks move the rest.
+    const int count = 32 << 20;
+    const std::clock_t start = std::clock();
+    const QByteArray text = write<CsvWriter>({Frame(0x1)}, {QString(count, QLatin1Char('"'))}).text;
+    QVERIFY(double(std::clock() - start) / CLOCKS_PER_SEC < 12);
+    QCOMPARE(text.count('"'), 2 * count + 2);
+    QVERIFY(text.endsWith("\"\"\"\n"));
 }
 
 void CsvWriterTest::nothingGivesAHeading()

@@ -38,6 +38,8 @@ class JsonWriterTest : public QObject
 private Q_SLOTS:
     void writesOneLine_data();
     void writesOneLine();
+    void nothingRawReachesATerminal_data();
+    void nothingRawReachesATerminal();
     void nothingGivesAnEmptyFile();
     void notesSurvive_data();
     void notesSurvive();
@@ -75,6 +77,34 @@ void JsonWriterTest::writesOneLine()
     const Written written = write<JsonWriter>({message}, {note});
     QCOMPARE(written.text, line);
     QCOMPARE(written.losses, QString());
+}
+
+void JsonWriterTest::nothingRawReachesATerminal_data()
+{
+    QTest::addColumn<QString>("note");
+    QTest::addColumn<QByteArray>("string");
+    QTest::addColumn<QString>("losses");
+    const auto row = [](const char *name, const QString &note, const char *string, const char *losses = "") {
+        QTest::newRow(name) << note << QByteArray(string) << QString::fromLatin1(losses);
+    };
+    row("escape", QStringLiteral("a\x1b[0m"), R"("a\u001b[0m")");
+    row("zero", QString(QChar(QChar::Null)), R"("\u0000")");
+    row("delete and C1", QStringLiteral("\x7F\u009B"), R"("\u007f\u009b")");
+    row("override", QStringLiteral("\u202Eabc"), R"("\u202eabc")");
+    row("line separator", QStringLiteral("a\u2028b"), R"("a\u2028b")");
+    row("half a character", QString(QChar(ushort(0xD800))) + QStringLiteral("\"x"), "\"\xEF\xBF\xBD\\\"x\"",
+        "ill-formed note 1");
+    row("a pair", QStringLiteral("\U0001F697"), "\"\xF0\x9F\x9A\x97\"");
+}
+
+void JsonWriterTest::nothingRawReachesATerminal()
+{
+    QFETCH(QString, note);
+    QFETCH(QByteArray, string);
+    QFETCH(QString, losses);
+    const Written written = write<JsonWriter>({Frame(0x1)}, {note});
+    QCOMPARE(written.text.mid(written.text.indexOf(",\"note\":") + 8), string + "}\n");
+    QCOMPARE(written.losses, losses);
 }
 
 void JsonWriterTest::nothingGivesAnEmptyFile()

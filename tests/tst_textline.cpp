@@ -4,6 +4,13 @@
 
 #include <functional>
 
+#ifdef Q_OS_UNIX
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 /// Adds something to a line that has a mark at either end.
 using Addition = std::function<void(TextLine &)>;
 Q_DECLARE_METATYPE(Addition)
@@ -16,6 +23,8 @@ private Q_SLOTS:
     void adds_data();
     void adds();
     void hasRoomForAWideLine();
+    void neverWritesBeyond_data();
+    void neverWritesBeyond();
 };
 
 void TextLineTest::adds_data()
@@ -88,6 +97,45 @@ void TextLineTest::hasRoomForAWideLine()
         line.addCharacter(char('a' + i % 26));
     QCOMPARE(line.length(), 1023);
     QCOMPARE(line.begin()[1022], char('a' + 1022 % 26));
+}
+
+void TextLineTest::neverWritesBeyond_data()
+{
+    QTest::addColumn<Addition>("add");
+    const auto row = [](const char *name, const Addition &add) { QTest::newRow(name) << add; };
+    static const quint8 bytes[] = {0x00};
+    row("character", [](TextLine &line) { line.addCharacter('a'); });
+    row("text", [](TextLine &line) { line.addText("a"); });
+    row("blanks", [](TextLine &line) { line.addBlanks(1); });
+    row("number", [](TextLine &line) { line.addNumber(1); });
+    row("padding", [](TextLine &line) { line.addPaddedNumber(1, 2); });
+    row("hexadecimal", [](TextLine &line) { line.addHex(1, 1); });
+    row("byte", [](TextLine &line) { line.addBytes(bytes, 1, false); });
+}
+
+void TextLineTest::neverWritesBeyond()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(Addition, add);
+    // The program ends, so it is a program of its own.
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit noCore = {0, 0};
+        setrlimit(RLIMIT_CORE, &noCore);
+        qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &, const QString &) { _exit(type == QtFatalMsg ? 42 : 1); });
+        TextLine line;
+        line.addBlanks(1023);
+        add(line);
+        _exit(0);
+    }
+    int status = 0;
+    QCOMPARE(waitpid(child, &status, 0), child);
+    QVERIFY(WIFEXITED(status));
+    QCOMPARE(WEXITSTATUS(status), 42);
+#else
+    QSKIP("needs fork()");
+#endif
 }
 
 QTEST_GUILESS_MAIN(TextLineTest)

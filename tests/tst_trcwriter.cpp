@@ -77,6 +77,22 @@ void TrcWriterTest::writesOneLine_data()
         ";   bus heavy\n"
         "      1         0.000 DT 1      0001 Rx -  0\n",
         "", "bus\r\nheavy");
+    row("note that commands a terminal", Frame(0x1),
+        ";   U+009B0m\n"
+        "      1         0.000 DT 1      0001 Rx -  0\n",
+        "unprintable note 1",
+        "\xC2\x9B"
+        "0m");
+    row("impossible remote length", Frame(0x100).remote().dlc(9), "      1         0.000 RR 1      0100 Rx -  8\n",
+        "impossible length 1");
+    row("error frame with data", Frame(CAN::errorFrameId, "0008"),
+        "      1         0.000 ER 1      0008 Rx -  2    00 08\n");
+    row("identifier of 32 bits", Frame(0xFFFFFFFF), "      1         0.000 DT 1  FFFFFFFF Rx -  0\n",
+        "over-long identifier 1");
+    row("high channel", Frame(0x1).channel(65535), "      1         0.000 DT 65535     0001 Rx -  0\n",
+        "high channel number 1");
+    row("bit-rate switch without CAN FD", Frame(0x1).brs(), "      1         0.000 DT 1      0001 Rx -  0\n",
+        "misplaced CAN FD mark 1");
     row("before zero", Frame(0x1).at(-3, 0), "      1         0.000 DT 1      0001 Rx -  0\n", "out-of-range time 1");
 }
 

@@ -29,6 +29,7 @@ struct Request {
     const Target *target = nullptr;
     MessageFilter filter;
     bool showsBar = true;
+    bool raw = false;
 };
 
 /// Standard output for code that writes to a device. Writing always succeeds: Output keeps the failure.
@@ -79,11 +80,11 @@ public:
     }
     void discard() { file.discard(); }
 
-    std::unique_ptr<FrameWriter> makeWriter(const Target &target)
+    std::unique_ptr<FrameWriter> makeWriter(const Target &target, bool raw)
     {
         if (target.databaseWriter)
             return target.databaseWriter(file.device().fileName());
-        return target.textWriter(isFile ? static_cast<QIODevice &>(file.device()) : device);
+        return target.textWriter(isFile ? static_cast<QIODevice &>(file.device()) : device, raw);
     }
 
     /// False when nobody reads what is written.
@@ -93,7 +94,7 @@ public:
     void report(const QString &text)
     {
         if (isFile)
-            out.writeLine(printable(QStringLiteral("%1: %2").arg(shownName, text)));
+            out.writeLine(QStringLiteral("%1: %2").arg(shownName, text));
     }
 
 private:
@@ -114,10 +115,10 @@ private:
 class Conversion
 {
 public:
-    Conversion(Destination &outputDestination, const Target &outputTarget)
+    Conversion(Destination &outputDestination, const Target &outputTarget, bool raw)
         : destination(outputDestination)
         , target(outputTarget)
-        , writer(destination.makeWriter(target))
+        , writer(destination.makeWriter(target, raw))
     {
     }
 
@@ -162,8 +163,8 @@ private:
     {
         QStringList parts;
         for (const FrameWriter::LossCount &loss : losses)
-            parts.append(counted(loss.count, loss.what));
-        return QStringLiteral("left out, since %1 has no place for it: %2")
+            parts.append(QStringLiteral("%1 (%2)").arg(counted(loss.count, loss.what), loss.outcome));
+        return QStringLiteral("warning: %1 has no place for everything: %2")
             .arg(target.name, parts.join(QLatin1String(", ")));
     }
 
@@ -180,7 +181,7 @@ ExitStatus convert(MessageSource &source, const Request &request, Output &out)
     Destination destination(request.output, out);
     if (!source.open() || !destination.open())
         return ExitStatus::Failure;
-    Conversion conversion(destination, *request.target);
+    Conversion conversion(destination, *request.target, request.raw);
     bool isEmpty = true;
     const auto visitor = [&](const CAN::CanRxMessage &message, const QString &note) {
         isEmpty = false;
@@ -264,6 +265,9 @@ QString understand(const QCommandLineParser &parser, Request &request)
         return QStringLiteral("IN and OUT are the same file");
     request.showsBar = isBarWanted(parser);
     QString problem = chooseTarget(parser, request);
+    request.raw = parser.isSet(QStringLiteral("raw"));
+    if (problem.isEmpty() && request.raw && request.target->name != QLatin1String("csv"))
+        problem = QStringLiteral("--raw is for csv");
     if (problem.isEmpty())
         problem = formatProblem(parser);
     return problem.isEmpty() ? request.filter.set(parser, endOption) : problem;
@@ -275,7 +279,6 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     const QString problem = understand(parser, request);
     if (!problem.isEmpty())
         return wrongUsage(problem, help);
-    // All in one thread, since a database belongs to the one that opened it.
     ExitStatus status = ExitStatus::Success;
     runInterruptibly([&] {
         MessageSource source;
@@ -297,6 +300,8 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("to"),
                       QStringLiteral("What to write: %1. Default: what the suffix of OUT says.").arg(targetNames()),
                       QStringLiteral("FORMAT")});
+    parser.addOption({QStringLiteral("raw"), QStringLiteral("CSV for programs: no apostrophe before a note that a "
+                                                            "spreadsheet would run as a formula.")});
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
     parser.addOption(storeOption());
@@ -328,7 +333,7 @@ Subcommand convertSubcommand()
         QStringLiteral(
             "Formats and their suffixes:\n"
             "%1"
-            "What a format has no place for is counted on standard error. OUT is written whole or not at\n"
+            "What a format has no place for is told of in a warning. OUT is written whole or not at\n"
             "all: when something fails, what was there before stays; the exit status is then 1, or 130 after Ctrl-C.\n"
             "The filters are --id, --channel, --from, --until, --direction and --notes-only.\n%2")
             .arg(targetTable(), LogFile::warningHelp()),

@@ -22,7 +22,7 @@ void Output::write(const QByteArray &text)
 
 void Output::writeLine(const QString &text)
 {
-    write(text.toLocal8Bit() + '\n');
+    write(printable(text).toLocal8Bit() + '\n');
 }
 
 void Output::flush()
@@ -70,13 +70,4 @@ ExitStatus interrupted(const QString &path)
 QString counted(quint64 count, const QString &what)
 {
     return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
-}
-
-QString printable(QString text)
-{
-    for (QChar &c : text) {
-        if (c.category() == QChar::Other_Control)
-            c = QLatin1Char('?');
-    }
-    return text;
 }

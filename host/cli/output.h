@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/cli/subcommand.h"
+#include "host/convert/plaintext.h" // for printable(), which whatever is written by other ways must pass
 
 #include <QByteArray>
 #include <QString>
@@ -18,7 +19,7 @@ public:
 
     void write(const char *text, std::size_t size);
     void write(const QByteArray &text);
-    /// @p text in the locale's encoding and a line end.
+    /// @p text, made printable, in the locale's encoding and a line end.
     void writeLine(const QString &text);
     /// Hands on what is buffered, for results that take a while to follow one another.
     void flush();
@@ -46,6 +47,3 @@ ExitStatus interrupted(const QString &path);
 
 /// "1 message", "2 messages"
 QString counted(quint64 count, const QString &what);
-
-/// @p text fit for one line on a terminal: control characters, which a file name or a note may hold, become "?".
-QString printable(QString text);

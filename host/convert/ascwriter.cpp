@@ -69,6 +69,7 @@ bool AscWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
     if (!note.isEmpty() && !putNote(note))
         return false;
+    countImpossible(message);
     TextLine line;
     addTime(line, message.timeStamp, timeWidth);
     if (kindOf(message) == FrameKind::Fd)
@@ -82,6 +83,7 @@ bool AscWriter::write(const CAN::CanRxMessage &message, const QString &note)
 bool AscWriter::finish()
 {
     lose(Loss::Channel, channels.joined());
+    lose(Loss::HighChannel, channels.high());
     return put(footer) && LineWriter::finish();
 }
 
@@ -90,7 +92,9 @@ bool AscWriter::putNote(const QString &note)
     // Readers look for the end of the block anywhere in a line.
     static const QRegularExpression blockEnd(QStringLiteral("(end) (triggerblock)"),
                                              QRegularExpression::CaseInsensitiveOption);
-    return put("// ") && put(commentText(note.simplified().replace(blockEnd, QStringLiteral("\\1_\\2")))) && put("\n");
+    // The pattern matches nothing in a text that is not well-formed.
+    const QString text = commentText(note).replace(blockEnd, QStringLiteral("\\1_\\2"));
+    return put("// ") && put(text.toUtf8()) && put("\n");
 }
 
 void AscWriter::addClassicFrame(TextLine &line, const CAN::CanRxMessage &message)
@@ -102,6 +106,8 @@ void AscWriter::addClassicFrame(TextLine &line, const CAN::CanRxMessage &message
         line.addText("ErrorFrame");
         if (message.isTx)
             lose(Loss::Direction);
+        if (payloadLength(message) > 0)
+            lose(Loss::Payload);
         return;
     }
     TextLine id;

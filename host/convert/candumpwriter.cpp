@@ -27,6 +27,7 @@ bool CandumpWriter::write(const CAN::CanRxMessage &message, const QString &note)
         lose(Loss::Note);
     if (message.isTx)
         lose(Loss::Direction);
+    countImpossible(message);
 
     TextLine line;
     line.addCharacter('(');
@@ -43,8 +44,13 @@ void CandumpWriter::addFrame(TextLine &line, const CAN::CanRxMessage &message)
 {
     const FrameKind kind = kindOf(message);
     if (kind == FrameKind::Error) {
+        const int length = std::min(payloadLength(message), errorDataLength);
+        if (length < payloadLength(message))
+            lose(Loss::Payload);
         line.addText(errorFrame);
-        line.addBytes(message.data, errorDataLength, false);
+        line.addBytes(message.data, length, false);
+        for (int i = length; i < errorDataLength; ++i)
+            line.addByte(0); // what stands behind a payload is not known to be data
         return;
     }
     line.addHex(message.id, hasExtendedId(message) ? 8 : 3);

@@ -7,22 +7,29 @@
 
 #include <array>
 
-/// What a message may say and a target may have no place for.
+/// What a message may say and a target may have no place for. docs/conversion.md has a table of the same.
 enum class Loss {
     Note,
-    Direction,  ///< that a frame was sent and not received
-    ErrorState, ///< the error state indicator of a CAN FD frame
-    Channel,    ///< that a frame is of channel 0 and not of channel 1
-    Time,       ///< a time before 0, or later than the target can say
-    Length,     ///< a length that the target cannot state
+    Direction,   ///< that a frame was sent and not received
+    ErrorState,  ///< the error state indicator of a CAN FD frame
+    Channel,     ///< that a frame is of channel 0 and not of channel 1
+    Time,        ///< a time before 0, or later than the target can say
+    Length,      ///< a length that the target cannot state
+    Identifier,  ///< an identifier above 29 bits, which no frame has
+    HighChannel, ///< a channel above 255, which tools do not expect
+    Payload,     ///< what an error frame has for data
+    Mark,        ///< a mark of CAN FD on a frame that is none
+    Controls,    ///< control characters in a note
+    Surrogates,  ///< halves of characters in a note
+    Formula,     ///< a note that a spreadsheet would run
 };
-constexpr int lossKinds = 6;
+constexpr int lossKinds = 13;
 
 /**
  * Writes messages in the format of one target: begin(), write() for each message, finish(). A function that returns
  * false has failed for good, errorText() says why, and none may be called after it.
  *
- * Memory does not grow with the number of messages. What the target cannot say is left out and counted.
+ * Memory does not grow with the number of messages. What the target cannot say is left out or changed, and counted.
  */
 class FrameWriter
 {
@@ -43,12 +50,17 @@ public:
     struct LossCount {
         QString what; ///< in the singular, its plural being with an "s"
         quint64 count;
+        QString outcome; ///< what became of it, in a few words
     };
-    /// What was left out so far.
+    /// What was left out or changed so far.
     QVector<LossCount> losses() const;
 
 protected:
     void lose(Loss loss, quint64 count = 1) { lossCounts[static_cast<std::size_t>(loss)] += count; }
+    /// Counts what the formats of other tools have no place for in any frame.
+    void countImpossible(const CAN::CanRxMessage &message);
+    /// @p note without halves of characters, which no format can hold.
+    QString wellFormedNote(const QString &note);
     /// Remembers why a function fails. Returns false.
     bool fail(const QString &reason);
 

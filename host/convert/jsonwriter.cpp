@@ -1,10 +1,12 @@
 #include "host/convert/jsonwriter.h"
 
+#include "host/convert/plaintext.h"
 #include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
+#include <QStringView>
+
+#include <algorithm>
 
 // {"time":1345212884.318850,"channel":1,"direction":"Rx","id":291,"extended":false,"remote":false,"fd":false,
 //  "brs":false,"esi":false,"error":false,"dlc":2,"data":"AABB","note":"a note"}          (in one line)
@@ -21,11 +23,51 @@ void addFlag(TextLine &line, const char *name, bool flag)
     line.addText(flag ? "\":true" : "\":false");
 }
 
-/// @p text with quotation marks, and with escapes where JSON needs them.
+/// Adds what stands in a JSON string for @p c, which may not stand there itself.
+void addEscape(QByteArray &bytes, QChar c)
+{
+    static const char digits[] = "0123456789abcdef";
+    const ushort code = c.unicode();
+    switch (code) {
+    case '"':
+    case '\\':
+        bytes.append('\\').append(char(code));
+        return;
+    case '\n':
+        bytes.append("\\n");
+        return;
+    case '\r':
+        bytes.append("\\r");
+        return;
+    case '\t':
+        bytes.append("\\t");
+        return;
+    default:
+        bytes.append("\\u");
+        for (int shift = 12; shift >= 0; shift -= 4)
+            bytes.append(digits[code >> shift & 0xF]);
+    }
+}
+
+bool needsEscape(QChar c)
+{
+    return c == QLatin1Char('"') || c == QLatin1Char('\\') || isControl(c);
+}
+
+/// @p text, which is well-formed, with quotation marks. More is escaped than JSON demands, so that nothing in a note
+/// commands the terminal that shows it.
 QByteArray string(const QString &text)
 {
-    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
-    return array.mid(1, array.size() - 2);
+    QByteArray bytes(1, '"');
+    bytes.reserve(text.size() + 2);
+    auto written = text.cbegin();
+    for (auto next = written;; written = next + 1) {
+        next = std::find_if(written, text.cend(), needsEscape);
+        bytes += QStringView(written, next).toUtf8();
+        if (next == text.cend())
+            return bytes.append('"');
+        addEscape(bytes, *next);
+    }
 }
 
 } // namespace
@@ -55,5 +97,5 @@ bool JsonWriter::write(const CAN::CanRxMessage &message, const QString &note)
     line.addText(",\"data\":\"");
     line.addBytes(message.data, payloadLength(message), false);
     line.addCharacter('"');
-    return put(line) && (note.isEmpty() || (put(",\"note\":") && put(string(note)))) && put("}\n");
+    return put(line) && (note.isEmpty() || (put(",\"note\":") && put(string(wellFormedNote(note))))) && put("}\n");
 }

@@ -1,5 +1,6 @@
 #include "host/convert/linewriter.h"
 
+#include "host/convert/plaintext.h"
 #include "host/store/chunkformat.h"
 #include "host/store/timetext.h"
 
@@ -64,7 +65,11 @@ quint64 LineWriter::notNegative(qint64 microseconds)
     return 0;
 }
 
-QByteArray commentText(const QString &note)
+QString LineWriter::commentText(const QString &note)
 {
-    return note.simplified().toUtf8();
+    const QString line = wellFormedNote(note).simplified();
+    const QString result = printable(line);
+    if (result != line)
+        lose(Loss::Controls);
+    return result;
 }

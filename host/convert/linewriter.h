@@ -26,6 +26,8 @@ protected:
     void addTime(TextLine &line, const CanTimeStamp &time, int width = 0);
     /// The same for a time that the format counts from elsewhere, in microseconds.
     quint64 notNegative(qint64 microseconds);
+    /// @p note in one line without control characters, well-formed, for a comment.
+    QString commentText(const QString &note);
 
 private:
     bool flushIfLarge();
@@ -35,9 +37,6 @@ private:
     QByteArray buffer;
 };
 
-/// @p note in one line of UTF-8, for a comment.
-QByteArray commentText(const QString &note);
-
 /// The channel for a format that counts them from 1. Channel 0 stands for none in most logs and becomes 1; where a log
 /// has other channels as well, that may have joined two buses, so those frames are counted.
 class ChannelsFromOne
@@ -46,11 +45,16 @@ public:
     quint16 numberOf(const CAN::CanRxMessage &message)
     {
         ++(message.channel == 0 ? zeros : others);
+        if (message.channel > 255)
+            ++highNumbers;
         return std::max(message.channel, quint16(1));
     }
     quint64 joined() const { return others > 0 ? zeros : 0; }
+    /// How many frames have a number that does not fit into a byte, where tools keep it.
+    quint64 high() const { return highNumbers; }
 
 private:
     quint64 zeros = 0;
     quint64 others = 0;
+    quint64 highNumbers = 0;
 };

@@ -4,19 +4,12 @@
 #include "host/store/timetext.h"
 
 #include <QByteArray>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QThread>
-#include <QUuid>
-#include <QVariant>
+#include <QFile>
 
-#include <optional>
+#include <sqlite3.h>
 
 namespace
 {
-
-const QLatin1String driver("QSQLITE");
 
 const char *const preparations[] = {
     // The file is new and is dropped when anything fails, so nothing need ever be rolled back.
@@ -37,105 +30,127 @@ const char *const preparations[] = {
     " dlc INTEGER NOT NULL,"
     " data BLOB NOT NULL,"
     " note TEXT)",
+    "BEGIN",
 };
-const QLatin1String insertion("INSERT INTO messages VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-
-QString describe(const QSqlError &error)
-{
-    return error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
-}
+constexpr char insertion[] = "INSERT INTO messages VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
 
 } // namespace
 
-class SqliteWriter::Private
+/// An open database and the statement that inserts a row.
+class SqliteWriter::Database
 {
 public:
-    explicit Private(const QString &path)
-        : connection(QUuid::createUuid().toString())
-        , database(QSqlDatabase::addDatabase(driver, connection))
+    explicit Database(const QString &databasePath)
+        : path(QFile::encodeName(databasePath))
     {
-        database.setDatabaseName(path);
     }
-    ~Private()
+    ~Database() { close(); }
+
+    /// Closes what is open. False when that fails.
+    bool close()
     {
-        insert.reset(); // a connection can only be removed when nobody holds anything of it
-        database = QSqlDatabase();
-        QSqlDatabase::removeDatabase(connection);
+        sqlite3_finalize(insert);
+        insert = nullptr;
+        const bool ok = sqlite3_close(connection) == SQLITE_OK;
+        if (ok)
+            connection = nullptr;
+        return ok;
     }
 
-    const QThread *const thread = QThread::currentThread();
-    const QString connection;
-    QSqlDatabase database;
-    std::optional<QSqlQuery> insert;
+    /// The next value of the row; all are bound before each step, and live until then.
+    void bind(qint64 value) { sqlite3_bind_int64(insert, ++position, value); }
+    void bind(bool value) { bind(qint64(value)); }
+    void bind(const char *text) { sqlite3_bind_text(insert, ++position, text, -1, SQLITE_STATIC); }
+    void bindText(const QByteArray &text)
+    {
+        textResult = sqlite3_bind_text(insert, ++position, text.constData(), text.size(), SQLITE_STATIC);
+    }
+    void bindBytes(const quint8 *bytes, int count)
+    {
+        sqlite3_bind_blob(insert, ++position, bytes, count, SQLITE_STATIC);
+    }
+    void bindNull() { sqlite3_bind_null(insert, ++position); }
+    /// Inserts the row of the values. False when that fails.
+    bool insertRow()
+    {
+        const bool ok = textResult == SQLITE_OK && sqlite3_step(insert) == SQLITE_DONE;
+        if (ok)
+            sqlite3_reset(insert);
+        position = 0;
+        return ok;
+    }
+
+    const QByteArray path;
+    sqlite3 *connection = nullptr;
+    sqlite3_stmt *insert = nullptr;
     qint64 number = 0;
+
+private:
+    Q_DISABLE_COPY_MOVE(Database)
+
+    int position = 0;
+    int textResult = SQLITE_OK; ///< only a text may be too long
 };
 
 SqliteWriter::SqliteWriter(const QString &path)
-    : d(std::make_unique<Private>(path))
+    : d(std::make_unique<Database>(path))
 {
 }
 
 SqliteWriter::~SqliteWriter() = default;
 
-bool SqliteWriter::isInItsThread()
-{
-    return QThread::currentThread() == d->thread || fail(QStringLiteral("its database is open in another thread"));
-}
-
 bool SqliteWriter::begin()
 {
-    if (!isInItsThread())
-        return false;
-    if (!QSqlDatabase::isDriverAvailable(driver))
-        return fail(QStringLiteral("Qt's driver for SQLite is missing, install the package libqt5sql5-sqlite"));
-    if (!d->database.open())
-        return fail(describe(d->database.lastError()));
-    QSqlQuery query(d->database);
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    if (sqlite3_open_v2(d->path.constData(), &d->connection, flags, nullptr) != SQLITE_OK)
+        return failed();
     for (const char *statement : preparations) {
-        if (!query.exec(QLatin1String(statement)))
-            return fail(describe(query.lastError()));
+        if (!run(statement))
+            return false;
     }
-    query.finish();
-    if (!d->database.transaction())
-        return fail(describe(d->database.lastError()));
-    d->insert.emplace(d->database);
-    return d->insert->prepare(insertion) || fail(describe(d->insert->lastError()));
+    return sqlite3_prepare_v2(d->connection, insertion, -1, &d->insert, nullptr) == SQLITE_OK || failed();
 }
 
 bool SqliteWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
-    if (!isInItsThread())
-        return false;
     const bool isError = kindOf(message) == FrameKind::Error;
-    const QVariant values[] = {
-        ++d->number,
-        inMicroseconds(message.timeStamp),
-        message.channel,
-        message.isTx ? QStringLiteral("Tx") : QStringLiteral("Rx"),
-        isError ? QVariant(QVariant::UInt) : QVariant(message.id),
-        int(message.isExtended),
-        int(message.isRemote),
-        int(message.isFd),
-        int(message.isBrs),
-        int(message.isEsi),
-        int(isError),
-        message.dlc,
-        QByteArray(reinterpret_cast<const char *>(message.data), payloadLength(message)),
-        note.isEmpty() ? QVariant(QVariant::String) : QVariant(note),
-    };
-    int position = 0;
-    for (const QVariant &value : values)
-        d->insert->bindValue(position++, value);
-    return d->insert->exec() || fail(describe(d->insert->lastError()));
+    const QByteArray text = wellFormedNote(note).toUtf8();
+    d->bind(++d->number);
+    d->bind(inMicroseconds(message.timeStamp));
+    d->bind(qint64(message.channel));
+    d->bind(message.isTx ? "Tx" : "Rx");
+    if (isError)
+        d->bindNull();
+    else
+        d->bind(qint64(message.id));
+    for (const bool flag : {message.isExtended, message.isRemote, message.isFd, message.isBrs, message.isEsi, isError})
+        d->bind(flag);
+    d->bind(qint64(message.dlc));
+    d->bindBytes(message.data, payloadLength(message));
+    if (note.isEmpty())
+        d->bindNull();
+    else
+        d->bindText(text);
+    return d->insertRow() || failed();
 }
 
 bool SqliteWriter::finish()
 {
-    if (!isInItsThread())
-        return false;
-    d->insert.reset();
-    if (!d->database.commit())
-        return fail(describe(d->database.lastError()));
-    d->database.close();
-    return true;
+    return run("COMMIT") && (d->close() || failed());
+}
+
+bool SqliteWriter::run(const char *statement)
+{
+    return sqlite3_exec(d->connection, statement, nullptr, nullptr, nullptr) == SQLITE_OK || failed();
+}
+
+bool SqliteWriter::failed()
+{
+    if (!d->connection)
+        return fail(QStringLiteral("out of memory"));
+    // SQLite calls every failed write an I/O error; the system knows whether the disk is full.
+    const int cause = sqlite3_system_errno(d->connection);
+    if (sqlite3_errcode(d->connection) == SQLITE_IOERR && cause != 0)
+        return fail(qt_error_string(cause));
+    return fail(QString::fromUtf8(sqlite3_errmsg(d->connection)));
 }

@@ -5,8 +5,7 @@
 #include <memory>
 
 /// Writes one table, "messages", into a new SQLite database, in one transaction. It holds everything that a message
-/// says. Needs Qt's driver for SQLite, and a QCoreApplication. A database belongs to one thread, so the writer is made,
-/// used and destroyed in the same one; in another it fails.
+/// says.
 class SqliteWriter : public FrameWriter
 {
 public:
@@ -19,8 +18,10 @@ public:
     bool finish() override;
 
 private:
-    bool isInItsThread();
+    bool run(const char *statement);
+    /// fail() with what the database says; false.
+    bool failed();
 
-    class Private;
-    std::unique_ptr<Private> d;
+    class Database;
+    std::unique_ptr<Database> d;
 };

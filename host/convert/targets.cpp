@@ -13,9 +13,14 @@ namespace
 {
 
 template <typename Writer>
-std::unique_ptr<FrameWriter> textWriter(QIODevice &device)
+std::unique_ptr<FrameWriter> textWriter(QIODevice &device, bool)
 {
     return std::make_unique<Writer>(device);
+}
+
+std::unique_ptr<FrameWriter> csvWriter(QIODevice &device, bool raw)
+{
+    return std::make_unique<CsvWriter>(device, raw);
 }
 
 template <typename Writer>
@@ -51,11 +56,7 @@ const QVector<Target> &targets()
          QStringLiteral("PCAN trace, version 2.1"),
          textWriter<TrcWriter>,
          nullptr},
-        {QStringLiteral("csv"),
-         {QStringLiteral(".csv")},
-         QStringLiteral("comma-separated values"),
-         textWriter<CsvWriter>,
-         nullptr},
+        {QStringLiteral("csv"), {QStringLiteral(".csv")}, QStringLiteral("comma-separated values"), csvWriter, nullptr},
         {QStringLiteral("json"),
          {QStringLiteral(".jsonl"), QStringLiteral(".json")},
          QStringLiteral("JSON, one object a line"),

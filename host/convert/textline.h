@@ -16,12 +16,8 @@ class TextLine
 {
 public:
     void addText(const char *text) { add(text, static_cast<int>(std::strlen(text))); }
-    void addCharacter(char c) { *end++ = c; }
-    void addBlanks(int count)
-    {
-        if (count > 0)
-            end = std::fill_n(end, count, ' ');
-    }
+    void addCharacter(char c) { add(&c, 1); }
+    void addBlanks(int count) { fill(' ', count); }
     void addGap() { addBlanks(2); }
     void addRight(const char *text, int length, int width)
     {
@@ -60,6 +56,7 @@ public:
     void addByte(quint8 byte)
     {
         static const char digits[] = "0123456789ABCDEF";
+        need(2);
         *end++ = digits[byte >> 4];
         *end++ = digits[byte & 0xF];
     }
@@ -68,7 +65,7 @@ public:
     {
         for (int i = 0; i < count; ++i) {
             if (blanks && i > 0)
-                *end++ = ' ';
+                addCharacter(' ');
             addByte(bytes[i]);
         }
     }
@@ -77,15 +74,33 @@ public:
     const char *begin() const { return line; }
 
 private:
-    void add(const char *added, int length) { end = std::copy_n(added, length, end); }
+    /// Ends the program rather than write beyond the line: whatever is added then, the numbers above are wrong.
+    void need(int count)
+    {
+        if (Q_UNLIKELY(count > capacity - length()))
+            qFatal("a line of more than %d characters", capacity);
+    }
+    void add(const char *added, int count)
+    {
+        need(count);
+        end = std::copy_n(added, count, end);
+    }
+    void fill(char c, int count)
+    {
+        need(count);
+        if (count > 0)
+            end = std::fill_n(end, count, c);
+    }
     void addDigits(const char *digits, int length, int digitCount, int width)
     {
         const int zeros = std::max(0, digitCount - length);
         addBlanks(width - zeros - length);
-        end = std::fill_n(end, zeros, '0');
+        fill('0', zeros);
         add(digits, length);
     }
 
-    char line[1024];
+    static constexpr int capacity = 1023;
+
+    char line[capacity];
     char *end = line;
 };

@@ -32,6 +32,7 @@ constexpr char columns[] = ";$COLUMNS=N,O,T,B,I,d,R,l,D\n"
 constexpr qint64 secondsOfADay = 86400;
 constexpr qint64 daysUntil1970 = 25569; // since 30 December 1899, the first day of the format
 constexpr quint32 otherError = 8;
+constexpr int highestRemoteLength = 8; // CAN FD has no remote frames
 
 /// The start of a log whose first message is of @p firstTime, in seconds. Readers take an offset as 32 bits, which is
 /// not enough for the seconds since 1970: a time of a day or more counts as such a date.
@@ -64,9 +65,14 @@ void addId(TextLine &line, const CAN::CanRxMessage &message)
         line.addHex(message.id, hasExtendedId(message) ? 8 : 4, 8);
 }
 
+int highestLength(const CAN::CanRxMessage &message)
+{
+    return kindOf(message) == FrameKind::Remote ? highestRemoteLength : int(sizeof message.data);
+}
+
 void addPayload(TextLine &line, const CAN::CanRxMessage &message)
 {
-    const int length = std::min(int(message.dlc), int(sizeof message.data));
+    const int length = std::min(int(message.dlc), highestLength(message));
     const int start = line.length();
     line.addNumber(quint64(length));
     if (payloadLength(message) == 0)
@@ -84,12 +90,13 @@ bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
     if (!hasHeader && !putHeader(message.timeStamp))
         return false;
-    if (!note.isEmpty() && !(put(";   ") && put(commentText(note)) && put("\n")))
+    if (!note.isEmpty() && !(put(";   ") && put(commentText(note).toUtf8()) && put("\n")))
         return false;
     if (kindOf(message) == FrameKind::Fd && message.isEsi)
         lose(Loss::ErrorState);
-    if (message.dlc > sizeof message.data)
+    if (message.dlc > highestLength(message))
         lose(Loss::Length);
+    countImpossible(message);
 
     TextLine line;
     line.addNumber(++number, 7);
@@ -118,6 +125,7 @@ bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
 bool TrcWriter::finish()
 {
     lose(Loss::Channel, channels.joined());
+    lose(Loss::HighChannel, channels.high());
     return (hasHeader || putHeader(CanTimeStamp())) && LineWriter::finish();
 }
 
