@@ -18,6 +18,8 @@ QString ImportReport::reasonText(Reason reason)
         return tr("frames of this kind are not read from this format");
     case Reason::EndsImport:
         return tr("the line breaks the format, reading ended here");
+    case Reason::BrokenLine:
+        return tr("the line is not as this format has it");
     }
     return {};
 }
@@ -46,9 +48,9 @@ void ImportWatch::settle()
     ++report.faultyLines;
     report.droppedLines += isDropped ? 1 : 0;
     if (report.faults.size() < ImportReport::maxFaults)
-        report.faults.append({report.lines, column, reason});
+        report.faults.append({report.lines, column, reason, {}});
     else if (reason == Reason::EndsImport) // why there is no more says more than one fault among so many
-        report.faults.last() = {report.lines, column, reason};
+        report.faults.last() = {report.lines, column, reason, {}};
     pass();
 }
 

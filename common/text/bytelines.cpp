@@ -88,6 +88,20 @@ bool ByteLines::next()
     return true;
 }
 
+std::string_view ByteLines::lookAhead(qint64 wanted)
+{
+    const qint64 gap = position - start; // the line stays in the buffer before what comes next
+    while (end - position < wanted) {
+        position = start;
+        const bool filled = fill();
+        start = position;
+        position = start + gap;
+        if (!filled)
+            break;
+    }
+    return {position, std::size_t(end - position)};
+}
+
 bool ByteLines::skipRestOfLine()
 {
     const char *lineFeed = nullptr;

@@ -30,6 +30,8 @@ public:
     bool next();
     /// Valid until next().
     std::string_view line() const { return {start, length}; }
+    /// What comes behind line(), at least @p bytes of it unless the device ends before. Valid until next().
+    std::string_view lookAhead(qint64 bytes);
     qint64 number() const { return lineNumber; } ///< of line(), from 1
     bool isCut() const { return cut; }           ///< whether line() is only the beginning of its line
     /// Whether next() has to read from the device first, which on a pipe may take long.

@@ -159,38 +159,59 @@ inline bool readHexByte(std::string_view text, quint8 &byte)
     return (first | second) < 0x80;
 }
 
-/**
- * Decimal seconds that are all of @p text, with an optional sign and fraction, in nanoseconds. More than nine digits of
- * the fraction are cut off. False for what is no such number, and for times that a message cannot have, which are those
- * of more than 68 years.
- */
-inline bool readSeconds(std::string_view text, qint64 &nanoseconds)
+/// A decimal number with an optional sign and fraction.
+struct Decimal {
+    bool isNegative = false;
+    quint64 whole = 0;
+    quint64 billionths = 0; ///< of its fraction; more than nine digits are cut off
+};
+
+/// Reads the number that is all of @p text. False for what is none, and for more than 18 digits before the point.
+inline bool readDecimal(std::string_view text, Decimal &number)
 {
-    const bool isNegative = !text.empty() && text.front() == '-';
-    if (isNegative)
+    number.isNegative = !text.empty() && text.front() == '-';
+    if (number.isNegative)
         text.remove_prefix(1);
-    quint64 seconds = 0;
     while (text.size() > 18 && text.front() == '0')
         text.remove_prefix(1);
-    const int digits = takeDigits(text, seconds);
-    quint64 fraction = 0;
-    int decimals = 0;
-    if (!text.empty()) {
-        if (text.front() != '.')
-            return false;
-        text.remove_prefix(1);
-        std::string_view nine = text.substr(0, 9);
-        decimals = takeDigits(nine, fraction);
-        text.remove_prefix(std::size_t(decimals));
-        for (int i = decimals; i < 9; ++i)
-            fraction *= 10;
-        while (decimals == 9 && !text.empty() && quint8(text.front() - '0') < 10)
-            text.remove_prefix(1);
-    }
-    if (digits + decimals == 0 || digits > 18 || !text.empty() || seconds >= 0x7FFFFFFF)
+    const int digits = takeDigits(text, number.whole);
+    number.billionths = 0;
+    if (text.empty())
+        return digits > 0 && digits <= 18;
+    if (text.front() != '.')
         return false;
-    const auto value = qint64(seconds * 1000000000 + fraction);
-    nanoseconds = isNegative ? -value : value;
+    text.remove_prefix(1);
+    std::string_view nine = text.substr(0, 9);
+    const int decimals = takeDigits(nine, number.billionths);
+    number.billionths *= powersOfTen[decimals == 0 ? 0 : std::size_t(9 - decimals)];
+    text.remove_prefix(std::size_t(decimals));
+    while (decimals == 9 && !text.empty() && quint8(text.front() - '0') < 10)
+        text.remove_prefix(1);
+    return digits + decimals > 0 && digits <= 18 && text.empty();
+}
+
+/// The longest time that a message can have: a little more than 68 years.
+constexpr quint64 maxSeconds = 0x7FFFFFFE;
+
+/// Decimal seconds that are all of @p text, in nanoseconds. False for what is none, or is a time that no message can have.
+inline bool readSeconds(std::string_view text, qint64 &nanoseconds)
+{
+    Decimal number;
+    if (!readDecimal(text, number) || number.whole > maxSeconds)
+        return false;
+    const auto value = qint64(number.whole * 1000000000 + number.billionths);
+    nanoseconds = number.isNegative ? -value : value;
+    return true;
+}
+
+/// The same for milliseconds.
+inline bool readMilliseconds(std::string_view text, qint64 &nanoseconds)
+{
+    Decimal number;
+    if (!readDecimal(text, number) || number.whole > maxSeconds * 1000)
+        return false;
+    const auto value = qint64(number.whole * 1000000 + number.billionths / 1000);
+    nanoseconds = number.isNegative ? -value : value;
     return true;
 }
 
