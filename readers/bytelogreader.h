@@ -10,8 +10,8 @@
 
 /**
  * What the readers of today's text logs have in common: lines as bytes, the report on them, and the notes. A line is a
- * frame, a note, another line by the grammar of the format, or a fault; what the log says beside frames becomes the note
- * of the frame before, or of the first one. Private to the library.
+ * frame, a note, another line by the grammar of the format, or a fault; what the log says beside frames becomes the
+ * note of the frame before, or of the first one. Private to the library.
  */
 class ByteLogReader : public FrameReader
 {
@@ -39,8 +39,8 @@ protected:
     /// What the log says beside the frame in hand: within look() the frame before, otherwise the one being read.
     void addNote(const QString &text);
     void addNote(std::string_view text) { addNote(decodedText(text)); }
-    /// The line gives no message, although it should, because of what stands at @p where, in the line, or, where that is
-    /// null, at its end. Returns Fault for look().
+    /// The line gives no message, although it should, because of what stands at @p where, in the line, or, where that
+    /// is null, at its end. Returns Fault for look().
     Kind drop(const QString &text, std::string_view where = {});
     /// The same for a kind of frame that is not read.
     Kind dropUnread(const QString &text, std::string_view where = {});

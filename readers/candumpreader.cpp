@@ -180,7 +180,7 @@ private:
             || !number(date, 9, 2, day) || !number(time, 0, 2, hour) || !number(time, 3, 2, minute)
             || !ByteNumbers::readSeconds(time.substr(6, time.size() - 7), second))
             return false;
-        const QDate calendarDay(int(year), int(month), int(day));
+        const QDate calendarDay{int(year), int(month), int(day)};
         constexpr qint64 nanosecondsOfSecond = 1000000000;
         if (!calendarDay.isValid() || hour > 23 || minute > 59 || year < 1970 || year > 2037)
             return false;
@@ -416,8 +416,8 @@ private:
         const std::string_view digits = field.size() > 2 ? field.substr(1, field.size() - 2) : std::string_view();
         quint32 length = 0;
         const quint32 most = message.isFd ? 64 : 8;
-        const bool isRead = isCode ? readHex(digits, length)
-                                   : isLength && ByteNumbers::readDecimal(digits, length, most);
+        const bool isRead =
+            isCode ? readHex(digits, length) : isLength && ByteNumbers::readDecimal(digits, length, most);
         if (!isRead)
             drop(tr("the length in brackets is none from 0 to %1").arg(most), field);
         message.dlc = quint8(std::min<quint32>(length, most));

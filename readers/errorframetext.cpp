@@ -28,13 +28,22 @@ QString textOf(const Bit (&table)[size], quint32 bits)
 }
 
 constexpr Bit controller[] = {
-    {0x01, "receive buffer overflow"}, {0x02, "transmit buffer overflow"}, {0x04, "receive errors at warning level"},
-    {0x08, "transmit errors at warning level"}, {0x10, "receive error passive"}, {0x20, "transmit error passive"},
+    {0x01, "receive buffer overflow"},
+    {0x02, "transmit buffer overflow"},
+    {0x04, "receive errors at warning level"},
+    {0x08, "transmit errors at warning level"},
+    {0x10, "receive error passive"},
+    {0x20, "transmit error passive"},
     {0x40, "error active again"},
 };
 constexpr Bit protocol[] = {
-    {0x01, "single bit error"}, {0x02, "form error"}, {0x04, "stuff error"}, {0x08, "unable to send a dominant bit"},
-    {0x10, "unable to send a recessive bit"}, {0x20, "bus overload"}, {0x40, "active error announcement"},
+    {0x01, "single bit error"},
+    {0x02, "form error"},
+    {0x04, "stuff error"},
+    {0x08, "unable to send a dominant bit"},
+    {0x10, "unable to send a recessive bit"},
+    {0x20, "bus overload"},
+    {0x40, "active error announcement"},
     {0x80, "error while transmitting"},
 };
 

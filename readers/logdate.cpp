@@ -13,11 +13,11 @@ struct MonthName {
 };
 
 constexpr MonthName monthNames[] = {
-    {u"jan", 1},  {u"ene", 1},  {u"feb", 2},  {u"f\u00e9v", 2}, {u"fev", 2},      {u"mar", 3},      {u"m\u00e4r", 3},
-    {u"mrz", 3},  {u"apr", 4},  {u"avr", 4},  {u"abr", 4},      {u"may", 5},      {u"mai", 5},      {u"jun", 6},
-    {u"juin", 6}, {u"jul", 7},  {u"juil", 7}, {u"aug", 8},      {u"ao\u00fb", 8}, {u"aou", 8},      {u"ago", 8},
-    {u"sep", 9},  {u"oct", 10}, {u"okt", 10}, {u"nov", 11},     {u"dec", 12},     {u"dez", 12},     {u"d\u00e9c", 12},
-    {u"dic", 12},
+    {u"jan", 1},      {u"ene", 1},  {u"feb", 2},  {u"f\u00e9v", 2},  {u"fev", 2},  {u"mar", 3},
+    {u"m\u00e4r", 3}, {u"mrz", 3},  {u"apr", 4},  {u"avr", 4},       {u"abr", 4},  {u"may", 5},
+    {u"mai", 5},      {u"jun", 6},  {u"juin", 6}, {u"jul", 7},       {u"juil", 7}, {u"aug", 8},
+    {u"ao\u00fb", 8}, {u"aou", 8},  {u"ago", 8},  {u"sep", 9},       {u"oct", 10}, {u"okt", 10},
+    {u"nov", 11},     {u"dec", 12}, {u"dez", 12}, {u"d\u00e9c", 12}, {u"dic", 12},
 };
 
 /// 1 to 12, 0 for what is no month.
@@ -70,7 +70,8 @@ QDateTime withMonthName(QStringList words)
 QDateTime withNumbers(const QStringList &words)
 {
     QString day = words.value(0);
-    const QStringList parts = day.replace(QLatin1Char('.'), QLatin1Char('/')).replace(QLatin1Char('-'), QLatin1Char('/'))
+    const QStringList parts = day.replace(QLatin1Char('.'), QLatin1Char('/'))
+                                  .replace(QLatin1Char('-'), QLatin1Char('/'))
                                   .split(QLatin1Char('/'));
     if (parts.size() != 3)
         return {};

@@ -61,16 +61,26 @@ private:
     int *named(char letter)
     {
         switch (letter) {
-        case 'N': return &number;
-        case 'O': return &time;
-        case 'T': return &type;
-        case 'B': return &bus;
-        case 'I': return &id;
-        case 'd': return &direction;
-        case 'l': return &lengthBytes;
-        case 'L': return &lengthCode;
-        case 'D': return &data;
-        default: return nullptr;
+        case 'N':
+            return &number;
+        case 'O':
+            return &time;
+        case 'T':
+            return &type;
+        case 'B':
+            return &bus;
+        case 'I':
+            return &id;
+        case 'd':
+            return &direction;
+        case 'l':
+            return &lengthBytes;
+        case 'L':
+            return &lengthCode;
+        case 'D':
+            return &data;
+        default:
+            return nullptr;
         }
     }
 };
@@ -79,12 +89,18 @@ private:
 std::string_view columnsOfVersion(int version)
 {
     switch (version) {
-    case 10: return "N,O,I,l,D";
-    case 11: return "N,O,T,I,l,D";
-    case 12: return "N,O,B,T,I,l,D";
-    case 13: return "N,O,B,T,I,R,l,D";
-    case 20: return "N,O,T,I,d,l,D";
-    default: return "N,O,T,B,I,d,R,L,D";
+    case 10:
+        return "N,O,I,l,D";
+    case 11:
+        return "N,O,T,I,l,D";
+    case 12:
+        return "N,O,B,T,I,l,D";
+    case 13:
+        return "N,O,B,T,I,R,l,D";
+    case 20:
+        return "N,O,T,I,d,l,D";
+    default:
+        return "N,O,T,B,I,d,R,L,D";
     }
 }
 
@@ -176,8 +192,8 @@ private:
             return;
         constexpr double millisecondsOfDay = 86400000;
         const auto milliseconds = qRound64(double(number.billionths) / 1e9 * millisecondsOfDay);
-        logInfo.start = QDateTime(QDate(1899, 12, 30), QTime(0, 0), Qt::UTC).addDays(qint64(number.whole))
-                            .addMSecs(milliseconds);
+        logInfo.start =
+            QDateTime(QDate(1899, 12, 30), QTime(0, 0), Qt::UTC).addDays(qint64(number.whole)).addMSecs(milliseconds);
     }
 
     void readHeaderText(std::string_view text)
@@ -303,12 +319,12 @@ private:
     /// The identifier tells the kind of the error.
     bool finishOldError(CAN::CanRxMessage &message)
     {
-        quint32 kind = 0;
-        if (!readHex(fields[columns.id], kind)) {
+        quint32 errorKind = 0;
+        if (!readHex(fields[columns.id], errorKind)) {
             drop(tr("the kind of the error is no hexadecimal number"), fields[columns.id]);
             return false;
         }
-        std::array<quint8, 5> content{quint8(kind)};
+        std::array<quint8, 5> content{quint8(errorKind)};
         std::copy_n(message.data, 4, content.begin() + 1);
         return finishError(content, message.dlc >= 4 ? 5 : 1, message);
     }
@@ -325,13 +341,17 @@ private:
         return true;
     }
 
-    static QString kindText(int kind)
+    static QString kindText(int errorKind)
     {
-        switch (kind) {
-        case 1: return tr("bit error");
-        case 2: return tr("form error");
-        case 4: return tr("stuff error");
-        default: return tr("other error");
+        switch (errorKind) {
+        case 1:
+            return tr("bit error");
+        case 2:
+            return tr("form error");
+        case 4:
+            return tr("stuff error");
+        default:
+            return tr("other error");
         }
     }
 

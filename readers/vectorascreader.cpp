@@ -23,9 +23,9 @@
 //      0.252300 CAN 1 Status:chip status error passive - TxErr: 130 RxErr: 2
 //   End TriggerBlock
 //
-// "base" holds for the identifiers and data of classic lines; the others are hexadecimal but for lengths. Of the tail of
-// a CAN FD line the third number holds flags, which tell the kind of the frame. Whatever has a time and is no frame says
-// something about the bus or the measurement: a note.
+// "base" holds for the identifiers and data of classic lines; the others are hexadecimal but for lengths. Of the tail
+// of a CAN FD line the third number holds flags, which tell the kind of the frame. Whatever has a time and is no frame
+// says something about the bus or the measurement: a note.
 
 namespace
 {
@@ -42,9 +42,8 @@ constexpr quint32 errorStateFlag = 0x4000;
 bool isWord(std::string_view text, std::string_view lowerCase)
 {
     return text.size() == lowerCase.size()
-           && std::equal(text.begin(), text.end(), lowerCase.begin(), [](char a, char b) {
-                  return a == b || (a >= 'A' && a <= 'Z' && (a | 0x20) == b);
-              });
+           && std::equal(text.begin(), text.end(), lowerCase.begin(),
+                         [](char a, char b) { return a == b || (a >= 'A' && a <= 'Z' && (a | 0x20) == b); });
 }
 
 bool beginsWith(std::string_view text, std::string_view lowerCase)
@@ -245,8 +244,8 @@ private:
         }
     }
 
-    /// Some writers call times relative that count from the start: those never fall over many lines, and come to far more
-    /// than the last one when they are added.
+    /// Some writers call times relative that count from the start: those never fall over many lines, and come to far
+    /// more than the last one when they are added.
     bool nextTimesAreOffsets(qint64 first)
     {
         constexpr int linesLookedAt = 1000;
@@ -269,8 +268,8 @@ private:
         return total > 10 * double(latest) && latest > 0;
     }
 
-    /// The block date counts instead of the header's where its first event is at about zero, unless the times count from
-    /// the header date.
+    /// The block date counts instead of the header's where its first event is at about zero, unless the times count
+    /// from the header date.
     void setStart()
     {
         logInfo.start = headerDate.isValid() ? headerDate : blockDate;
@@ -521,7 +520,8 @@ private:
         int phase = 8;
         while (phase < fields.count() && fields[phase] != "Arb." && fields[phase] != "Data")
             ++phase;
-        QString words = tr("error frame %1").arg(decodedText(textBetween(5, phase < fields.count() ? phase - 3 : phase)));
+        QString words =
+            tr("error frame %1").arg(decodedText(textBetween(5, phase < fields.count() ? phase - 3 : phase)));
         if (phase < fields.count())
             words += tr(", phase %1").arg(decodedText(fields[phase]));
         if (areMarks(phase + 3) && !(readMarks(phase + 3, message) && readBytes(phase + 7, message, true)))
@@ -544,7 +544,8 @@ private:
 
     // CAN XL lines
 
-    /// Format, duration, bits, identifier, length code, length, data: frames of the other two kinds are written so, too.
+    /// Format, duration, bits, identifier, length code, length, data: frames of the other two kinds are written so,
+    /// too.
     bool readXl(CAN::CanRxMessage &message)
     {
         const std::string_view format = fields[4];
@@ -565,7 +566,8 @@ private:
         quint32 code = 0;
         quint32 length = 0;
         const auto isLength = [&](int i) {
-            return fields[i].size() == 1 && readHex(fields[i], code) && readDecimal(fields[i + 1], length, isFd ? 64 : 8);
+            return fields[i].size() == 1 && readHex(fields[i], code)
+                   && readDecimal(fields[i + 1], length, isFd ? 64 : 8);
         };
         const int lengths = isLength(8) ? 8 : 9; // a symbolic name may follow the identifier
         if (!isLength(lengths)) {
@@ -573,7 +575,8 @@ private:
             return false;
         }
         message.dlc = quint8(length);
-        return readBytes(lengths + 2, message, true) && readXlFlags(lengths + 2 + message.dlc + (isFd ? 2 : 1), code, message);
+        return readBytes(lengths + 2, message, true)
+               && readXlFlags(lengths + 2 + message.dlc + (isFd ? 2 : 1), code, message);
     }
 
     /// The flags behind the checksum, and behind the stuff count of CAN FD.

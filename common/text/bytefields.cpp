@@ -87,7 +87,8 @@ void ByteFields::split(std::string_view line, char separator)
     const char *begin = line.data();
     while (used < maxCount) {
         const auto *const end =
-            begin == lineEnd ? nullptr : static_cast<const char *>(std::memchr(begin, separator, std::size_t(lineEnd - begin)));
+            begin == lineEnd ? nullptr
+                             : static_cast<const char *>(std::memchr(begin, separator, std::size_t(lineEnd - begin)));
         add(begin, end ? end : lineEnd);
         if (!end)
             return;

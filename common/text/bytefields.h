@@ -5,8 +5,8 @@
 #include <string_view>
 
 /**
- * The fields of one line of bytes as views into it, in room that serves all lines. A field that the line does not have is
- * empty. Lines with more than maxCount fields keep the first ones: no frame has as many.
+ * The fields of one line of bytes as views into it, in room that serves all lines. A field that the line does not have
+ * is empty. Lines with more than maxCount fields keep the first ones: no frame has as many.
  */
 class ByteFields
 {
@@ -31,10 +31,7 @@ public:
     }
 
 private:
-    void add(const char *begin, const char *end)
-    {
-        fields[std::size_t(used++)] = {begin, std::size_t(end - begin)};
-    }
+    void add(const char *begin, const char *end) { fields[std::size_t(used++)] = {begin, std::size_t(end - begin)}; }
 
     std::array<std::string_view, maxCount> fields;
     int used = 0;

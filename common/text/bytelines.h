@@ -56,13 +56,13 @@ private:
 
     QIODevice &device;
     const BlockRead blockRead;
-    QByteArray block;                  ///< as read; serves again
-    std::unique_ptr<char[]> buffer;    ///< what of the blocks is not handed out yet
-    qint64 capacity = 0;               ///< of the buffer
-    const char *position = nullptr;    ///< of the first byte not handed out yet
-    const char *end = nullptr;         ///< behind the last byte
-    const char *start = nullptr;       ///< of the line
-    std::size_t length = 0;            ///< of the line
+    QByteArray block;               ///< as read; serves again
+    std::unique_ptr<char[]> buffer; ///< what of the blocks is not handed out yet
+    qint64 capacity = 0;            ///< of the buffer
+    const char *position = nullptr; ///< of the first byte not handed out yet
+    const char *end = nullptr;      ///< behind the last byte
+    const char *start = nullptr;    ///< of the line
+    std::size_t length = 0;         ///< of the line
     qint64 lineNumber = 0;
     qint64 bytes = 0;
     bool cut = false;

@@ -50,8 +50,7 @@ inline quint32 digitsValue(quint64 bytes, int count)
     return quint32(value * 10000 + (value >> 32));
 }
 
-inline constexpr std::array<quint32, 9> powersOfTen{1,       10,       100,       1000,     10000,
-                                                    100000,  1000000,  10000000,  100000000};
+inline constexpr std::array<quint32, 9> powersOfTen{1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
 
 /// Reads the decimal digits that @p text begins with and removes them from it. Returns how many there were; @p value
 /// has their number unless there are more than 18.
@@ -126,8 +125,8 @@ inline bool readFourBytes(quint64 digits, quint32 &bytes)
     return (digits & high) == 0 && ((isDigit | isLetter) & high) == high;
 }
 
-/// Reads pairs of hexadecimal digits into @p bytes, at most @p most, and removes them from @p text, up to the first that
-/// is none. Returns how many there were.
+/// Reads pairs of hexadecimal digits into @p bytes, at most @p most, and removes them from @p text, up to the first
+/// that is none. Returns how many there were.
 inline int takeHexPairs(std::string_view &text, quint8 *bytes, int most)
 {
     int count = 0;
@@ -193,7 +192,8 @@ inline bool readDecimal(std::string_view text, Decimal &number)
 /// The longest time that a message can have: a little more than 68 years.
 constexpr quint64 maxSeconds = 0x7FFFFFFE;
 
-/// Decimal seconds that are all of @p text, in nanoseconds. False for what is none, or is a time that no message can have.
+/// Decimal seconds that are all of @p text, in nanoseconds. False for what is none, or is a time that no message can
+/// have.
 inline bool readSeconds(std::string_view text, qint64 &nanoseconds)
 {
     Decimal number;
