@@ -41,7 +41,9 @@ struct CANLOGHANDLER_EXPORT LogFormat {
 CANLOGHANDLER_EXPORT const QVector<LogFormat> &logFormats();
 /// The format of @p type; null when it has no reader, as archives, data chunks and reserved numbers have none.
 CANLOGHANDLER_EXPORT const LogFormat *findLogFormat(DatachunkHelper::ImportFileType type);
+/// The columns that a format which has some is taken to have where nobody describes them.
+CANLOGHANDLER_EXPORT QString defaultColumns();
 /// A reader for @p type, null when there is none. @p columns describes the columns of a format that has some, see
 /// GenericFileImporter::setColumnFormat(); it is taken as it is.
 CANLOGHANDLER_EXPORT std::unique_ptr<FrameReader> makeReader(DatachunkHelper::ImportFileType type,
-                                                             const QString &columns = QString());
+                                                             const QString &columns = defaultColumns());

@@ -106,7 +106,8 @@ public:
     bool atEnd() const { return currentState == State::AtEnd; }
     bool failed() const { return currentState == State::Failed; }
     bool interrupted() const { return currentState == State::Interrupted; }
-    /// Why reading failed, for users; empty when it did not. What was read but not understood stands in report().
+    /// Why reading failed, for users. A log that was read all the same may have left a complaint, too; otherwise empty
+    /// when it did not fail. What was read but not understood stands in report().
     QString errorString() const;
 
     /// How many frames were read so far.
@@ -129,10 +130,7 @@ public:
 
 protected:
     /// @p formatBringsNumbers: read() sets the messageIndex of each frame.
-    explicit FrameReader(bool formatBringsNumbers = false)
-        : bringsNumbers(formatBringsNumbers)
-    {
-    }
+    explicit FrameReader(bool formatBringsNumbers = false);
 
     /// Forgets the log before and makes ready for @p device; reads nothing yet.
     virtual void start(QIODevice &device) = 0;
@@ -142,6 +140,8 @@ protected:
 
     /// The log is not of this format from here on, for the reason @p text; read() is to return false then.
     void fail(const QString &text);
+    /// Sets errorString(), without failing.
+    void complain(const QString &text) { errorText = text; }
     /// To be called after each block. False when reading is to end at once.
     bool blockRead(qint64 bytesRead, qint64 bytesTotal);
     /// Whether blockRead() was false.

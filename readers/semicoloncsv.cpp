@@ -1,9 +1,8 @@
-#include "readers/semicoloncsvreader.h"
-
 #include "common/framelengths.h"
 #include "readers/bytelogreader.h"
 #include "readers/channelnames.h"
 #include "readers/csvcolumns.h"
+#include "readers/makers.h"
 
 // The CSV that converters of loggers write, with semicolons:
 //

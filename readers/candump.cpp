@@ -1,11 +1,10 @@
-#include "readers/candumpreader.h"
-
 #include "common/framelengths.h"
 #include "common/text/bytefields.h"
 #include "common/text/bytenumbers.h"
 #include "readers/bytelogreader.h"
 #include "readers/channelnames.h"
 #include "readers/errorframetext.h"
+#include "readers/makers.h"
 
 #include <QDate>
 

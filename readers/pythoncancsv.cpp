@@ -1,8 +1,7 @@
-#include "readers/pythoncancsvreader.h"
-
 #include "common/framelengths.h"
 #include "readers/bytelogreader.h"
 #include "readers/csvcolumns.h"
+#include "readers/makers.h"
 
 #include <QByteArray>
 

@@ -1,10 +1,9 @@
-#include "readers/vectorascreader.h"
-
 #include "common/framelengths.h"
 #include "common/text/bytefields.h"
 #include "common/text/bytenumbers.h"
 #include "readers/bytelogreader.h"
 #include "readers/logdate.h"
+#include "readers/makers.h"
 
 #include <algorithm>
 

@@ -1,9 +1,8 @@
-#include "readers/busmasterlogreader.h"
-
 #include "common/framelengths.h"
 #include "common/text/bytefields.h"
 #include "common/text/bytenumbers.h"
 #include "readers/bytelogreader.h"
+#include "readers/makers.h"
 
 #include <algorithm>
 #include <utility>
