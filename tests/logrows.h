@@ -113,7 +113,8 @@ public:
         message.dlc = bytes;
         return *this;
     }
-    /// The note of the frame matches @p pattern, upper or lower case; several calls ask for all of them.
+    /// The note of the frame matches @p pattern, upper or lower case; several calls ask for all of them. An empty one
+    /// matches whatever the note says, and no note.
     LogFrame &note(const char *pattern)
     {
         notes.append(QString::fromUtf8(pattern));
@@ -180,7 +181,7 @@ public:
         onlyBlamed = true;
         return *this;
     }
-    /// No frame, whether by the rules of the format or as one that is not read.
+    /// Whether a line is blamed is free.
     Outcome &blamedOrNot()
     {
         blameIsFree = true;
@@ -376,6 +377,12 @@ inline QByteArray sampleContent(const char *name, const char *folder = CANLOG_TE
     if (!file.open(QIODevice::ReadOnly))
         qFatal("cannot read %s", qUtf8Printable(file.fileName()));
     return file.readAll();
+}
+
+/// The lines of a sample as a row has them: checkRow() gives them back their line ends, of either kind.
+inline QByteArray sampleLines(const char *name)
+{
+    return sampleContent(name).replace("\r\n", "\n").chopped(1);
 }
 
 /// A number of bytes 00, 01, 02 ... as hexadecimal text, each followed by @p separator but the last.

@@ -452,9 +452,7 @@ void TestCandump::timeBase()
 void TestCandump::samples_data()
 {
     addLogColumns();
-    const auto sample = [](const char *name, const Outcome &outcome) {
-        row(name, sampleContent(name).chopped(1), outcome);
-    };
+    const auto sample = [](const char *name, const Outcome &outcome) { row(name, sampleLines(name), outcome); };
     sample("candump/directions.log",
            {frame(0x1C7, "0F1E2D").at(1700000000, 123456).on("can0", 1).rx(),
             frame(0x18F00503, "1021324354657687").extended().at(1700000000, 300000).on("can1", 2).tx(),
