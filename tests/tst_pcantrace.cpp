@@ -14,7 +14,7 @@ QByteArray headerOf(const QByteArray &version, const QByteArray &columns = QByte
            + (columns.isEmpty() ? QByteArray() : ";$COLUMNS=" + columns + '\n');
 }
 
-const QByteArray v10(";---+--   ----+----  --+--  +  -+ -- -- -- -- -- -- --\n");
+const QByteArray v10(";\n"); // names no version
 const QByteArray v11 = headerOf("1.1");
 const QByteArray v12 = headerOf("1.2");
 const QByteArray v13 = headerOf("1.3");
