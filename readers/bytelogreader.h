@@ -48,9 +48,10 @@ protected:
     void doubt(const QString &text, std::string_view where = {});
 
     /// The lines that come next, as far as they are there, for formats that tell themselves by more than one line:
-    /// at least @p bytes of the log, unless it ends before.
+    /// at least @p bytes of the log, unless it ends before. Views into the line at hand are invalid then, line() gives
+    /// it anew.
     std::string_view lookAhead(qint64 bytes) { return lines->lookAhead(bytes); }
-    qint64 currentLine() const { return lines->number(); }
+    std::string_view line() const { return lines->line(); }
 
     ToldFields told;
     LogInfo logInfo;

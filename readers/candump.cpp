@@ -6,7 +6,7 @@
 #include "readers/errorframetext.h"
 #include "readers/makers.h"
 
-#include <QDate>
+#include <QDateTime>
 
 #include <algorithm>
 #include <string>
@@ -47,28 +47,28 @@ protected:
     void begin() override
     {
         names.clear();
-        isFirstTime = true;
+        oldBus.clear();
+        isFirstFrame = true;
         isDelta = false;
         sum = 0;
     }
 
     Kind look(std::string_view line) override
     {
+        frameLine = line;
         // Nearly all lines are of the log-file form.
         if (line.empty() || line.front() != '(') {
-            if (hasControls(line))
-                line = withoutControls(line);
-            while (!line.empty() && line.front() == ' ')
-                line.remove_prefix(1);
-            if (!isMeantAsFrame(line))
-                return lookAtText(line);
+            frameLine = plainText(line);
+            if (!isMeantAsFrame(frameLine))
+                return lookAtText(frameLine);
         }
-        frameLine = line;
         return Kind::Frame;
     }
 
     bool readFrame(CAN::CanRxMessage &message) override
     {
+        if (isFirstFrame)
+            findTimeBase();
         fields.splitAtBlanks(frameLine);
         if (!frameLine.empty() && frameLine.front() == '<')
             return readOldForm(message);
@@ -87,9 +87,14 @@ protected:
 private:
     // Lines that are no frames
 
-    static bool hasControls(std::string_view line)
+    /// Without colours, characters that were taken back, and blanks before it.
+    std::string_view plainText(std::string_view line)
     {
-        return std::any_of(line.begin(), line.end(), [](char c) { return c == '\x1B' || c == '\b'; });
+        if (std::any_of(line.begin(), line.end(), [](char c) { return c == '\x1B' || c == '\b'; }))
+            line = withoutControls(line);
+        while (!line.empty() && line.front() == ' ')
+            line.remove_prefix(1);
+        return line;
     }
 
     /// Without the colours of option -c and the characters that option -s takes back.
@@ -125,8 +130,14 @@ private:
     Kind lookAtText(std::string_view line)
     {
         const auto first = line.find_first_not_of(" \t");
-        if (first == std::string_view::npos || line.substr(0, 12) == "interface = ")
+        if (first == std::string_view::npos)
             return Kind::Other;
+        constexpr std::string_view oldHeading = "interface = ";
+        if (line.substr(0, oldHeading.size()) == oldHeading) {
+            const std::string_view rest = line.substr(oldHeading.size());
+            oldBus = std::string(rest.substr(0, rest.find_first_of(", ")));
+            return Kind::Other;
+        }
         addNote(line.substr(first));
         return Kind::Note;
     }
@@ -141,8 +152,6 @@ private:
             qint64 time = 0;
             if (!ByteNumbers::readSeconds(field.substr(1, field.size() - 2), time))
                 return dropTime(field);
-            if (isFirstTime)
-                findTimeBase(time);
             if (isDelta)
                 time = sum += time;
             message.timeStamp = ByteNumbers::timeStamp(time);
@@ -151,11 +160,6 @@ private:
         qint64 time = 0;
         if (!readDateAndTime(field, fields[1], time))
             return dropTime(field);
-        if (isFirstTime) {
-            isFirstTime = false;
-            logInfo.timeBase = LogInfo::TimeBase::LogStart;
-            logInfo.start = QDateTime(QDate(1970, 1, 1), QTime(0, 0), Qt::UTC);
-        }
         message.timeStamp = ByteNumbers::timeStamp(time);
         return 2;
     }
@@ -166,8 +170,8 @@ private:
         return -1;
     }
 
-    /// "(2023-11-14" and "22:13:20.123456)", of the zone of who wrote it: as seconds since 1970 there.
-    static bool readDateAndTime(std::string_view date, std::string_view time, qint64 &nanoseconds)
+    /// "(2023-11-14" and "22:13:20.123456)": local time, of which the log tells no zone.
+    bool readDateAndTime(std::string_view date, std::string_view time, qint64 &nanoseconds)
     {
         const auto number = [](std::string_view text, std::size_t at, std::size_t size, quint32 &value) {
             return at + size <= text.size() && ByteNumbers::readDecimal(text.substr(at, size), value);
@@ -183,22 +187,34 @@ private:
         constexpr qint64 nanosecondsOfSecond = 1000000000;
         if (!calendarDay.isValid() || hour > 23 || minute > 59 || year < 1970 || year > 2037)
             return false;
-        const qint64 days = calendarDay.toJulianDay() - QDate(1970, 1, 1).toJulianDay();
-        nanoseconds = ((days * 24 + hour) * 60 + minute) * 60 * nanosecondsOfSecond + second;
+        if (calendarDay != latestDay || hour != latestHour) {
+            latestDay = calendarDay;
+            latestHour = hour;
+            latestHourStart = QDateTime(calendarDay, QTime(int(hour), 0)).toSecsSinceEpoch();
+        }
+        nanoseconds = (latestHourStart + minute * 60) * nanosecondsOfSecond + second;
         return true;
     }
 
-    void findTimeBase(qint64 time)
+    void findTimeBase()
     {
-        isFirstTime = false;
-        constexpr qint64 nineDigits = 100000000 * qint64(1000000000); // 1973
-        if (time >= nineDigits) {
-            logInfo.timeBase = LogInfo::TimeBase::UnixEpoch;
+        isFirstFrame = false;
+        fields.splitAtBlanks(frameLine);
+        const std::string_view field = fields[0];
+        qint64 time = 0;
+        if (field.front() != '(')
+            return;
+        if (field.size() < 3 || !ByteNumbers::readSeconds(field.substr(1, field.size() - 2), time)) {
+            logInfo.timeBase = LogInfo::TimeBase::UnixEpoch; // a date and a time
             return;
         }
-        logInfo.timeBase = LogInfo::TimeBase::LogStart;
-        isDelta = fields[1].find('#') == std::string_view::npos && fields[2].find('#') == std::string_view::npos
-                  && nextTimesFall(time);
+        logInfo.timeBase =
+            time >= ByteNumbers::firstEpochTime ? LogInfo::TimeBase::UnixEpoch : LogInfo::TimeBase::LogStart;
+        const bool isLogForm = fields[2].find('#') != std::string_view::npos;
+        if (time >= ByteNumbers::firstEpochTime || isLogForm)
+            return;
+        isDelta = nextTimesFall(time);
+        frameLine = plainText(line());
     }
 
     /// Option -t d writes the time since the frame before, which in the screen form nothing else tells: whether such a
@@ -468,10 +484,13 @@ private:
         return true;
     }
 
-    /// "<0x18f00503> [3] 0c 1d 2e", as candump wrote before 2013: neither time nor bus.
+    /// "<0x18f00503> [3] 0c 1d 2e", as candump wrote before 2013: no time, and the bus in a heading.
     bool readOldForm(CAN::CanRxMessage &message)
     {
         told = {};
+        told.channel = !oldBus.empty();
+        if (told.channel)
+            message.channel = names.channel(oldBus, logInfo);
         std::string_view id = fields[0];
         if (id.size() < 5 || id.substr(0, 3) != "<0x" || id.back() != '>') {
             drop(tr("the identifier is not like <0x123>"), id);
@@ -493,9 +512,13 @@ private:
 
     ByteFields fields;
     std::string_view frameLine; ///< of look()
+    std::string oldBus;         ///< of the old form
     std::string plain;          ///< a line without its controls
     ChannelNames names;
-    bool isFirstTime = true;
+    bool isFirstFrame = true;
+    QDate latestDay; ///< on the calendar, whose local time is looked up once an hour
+    quint32 latestHour = 0;
+    qint64 latestHourStart = 0;
     bool isDelta = false; ///< times are those since the frame before
     qint64 sum = 0;       ///< of such times
 };

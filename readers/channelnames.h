@@ -21,6 +21,8 @@ public:
             latest = find(name, info);
         return latest;
     }
+    /// Of a bus that has a number instead of a name: no name gets it from now on.
+    void take(quint16 number) { taken.insert(number); }
     void clear() { *this = ChannelNames(); }
 
 private:

@@ -39,6 +39,3 @@ inline std::string_view withoutBlanks(std::string_view text)
         return {};
     return text.substr(first, text.find_last_not_of(" \t") + 1 - first);
 }
-
-/// From here on a number of seconds is one since 1970: that is 1973. Below, a log counts from its own start.
-constexpr qint64 firstEpochTime = 100000000 * qint64(1000000000);

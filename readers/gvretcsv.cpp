@@ -76,7 +76,8 @@ private:
             return false;
         }
         if (isFirstRow)
-            logInfo.timeBase = read >= firstEpochTime ? LogInfo::TimeBase::UnixEpoch : LogInfo::TimeBase::LogStart;
+            logInfo.timeBase =
+                read >= ByteNumbers::firstEpochTime ? LogInfo::TimeBase::UnixEpoch : LogInfo::TimeBase::LogStart;
         message.timeStamp = ByteNumbers::timeStamp(isSeconds ? read : rolledOver(read));
         isFirstRow = false;
         return true;
@@ -108,11 +109,20 @@ private:
             drop(tr("the identifier is no hexadecimal number of 29 bits"), text);
             return false;
         }
-        // Some writers leave the mark false.
-        const std::string_view mark = field(extended);
-        message.isExtended =
-            message.id > CAN::maxStandardId || mark == "1" || (!mark.empty() && (mark.front() | 0x20) == 't');
-        return true;
+        return extended < 0 || readExtended(field(extended), message);
+    }
+
+    /// "true" or "false" in any case, 1 or 0. Some writers leave it false.
+    bool readExtended(std::string_view text, CAN::CanRxMessage &message)
+    {
+        std::string mark(text.substr(0, 6));
+        std::transform(mark.begin(), mark.end(), mark.begin(), [](char c) { return char(c | 0x20); });
+        const bool isMarked = mark == "true" || text == "1";
+        message.isExtended = isMarked || message.id > CAN::maxStandardId;
+        if (isMarked || mark == "false" || text == "0")
+            return true;
+        drop(tr("the column Extended is neither true nor false"), text);
+        return false;
     }
 
     bool readDirection(CAN::CanRxMessage &message)

@@ -59,7 +59,7 @@ private:
             drop(tr("the time is not decimal seconds"), fields[0]);
             return false;
         }
-        if (isFirstRow && time >= firstEpochTime)
+        if (isFirstRow && time >= ByteNumbers::firstEpochTime)
             logInfo.timeBase = LogInfo::TimeBase::UnixEpoch;
         isFirstRow = false;
         message.timeStamp = ByteNumbers::timeStamp(time);
@@ -138,11 +138,10 @@ private:
         return count == int(length);
     }
 
-    /// The two forms of the same bytes have different sizes, or base64 ends with "=".
+    /// Base64 of as many characters as digits would be ends with "=".
     static bool isHex(std::string_view text, quint32 length)
     {
-        return text.size() == 2 * length && text.find('=') == std::string_view::npos
-               && text.size() != 4 * ((length + 2) / 3);
+        return text.size() == 2 * length && text.find('=') == std::string_view::npos;
     }
 
     static int readHex(std::string_view text, CAN::CanRxMessage &message)

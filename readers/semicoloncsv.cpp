@@ -24,6 +24,7 @@ protected:
     {
         setColumns("TimestampEpoch;BusChannel;ID;IDE;DLC;DataLength;Dir;EDL;BRS;ESI;RTR;DataBytes");
         names.clear();
+        latestNumber = 0;
         isFirstRow = true;
     }
 
@@ -82,7 +83,8 @@ private:
         }
         // A logger without a clock counts from its start.
         if (isFirstRow)
-            logInfo.timeBase = read >= firstEpochTime ? LogInfo::TimeBase::UnixEpoch : LogInfo::TimeBase::LogStart;
+            logInfo.timeBase =
+                read >= ByteNumbers::firstEpochTime ? LogInfo::TimeBase::UnixEpoch : LogInfo::TimeBase::LogStart;
         isFirstRow = false;
         message.timeStamp = ByteNumbers::timeStamp(read);
         return true;
@@ -122,9 +124,10 @@ private:
         const std::string_view text = field(channel);
         told.channel = !text.empty();
         quint32 number = 0;
-        if (ByteNumbers::readDecimal(text, number, 0xFFFF))
-            message.channel = quint16(number);
-        else if (told.channel)
+        if (ByteNumbers::readDecimal(text, number, 0xFFFF)) {
+            if (message.channel = quint16(number); message.channel != latestNumber)
+                names.take(latestNumber = message.channel);
+        } else if (told.channel)
             message.channel = names.channel(text, logInfo);
         return true;
     }
@@ -160,6 +163,7 @@ private:
     std::string_view row; ///< of look()
     ByteFields fields;
     ChannelNames names;
+    quint16 latestNumber = 0; ///< of a bus
     int time = -1;
     int channel = -1;
     int id = -1;

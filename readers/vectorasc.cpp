@@ -237,7 +237,9 @@ private:
         isFirstEvent = false;
         firstTime = read;
         setStart();
-        if (isRelative && nextTimesAreOffsets(read)) {
+        const bool areOffsets = isRelative && nextTimesAreOffsets(read);
+        fields.splitAtBlanks(line()); // after looking ahead
+        if (areOffsets) {
             isRelative = false;
             doubt(tr("the header calls the times relative, but they never fall: they are read as absolute"), fields[0]);
         }
@@ -366,6 +368,8 @@ private:
         const int length = fields[5] == "#" ? 6 : 5; // some mark frames after which others were lost
         if (!(message.isRemote ? readRemoteLength(length, message) : readData(length, message)))
             return false;
+        if (fields.count() > length + 1 + message.dlc)
+            readComment(length + 1);
         return readClassicId(fields[2], length, message);
     }
 
@@ -391,6 +395,17 @@ private:
         }
         message.dlc = quint8(std::min<quint32>(code, 8));
         return readBytes(length + 1, message, base == 16);
+    }
+
+    /// Some append a comment to a frame.
+    void readComment(int first)
+    {
+        for (int i = first; i < fields.count(); ++i) {
+            if (fields[i].substr(0, 2) == "//") {
+                addNote(fields.from(i).substr(2));
+                return;
+            }
+        }
     }
 
     bool readBytes(int first, CAN::CanRxMessage &message, bool isHex)
@@ -523,8 +538,9 @@ private:
             tr("error frame %1").arg(decodedText(textBetween(5, phase < fields.count() ? phase - 3 : phase)));
         if (phase < fields.count())
             words += tr(", phase %1").arg(decodedText(fields[phase]));
-        if (areMarks(phase + 3) && !(readMarks(phase + 3, message) && readBytes(phase + 7, message, true)))
-            return false;
+        // Identifier and bytes are those of a frame that nobody has received.
+        if (phase < fields.count())
+            words += tr(", of %1").arg(decodedText(fields.from(phase + 2)));
         message.isFd = phase < fields.count();
         message.id = CAN::errorFrameId;
         addNote(words);

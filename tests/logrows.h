@@ -321,7 +321,7 @@ inline QString differenceOfBlame(const ImportReport &report, int headerLines, co
     QStringList texts;
     for (const ImportReport::Fault &fault : report.faults) {
         const int line = static_cast<int>(fault.line) - headerLines;
-        const QString reason = ImportReport::reasonText(fault.reason);
+        const QString reason = fault.toText();
         if (!LogRows::matches(reason, outcome.reason))
             return QStringLiteral("the reason \"%1\" does not tell \"%2\"").arg(reason, outcome.reason);
         blamedLines.insert(line);

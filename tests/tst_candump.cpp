@@ -409,6 +409,8 @@ void TestCandump::lineCutAnywhereIsNoOtherFrame()
         const PulledLog cut = pullLog(DatachunkHelper::Candump, line.left(size));
         QCOMPARE(cut.report.lines, qint64(1));
         QVERIFY2(cut.frames.size() <= 1, line.left(size));
+        if (line.left(size).endsWith('#') && line.contains("##"))
+            continue; // one mark is a classic frame without data, and nothing tells that it was to be two
         for (const Pulled &pulled : cut.frames) {
             CAN::CanRxMessage begun = expected;
             begun.dlc = pulled.frame.dlc;

@@ -189,6 +189,9 @@ inline bool readDecimal(std::string_view text, Decimal &number)
     return digits + decimals > 0 && digits <= 18 && text.empty();
 }
 
+/// From here on a number of seconds is one since 1970: that is 1973. Below, a log counts from its own start.
+constexpr qint64 firstEpochTime = 100000000 * qint64(1000000000);
+
 /// The longest time that a message can have: a little more than 68 years.
 constexpr quint64 maxSeconds = 0x7FFFFFFE;
 
