@@ -31,6 +31,13 @@ enum ImportFileType : int {
     IxxatLog = 18,                    ///< Ixxat log
     WiresharkCsv = 19,                ///< Wireshark packet list exported as CSV
     GenericFile = 20,                 ///< columns described by the request's text
+    Candump = 21,                     ///< SocketCAN candump as its tools write it today
+    VectorAsc = 22,                   ///< ASC log of Vector's tools, every dialect
+    PcanTrace = 23,                   ///< PCAN trace, the version found in the file
+    BusmasterLog = 24,                ///< BUSMASTER log
+    GvretCsv = 25,                    ///< CSV of SavvyCAN and GVRET devices
+    PythonCanCsv = 26,                ///< CSV of python-can
+    SemicolonCsv = 27,                ///< semicolon-separated CSV of loggers, beginning with TimestampEpoch
 };
 Q_ENUM_NS(ImportFileType)
 

@@ -23,6 +23,7 @@ public:
         MissingBytes,   ///< fewer data bytes than the length says
         NotRead,        ///< a kind of frame that the reader of this format leaves out
         EndsImport,     ///< the line breaks the format so that the rest of the file was not read
+        BrokenLine,     ///< the line is not as the format has it; the fault has a text
     };
     /// What @p reason means, for users.
     static QString reasonText(Reason reason);
@@ -32,6 +33,10 @@ public:
         int column = 0;  ///< of the character where the fault begins, from 1; one past the end for what is missing, 1
                          ///< where it is not known
         Reason reason = Reason::NotANumber;
+        QString text; ///< what is wrong in the words of the format; empty where the reason says it all
+
+        /// What is wrong, for users.
+        QString toText() const { return text.isEmpty() ? reasonText(reason) : text; }
     };
     static constexpr int maxFaults = 1000;
 

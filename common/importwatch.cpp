@@ -1,8 +1,5 @@
 #include "common/importwatch.h"
 
-#include <QFile>
-#include <QThread>
-
 #include <functional>
 
 QString ImportReport::reasonText(Reason reason)
@@ -18,14 +15,15 @@ QString ImportReport::reasonText(Reason reason)
         return tr("frames of this kind are not read from this format");
     case Reason::EndsImport:
         return tr("the line breaks the format, reading ended here");
+    case Reason::BrokenLine:
+        return tr("the line is not as this format has it");
     }
     return {};
 }
 
 void ImportWatch::start()
 {
-    report = {};
-    interrupted = false;
+    soFar = {};
     pass();
 }
 
@@ -43,30 +41,25 @@ void ImportWatch::note(QStringView where, Reason why)
 
 void ImportWatch::settle()
 {
-    ++report.faultyLines;
-    report.droppedLines += isDropped ? 1 : 0;
-    if (report.faults.size() < ImportReport::maxFaults)
-        report.faults.append({report.lines, column, reason});
-    else if (reason == Reason::EndsImport) // why there is no more says more than one fault among so many
-        report.faults.last() = {report.lines, column, reason};
+    addFault(soFar);
     pass();
 }
 
-LineReader::BlockRead ImportWatch::blockRead(const QFile &file)
+void ImportWatch::addFault(ImportReport &report) const
 {
-    const qint64 total = file.isSequential() ? 0 : file.size();
-    return [this, total](qint64 bytesRead) {
-        if (progress)
-            progress(bytesRead, total);
-        interrupted = QThread::currentThread()->isInterruptionRequested();
-        return !interrupted;
-    };
+    ++report.faultyLines;
+    report.droppedLines += isDropped ? 1 : 0;
+    if (report.faults.size() < ImportReport::maxFaults)
+        report.faults.append({report.lines, column, reason, {}});
+    else if (reason == Reason::EndsImport) // why there is no more says more than one fault among so many
+        report.faults.last() = {report.lines, column, reason, {}};
 }
 
-ImportReport ImportWatch::finishedReport(qint64 messageCount)
+ImportReport ImportWatch::report(qint64 messageCount) const
 {
+    ImportReport report = soFar;
     if (isFaulty)
-        settle();
+        addFault(report);
     report.messages = messageCount;
     report.otherLines = report.lines - report.messages - report.droppedLines;
     return report;

@@ -389,8 +389,8 @@ void ImportReportTest::importerClassesReportToo()
 void ImportReportTest::everyReasonHasAText()
 {
     QStringList texts;
-    for (const Reason reason :
-         {Reason::NotANumber, Reason::MissingColumns, Reason::MissingBytes, Reason::NotRead, Reason::EndsImport}) {
+    for (const Reason reason : {Reason::NotANumber, Reason::MissingColumns, Reason::MissingBytes, Reason::NotRead,
+                                Reason::EndsImport, Reason::BrokenLine}) {
         const QString text = ImportReport::reasonText(reason);
         QVERIFY(!text.isEmpty());
         QVERIFY(!texts.contains(text));

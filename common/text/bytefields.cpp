@@ -1,0 +1,97 @@
+#include "common/text/bytefields.h"
+
+#include <QtAlgorithms>
+
+#include <algorithm>
+#include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+unsigned long long blankBitsOneByOne(const char *bytes, std::size_t count)
+{
+    unsigned long long bits = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        bits |= static_cast<unsigned long long>(bytes[i] == ' ' || bytes[i] == '\t') << i;
+    return bits;
+}
+
+#ifdef __SSE2__
+
+static unsigned blankBitsOfSixteen(const char *bytes)
+{
+    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
+    const __m128i blanks = _mm_or_si128(_mm_cmpeq_epi8(text, _mm_set1_epi8(' ')), //
+                                        _mm_cmpeq_epi8(text, _mm_set1_epi8('\t')));
+    return unsigned(_mm_movemask_epi8(blanks));
+}
+
+unsigned long long blankBits(const char *bytes, std::size_t count)
+{
+    if (count < 16)
+        return blankBitsOneByOne(bytes, count);
+    unsigned long long bits = 0;
+    std::size_t done = 0;
+    for (; done + 16 <= count; done += 16)
+        bits |= static_cast<unsigned long long>(blankBitsOfSixteen(bytes + done)) << done;
+    if (done < count) // the last sixteen, some of them once more
+        bits |= static_cast<unsigned long long>(blankBitsOfSixteen(bytes + count - 16)) << (count - 16);
+    return bits;
+}
+
+#else
+
+unsigned long long blankBits(const char *bytes, std::size_t count)
+{
+    return blankBitsOneByOne(bytes, count);
+}
+
+#endif
+
+void ByteFields::splitAtBlanks(std::string_view line)
+{
+    used = 0;
+    lineEnd = line.data() + line.size();
+    constexpr std::size_t blockSize = 64;
+    const char *fieldBegin = nullptr;
+    unsigned long long wasBlank = 1;
+    for (std::size_t done = 0; done < line.size(); done += blockSize) {
+        const char *const block = line.data() + done;
+        const std::size_t count = std::min(line.size() - done, blockSize);
+        unsigned long long blanks = blankBits(block, count);
+        if (count < blockSize)
+            blanks |= ~0ULL << count; // the end of the line ends the field
+        unsigned long long edges = blanks ^ (blanks << 1 | wasBlank);
+        wasBlank = blanks >> (blockSize - 1);
+        for (; edges != 0; edges &= edges - 1) {
+            const char *const edge = block + qCountTrailingZeroBits(quint64(edges));
+            if (!fieldBegin) {
+                fieldBegin = edge;
+                continue;
+            }
+            add(fieldBegin, edge);
+            fieldBegin = nullptr;
+            if (used == maxCount)
+                return;
+        }
+    }
+    if (fieldBegin)
+        add(fieldBegin, lineEnd);
+}
+
+void ByteFields::split(std::string_view line, char separator)
+{
+    used = 0;
+    lineEnd = line.data() + line.size();
+    const char *begin = line.data();
+    while (used < maxCount) {
+        const auto *const end =
+            begin == lineEnd ? nullptr
+                             : static_cast<const char *>(std::memchr(begin, separator, std::size_t(lineEnd - begin)));
+        add(begin, end ? end : lineEnd);
+        if (!end)
+            return;
+        begin = end + 1;
+    }
+}

@@ -1,0 +1,145 @@
+#include "readers/bytelogreader.h"
+
+#include <algorithm>
+
+#ifdef Q_OS_UNIX
+#include <poll.h>
+#endif
+
+namespace
+{
+
+/// In characters, for one frame: a note that fills the memory serves nobody.
+constexpr int maxNoteLength = 1024 * 1024;
+
+/// The number of the character at @p size bytes into @p line, from 1.
+int columnAt(std::string_view line, std::size_t size)
+{
+    const std::string_view before = line.substr(0, size);
+    return 1 + int(std::count_if(before.begin(), before.end(), [](char c) { return (quint8(c) & 0xC0) != 0x80; }));
+}
+
+} // namespace
+
+void ByteLogReader::start(QIODevice &device)
+{
+    const qint64 total = device.isSequential() ? 0 : device.size();
+    lines.emplace(device, [this, total](qint64 bytesRead) { return blockRead(bytesRead, total); });
+    const auto *const openFile = qobject_cast<QFileDevice *>(&device);
+    pipe = openFile && openFile->isSequential() ? openFile->handle() : -1;
+    isPending = isFaulty = false;
+    frameLine = 0;
+    counts = {};
+    told = {};
+    logInfo = {};
+    begin();
+}
+
+bool ByteLogReader::read(CAN::CanRxMessage &message)
+{
+    for (;;) {
+        if (!isPending && !advance())
+            return false;
+        isPending = false;
+        if (kind != Kind::Frame)
+            continue;
+        frameLine = lines->number();
+        if (readFrame(message))
+            break;
+        message = CAN::CanRxMessage();
+    }
+    // What comes now may belong to this frame.
+    while (mayWait() && advance()) {
+        if (kind == Kind::Frame) {
+            isPending = true;
+            break;
+        }
+    }
+    return true;
+}
+
+/// Moves to the next line and looks at it. False at the end.
+bool ByteLogReader::advance()
+{
+    if (!lines->next()) {
+        counts.readError = lines->readError();
+        return false;
+    }
+    ++counts.lines;
+    isFaulty = false;
+    if (lines->isCut()) {
+        kind = drop(tr("the line is longer than %1 characters").arg(ByteLines::maxLineLength));
+        return true;
+    }
+    kind = look(lines->line());
+    return true;
+}
+
+/// Whether the next line can be waited for: always in a file. Whoever looks at a live log wants each frame as it comes,
+/// and gets what the log says later with a later frame.
+bool ByteLogReader::mayWait() const
+{
+#ifdef Q_OS_UNIX
+    if (pipe >= 0 && lines->mustRead()) {
+        constexpr int milliseconds = 100; // what belongs together is written together
+        pollfd state{pipe, POLLIN, 0};
+        return poll(&state, 1, milliseconds) != 0;
+    }
+#endif
+    return true;
+}
+
+void ByteLogReader::addNote(const QString &text)
+{
+    const QString words = text.simplified();
+    if (words.isEmpty())
+        return;
+    if (note.size() + words.size() > maxNoteLength) {
+        doubt(tr("there is more text beside one frame than the %1 characters that are kept").arg(maxNoteLength));
+        return;
+    }
+    if (!note.isEmpty())
+        note += QLatin1String(" | ");
+    note += words;
+}
+
+ByteLogReader::Kind ByteLogReader::drop(const QString &text, std::string_view where)
+{
+    ++counts.droppedLines;
+    addFault(ImportReport::Reason::BrokenLine, text, where);
+    return Kind::Fault;
+}
+
+ByteLogReader::Kind ByteLogReader::dropUnread(const QString &text, std::string_view where)
+{
+    ++counts.droppedLines;
+    addFault(ImportReport::Reason::NotRead, text, where);
+    return Kind::Fault;
+}
+
+void ByteLogReader::doubt(const QString &text, std::string_view where)
+{
+    addFault(ImportReport::Reason::BrokenLine, text, where);
+}
+
+void ByteLogReader::addFault(ImportReport::Reason reason, const QString &text, std::string_view where)
+{
+    if (isFaulty)
+        return;
+    isFaulty = true;
+    ++counts.faultyLines;
+    if (counts.faults.size() == ImportReport::maxFaults)
+        return;
+    const std::string_view line = lines->line();
+    const bool isInside = where.data() && where.data() >= line.data() && where.data() <= line.data() + line.size();
+    const std::size_t offset = isInside ? std::size_t(where.data() - line.data()) : line.size();
+    counts.faults.append({lines->number(), columnAt(line, offset), reason, text});
+}
+
+ImportReport ByteLogReader::report() const
+{
+    ImportReport report = counts;
+    report.messages = frameCount();
+    report.otherLines = report.lines - report.messages - report.droppedLines - (isPending ? 1 : 0);
+    return report;
+}
