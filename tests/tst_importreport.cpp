@@ -34,6 +34,8 @@ QString nameOf(Reason reason)
         return QStringLiteral("NotRead");
     case Reason::EndsImport:
         return QStringLiteral("EndsImport");
+    case Reason::BrokenLine:
+        return QStringLiteral("BrokenLine");
     }
     return {};
 }
