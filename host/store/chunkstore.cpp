@@ -155,7 +155,7 @@ bool ChunkStore::forEachMessage(const ImportVisitor &enter, const Visitor &visit
     bool isWanted = true;
     for (const StoredChunk &stored : chunks) {
         const int owner = owners.value(stored.summary.number, 0);
-        if (owner == 0 || owner != import)
+        if (owner != import)
             isWanted = enter(owner);
         import = owner;
         if (!isWanted)

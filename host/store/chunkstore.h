@@ -47,8 +47,7 @@ public:
         Remove, ///< they are removed when it ends, or when the store is next opened for writing if it never does
     };
     using Visitor = ChunkFormat::Visitor;
-    /// Gets the number of the import whose messages come next, from 1; 0 for chunks that no import stored, each of
-    /// them. Returns whether they are wanted.
+    /// Gets the number of the import whose messages come next, from 1; 0 for chunks that no import stored. Returns whether they are wanted.
     using ImportVisitor = std::function<bool(int import)>;
 
     explicit ChunkStore(QObject *parent = nullptr);
