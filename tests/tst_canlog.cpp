@@ -549,8 +549,8 @@ void TestCanlog::importerTypes()
     write(QStringLiteral("x.log"), log);
     const QByteArray time = shortName == QLatin1String("coctt") ? "1.250000" : "1.250500";
     for (const QString &type : {shortName, shortName.toUpper(), number, QString::fromLatin1(name.toLower())}) {
-        const Outcome imported =
-            canlog({QStringLiteral("import"), QStringLiteral("--type"), type, QStringLiteral("x.log")});
+        const Outcome imported = canlog({QStringLiteral("import"), QStringLiteral("--again"), QStringLiteral("--type"),
+                                         type, QStringLiteral("x.log")});
         QCOMPARE(imported.err, QByteArray());
         QCOMPARE(imported.out, "x.log: " + name + ", 1 message, 1 identifier, " + time + " to " + time
                                    + " (0.000 s), CAN FD: no, 0 notes, " + linesText(log)
@@ -741,7 +741,7 @@ void TestCanlog::quietIsAccepted_data()
 {
     QTest::addColumn<QString>("arguments");
     for (const char *arguments :
-         {"import %1 small.log", "show %1", "show small.log %1", "stats %1", "count small.log %1",
+         {"import --again %1 small.log", "show %1", "show small.log %1", "stats %1", "count small.log %1",
           "convert small.log %1 --to csv", "zip %1 b.zip", "unzip %1 a.zip", "merge %1 a.zip", "check %1 a.zip"})
         QTest::newRow(arguments) << QString::fromLatin1(arguments);
 }
@@ -918,11 +918,12 @@ void TestCanlog::unusableStore_data()
     const QByteArray isFile = "canlog: small.log: is a file; a store is a folder, name one with --store\n";
     QTest::newRow("import into a file") << words("import small.log --store small.log") << isFile;
     QTest::newRow("show a file as a store") << words("show --store small.log") << isFile;
-    QTest::newRow("cannot be made") << words("import small.log --store small.log/store")
-                                    << QByteArray("small.log/store cannot be made; name another folder with --store\n");
+    QTest::newRow("cannot be made")
+        << words("import small.log --store small.log/store")
+        << QByteArray("small.log/store cannot be made: Not a directory; name another folder with --store\n");
     QTest::newRow("cannot be made in /proc")
         << words("import small.log --store /proc/store")
-        << QByteArray("/proc/store cannot be made; name another folder with --store\n");
+        << QByteArray("/proc/store cannot be made: No such file or directory; name another folder with --store\n");
     QTest::newRow("does not exist")
         << words("show --store missing")
         << QByteArray("canlog: missing: no such store; import a log first, or name its folder with --store\n");
@@ -1329,7 +1330,7 @@ void TestCanlog::killedImports()
             canlog({QStringLiteral("import"), QStringLiteral("--store"), store, QStringLiteral("small.log")});
         // An import that had only its end left to write is removed, too: nobody was told that it succeeded.
         const bool isWhole = count == killedImportFrames && next.err.isEmpty();
-        const QByteArray removed = "canlog: " + store.toUtf8() + ": import 1 (" + log.toUtf8()
+        const QByteArray removed = "canlog: " + store.toUtf8() + ": import 1 (" + path(log).toUtf8()
                                    + ") was stopped before its end: its " + QByteArray::number(count)
                                    + " messages are removed\n";
         QCOMPARE(next.err, count == 0 || isWhole ? QByteArray() : removed);

@@ -123,7 +123,7 @@ void CanlogShellTest::completionOffersOptions_data()
 {
     QTest::addColumn<QString>("subcommand");
     for (const char *name :
-         {"import", "show", "convert", "stats", "count", "detect", "formats", "zip", "unzip", "merge", "check"})
+         {"import", "imports", "show", "convert", "stats", "count", "detect", "formats", "zip", "unzip", "merge", "check"})
         QTest::newRow(name) << QString::fromLatin1(name);
 }
 

@@ -177,6 +177,18 @@ private:
             .arg(messages(record.messageCount), folder);
     }
 
+    /// Takes back what was stored of a file that could not be read to its end, which the library calls a success,
+    /// unless it is to be kept. Says what became of it.
+    QString restOfUnreadText(const ImportRecord &record)
+    {
+        const QString messages = counted(record.messageCount, QStringLiteral("message"));
+        if (keepsPartial)
+            return QStringLiteral("the %1 before that stay in %2").arg(messages, folder);
+        if (!store->removeImport(store->imports().size()))
+            return QStringLiteral("the %1 before that cannot be removed again: %2").arg(messages, store->errorString());
+        return QStringLiteral("the %1 before that are removed again; --keep-partial keeps them").arg(messages);
+    }
+
     ExitStatus tell(const QString &path, const StoreImport &import, const Format &format)
     {
         const ImportReport &report = import.result.report;
@@ -192,16 +204,16 @@ private:
                                + (rest.isEmpty() ? QString() : QStringLiteral("; ") + rest));
             return ExitStatus::Failure;
         }
+        if (!report.readError.isEmpty()) {
+            complain(path, QStringLiteral("cannot be read any further: %1; %2")
+                               .arg(report.readError, restOfUnreadText(import.record)));
+            return ExitStatus::Failure;
+        }
         out.writeLine(
             printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, *store), folder)));
         out.flush();
         if (import.record.messageCount == 0)
             complain(path, noMessagesText(format, report));
-        if (!report.readError.isEmpty()) {
-            complain(path, QStringLiteral("cannot be read any further: %1; what comes before that is stored")
-                               .arg(report.readError));
-            return ExitStatus::Failure;
-        }
         if (!isStrict || report.faultyLines == 0)
             return ExitStatus::Success;
         complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))

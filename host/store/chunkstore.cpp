@@ -115,9 +115,11 @@ int ChunkStore::findImport(const ImportSource &source) const
     if (source.path.isEmpty())
         return 0;
     for (int i = d->journal.imports.size(); i > 0; --i) {
-        const ImportRecord &record = d->journal.imports.at(i - 1).record;
+        const Import &import = d->journal.imports.at(i - 1);
+        const ImportRecord &record = import.record;
+        const auto isThere = [this](quint64 number) { return ChunkFolder::find(d->chunks, number) != nullptr; };
         if (record.state == State::Succeeded && record.messageCount > 0 && record.keeping != Keeping::Deleting
-            && record.source == source)
+            && record.source == source && std::all_of(import.chunks.cbegin(), import.chunks.cend(), isThere))
             return i;
     }
     return 0;

@@ -85,7 +85,8 @@ public:
     /// Imports so far, oldest first, those of earlier programs included. The first is number 1; a number stays the same
     /// when others are removed.
     QVector<ImportRecord> imports() const;
-    /// The number of the import that succeeded, has messages here and read the same @p source; 0 when there is none.
+    /// The number of the import that succeeded, has messages here, all its chunks included, and read the same @p source;
+    /// 0 when there is none.
     int findImport(const ImportSource &source) const;
     /// Removes the messages of the import with @p number, all or, for those who open the store later, none. What is
     /// left of it is a record that says so. False with errorString() set when there is no such import, or not all of
