@@ -47,7 +47,8 @@ public:
         Remove, ///< they are removed when it ends, or when the store is next opened for writing if it never does
     };
     using Visitor = ChunkFormat::Visitor;
-    /// Gets the number of the import whose messages come next, from 1; 0 for chunks that no import stored. Returns whether they are wanted.
+    /// Gets the number of the import whose messages come next, from 1; 0 for chunks that no import stored. Returns
+    /// whether they are wanted.
     using ImportVisitor = std::function<bool(int import)>;
 
     explicit ChunkStore(QObject *parent = nullptr);
@@ -85,8 +86,8 @@ public:
     /// Imports so far, oldest first, those of earlier programs included. The first is number 1; a number stays the same
     /// when others are removed.
     QVector<ImportRecord> imports() const;
-    /// The number of the import that succeeded, has messages here, all its chunks included, and read the same @p source;
-    /// 0 when there is none.
+    /// The number of the import that succeeded, has messages here, all its chunks included, and read the same @p
+    /// source; 0 when there is none.
     int findImport(const ImportSource &source) const;
     /// Removes the messages of the import with @p number, all or, for those who open the store later, none. What is
     /// left of it is a record that says so. False with errorString() set when there is no such import, or not all of

@@ -181,11 +181,14 @@ void ChunkStore::Private::findChunksOf(int index)
 bool ChunkStore::Private::settle()
 {
     hideDeletedChunks();
+    const QString formerError = errorString;
     bool isChanged = false;
     for (int i = 0; i < journal.imports.size(); ++i) {
         Import &import = journal.imports[i];
         ImportRecord &record = import.record;
-        const bool isPending = record.keeping == Keeping::Pending && record.state != State::Succeeded;
+        if (record.keeping == Keeping::Pending && record.state == State::Succeeded)
+            record.keeping = Keeping::Kept;
+        const bool isPending = record.keeping == Keeping::Pending;
         if (!isPending && record.keeping != Keeping::Deleting)
             continue;
         const QString name = nameOf(i + 1, record);
@@ -211,7 +214,7 @@ bool ChunkStore::Private::settle()
             record.errorText = QStringLiteral("it was stopped before its end");
         }
     }
-    errorString.clear();
+    errorString = formerError; // what could not be removed is told by the notices
     return !isChanged || writeJournal();
 }
 
