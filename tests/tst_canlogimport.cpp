@@ -27,6 +27,8 @@ private Q_SLOTS:
     void quietShowsNoBar_data();
     void quietShowsNoBar();
     void onlyATerminalShowsABar();
+    void fileThatCannotBeReadToItsEndLeavesNothing();
+    void interruptionKeepsAConsistentStore_data();
     void interruptionKeepsAConsistentStore();
 
     void interruptionEndsAfterTheFileAtHand();
@@ -102,7 +104,7 @@ void CanlogImportTest::strictEndsWithOneWhenALineIsFaulty()
     QCOMPARE(outcome.err, QByteArray("canlog: bad.log: 2 faulty lines; --report lists them\n"));
     QCOMPARE(outcome.status, 1);
     QVERIFY(outcome.out.contains("2 messages")); // it is stored nevertheless
-    outcome = canlog(words("import --strict --report bad.log"));
+    outcome = canlog(words("import --again --strict --report bad.log"));
     QCOMPARE(outcome.err, QByteArray("canlog: bad.log: 2 faulty lines\n"));
     QCOMPARE(outcome.status, 1);
 }
@@ -186,14 +188,66 @@ void CanlogImportTest::quietShowsNoBar()
     QVERIFY(!hasBar(QStringLiteral("-q")));
 }
 
+void CanlogImportTest::fileThatCannotBeReadToItsEndLeavesNothing()
+{
+    // A stand-in for a bad disk: the third read of the log fails.
+    write(QStringLiteral("fault.c"),
+          "#define _GNU_SOURCE\n"
+          "#include <dlfcn.h>\n"
+          "#include <errno.h>\n"
+          "#include <stdio.h>\n"
+          "#include <string.h>\n"
+          "#include <unistd.h>\n"
+          "ssize_t read(int fd, void *to, size_t size)\n"
+          "{\n"
+          "    char link[64], name[4096] = \"\";\n"
+          "    snprintf(link, sizeof link, \"/proc/self/fd/%d\", fd);\n"
+          "    if (readlink(link, name, sizeof name - 1) > 0 && strstr(name, \"bad-disk\")\n"
+          "        && lseek(fd, 0, SEEK_CUR) > 4000000) {\n"
+          "        errno = EIO;\n"
+          "        return -1;\n"
+          "    }\n"
+          "    return ((ssize_t (*)(int, void *, size_t))dlsym(RTLD_NEXT, \"read\"))(fd, to, size);\n"
+          "}\n");
+    if (shell(QStringLiteral("cc -shared -fPIC -o fault.so fault.c -ldl")).status != 0)
+        QSKIP("needs a C compiler");
+    write(QStringLiteral("bad-disk.log"), QByteArray("(1.5) can0 123#1122334455667788\n").repeated(200000));
+    const QString command = QStringLiteral("LC_ALL=C LD_PRELOAD=./fault.so \"$canlog\" import %1 bad-disk.log");
+    Outcome outcome = shell(command.arg(QString()));
+    const QRegularExpression removed(
+        QStringLiteral("^canlog: bad-disk\\.log: cannot be read any further: Input/output error; the 1[0-9]{5} "
+                       "messages before that are removed again; --keep-partial keeps them\n$"));
+    QVERIFY2(removed.match(QString::fromUtf8(outcome.err)).hasMatch(), outcome.err.constData());
+    QCOMPARE(outcome.out, QByteArray());
+    QCOMPARE(outcome.status, 1);
+    ChunkStore store;
+    QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::Read));
+    QCOMPARE(store.messageCount(), quint64(0));
+    QCOMPARE(store.warnings(), QStringList());
+
+    outcome = shell(command.arg(QStringLiteral("--keep-partial")));
+    QVERIFY2(outcome.err.endsWith(" messages before that stay in canlog-store\n"), outcome.err.constData());
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::Read));
+    QVERIFY(store.messageCount() > 100000);
+}
+
 void CanlogImportTest::onlyATerminalShowsABar()
 {
     write(QStringLiteral("small.log"), badLog);
     QCOMPARE(canlog(words("import small.log")).err, QByteArray());
 }
 
+void CanlogImportTest::interruptionKeepsAConsistentStore_data()
+{
+    QTest::addColumn<bool>("keeps");
+    QTest::newRow("kept") << true;
+    QTest::newRow("removed") << false;
+}
+
 void CanlogImportTest::interruptionKeepsAConsistentStore()
 {
+    QFETCH(bool, keeps);
     QByteArray content;
     const int messageCount = 3000000;
     for (int i = 0; i < messageCount; ++i)
@@ -202,7 +256,7 @@ void CanlogImportTest::interruptionKeepsAConsistentStore()
 
     QProcess process;
     process.setWorkingDirectory(folder->path());
-    process.start(QStringLiteral(CANLOG_PROGRAM), words("import big.log"));
+    process.start(QStringLiteral(CANLOG_PROGRAM), words(keeps ? "import --keep-partial big.log" : "import big.log"));
     QVERIFY(process.waitForStarted());
     const QString firstChunk = path(QStringLiteral("canlog-store/chunk-00000001.qcl"));
     QVERIFY(QTest::qWaitFor([&] { return QFile::exists(firstChunk); }, 60000));
@@ -214,11 +268,22 @@ void CanlogImportTest::interruptionKeepsAConsistentStore()
     ChunkStore store;
     QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::Read));
     QCOMPARE(store.warnings(), QStringList());
+    if (!keeps) {
+        QCOMPARE(store.messageCount(), quint64(0));
+        const QByteArray text = process.readAllStandardError();
+        QVERIFY2(
+            QRegularExpression(QStringLiteral("^canlog: big\\.log: interrupted; the [1-9][0-9]*00000 messages stored "
+                                              "until then are removed again; --keep-partial keeps them\n$"))
+                .match(QString::fromUtf8(text))
+                .hasMatch(),
+            text.constData());
+        return;
+    }
     const auto kept = int(store.messageCount());
     QVERIFY(kept >= 100000 && kept < messageCount);
     QCOMPARE(kept % 100000, 0);
     QCOMPARE(process.readAllStandardError(), "canlog: big.log: interrupted; the " + QByteArray::number(kept)
-                                                 + " messages read until then stay in canlog-store\n");
+                                                 + " messages stored until then stay in canlog-store\n");
     quint32 next = 0;
     QVERIFY(store.forEachMessage([&](const CAN::CanRxMessage &message, const QString &) {
         return message.messageIndex == next++ && message.data[0] == 0x10;

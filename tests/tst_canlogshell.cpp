@@ -122,8 +122,8 @@ void CanlogShellTest::completionOffersSubcommands()
 void CanlogShellTest::completionOffersOptions_data()
 {
     QTest::addColumn<QString>("subcommand");
-    for (const char *name :
-         {"import", "show", "convert", "stats", "count", "detect", "formats", "zip", "unzip", "merge", "check"})
+    for (const char *name : {"import", "imports", "show", "convert", "stats", "count", "detect", "formats", "zip",
+                             "unzip", "merge", "check"})
         QTest::newRow(name) << QString::fromLatin1(name);
 }
 

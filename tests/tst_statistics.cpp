@@ -58,7 +58,34 @@ private Q_SLOTS:
     void load();
     void noLoadWithoutDuration();
     void identifiersAreLimited();
+    void logsAreMeasuredEachByItself();
 };
+
+void StatisticsTest::logsAreMeasuredEachByItself()
+{
+    Statistics statistics(1000000);
+    statistics.beginLog();
+    statistics.add(Frame(0x123).at(100, 0));
+    statistics.add(Frame(0x123).at(100, 250000));
+    statistics.add(Frame(0x456).at(100, 500000));
+    statistics.beginLog();
+    statistics.beginLog(); // one without messages
+    statistics.add(Frame(0x123).at(7, 0));
+    statistics.add(Frame(0x123).at(9, 0));
+    const StatisticsResult result = statistics.result();
+    QCOMPARE(result.logs, 2);
+    QCOMPARE(result.duration(), qint64(2500000)); // 0.5 s and 2 s
+    QCOMPARE(result.firstTime, qint64(7000000));
+    QCOMPARE(result.lastTime, qint64(100500000));
+    QCOMPARE(result.backwardSteps, quint64(0)); // 100.5 to 7
+    QCOMPARE(result.gapCount, quint64(1));      // 7 to 9
+    QCOMPARE(result.longestGap->start, qint64(7000000));
+    const IdentifierStatistics identifier = result.identifiers.value(0);
+    QCOMPARE(identifier.cycle.count, quint64(2)); // 0.25 s and 2 s
+    QCOMPARE(identifier.cycle.minimum, qint64(250000));
+    QCOMPARE(identifier.cycle.maximum, qint64(2000000));
+    QCOMPARE(identifier.backwardSteps, quint64(0));
+}
 
 void StatisticsTest::nothingGivesZeros()
 {

@@ -28,6 +28,8 @@ struct Request {
     QString output;
     const Target *target = nullptr;
     MessageFilter filter;
+    ImportChoice imports; ///< of a store
+    bool skipsDamaged = false;
     bool showsBar = true;
     bool raw = false;
 };
@@ -176,6 +178,15 @@ private:
     bool good = true;
 };
 
+/// What to say when a damaged store is not written in another format.
+QString nothingWrittenText(const Request &request, bool isEmpty)
+{
+    const QString reason = QStringLiteral("nothing is written, since the store is damaged");
+    if (isEmpty)
+        return reason + QStringLiteral(" and no message of it can be read");
+    return request.skipsDamaged ? reason : reason + QStringLiteral("; --skip-damaged writes the rest");
+}
+
 ExitStatus convert(MessageSource &source, const Request &request, Output &out)
 {
     Destination destination(request.output, out);
@@ -192,8 +203,13 @@ ExitStatus convert(MessageSource &source, const Request &request, Output &out)
     if (status == ExitStatus::Interrupted)
         return status;
     // What could be read of a damaged store is worth having where nothing is replaced by it.
-    if (status != ExitStatus::Success && (!request.output.isEmpty() || isEmpty))
+    const bool fromStore = request.input.isEmpty();
+    const bool mayWriteRest = !isEmpty && (request.output.isEmpty() || (fromStore && request.skipsDamaged));
+    if (status != ExitStatus::Success && !mayWriteRest) {
+        if (fromStore)
+            complain(destination.name(), nothingWrittenText(request, isEmpty));
         return ExitStatus::Failure;
+    }
     return conversion.finish() ? status : ExitStatus::Failure;
 }
 
@@ -237,6 +253,30 @@ bool isSameFile(const QString &a, const QString &b)
     return !path.isEmpty() && path == QFileInfo(b).canonicalFilePath();
 }
 
+/// Whether @p path, as it is named or where it leads to, is or would be one of the files that the store in @p folder,
+/// or in a folder in it, is made of.
+bool isFileOfStore(const QString &path, const QString &folder)
+{
+    const QString store = QFileInfo(folder).canonicalFilePath();
+    const auto isInStore = [&store](const QFileInfo &info) {
+        const QString place = QFileInfo(info.absolutePath()).canonicalFilePath() + QLatin1Char('/');
+        const QString name = info.fileName();
+        const bool isOfStore = name.contains(QLatin1String(".qcl"), Qt::CaseInsensitive)
+                               || name == QLatin1String(".lock")
+                               || (name.startsWith(QLatin1String("imports")) && name.contains(QLatin1String(".json")));
+        return isOfStore && place.startsWith(store + QLatin1Char('/'));
+    };
+    if (store.isEmpty())
+        return false;
+    QFileInfo info(path);
+    for (int i = 0; i < 40 && info.isSymLink(); ++i) { // as many as systems follow
+        if (isInStore(info))
+            return true;
+        info.setFile(info.symLinkTarget());
+    }
+    return isInStore(info);
+}
+
 /// Fills @p request. Returns what is wrong with the command line; empty when nothing is.
 QString understand(const QCommandLineParser &parser, Request &request)
 {
@@ -263,6 +303,16 @@ QString understand(const QCommandLineParser &parser, Request &request)
         request.output = arguments.constFirst();
     if (!request.input.isEmpty() && isSameFile(request.input, request.output))
         return QStringLiteral("IN and OUT are the same file");
+    if (!request.output.isEmpty() && isFileOfStore(request.output, chosenStoreFolder(parser)))
+        return QStringLiteral("OUT is a file of the store %1, name another one").arg(chosenStoreFolder(parser));
+    const QString skipOption = QStringLiteral("skip-damaged");
+    if (!fromStore && (parser.isSet(skipOption) || parser.isSet(QStringLiteral("import"))))
+        return QStringLiteral("--%1 is for a store, name one with --store")
+            .arg(parser.isSet(skipOption) ? skipOption : QStringLiteral("import"));
+    const QString importProblem = request.imports.setFrom(parser);
+    if (!importProblem.isEmpty())
+        return importProblem;
+    request.skipsDamaged = parser.isSet(skipOption);
     request.showsBar = isBarWanted(parser);
     QString problem = chooseTarget(parser, request);
     request.raw = parser.isSet(QStringLiteral("raw"));
@@ -283,7 +333,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     runInterruptibly([&] {
         MessageSource source;
         if (request.input.isEmpty())
-            source.chooseStore(chosenStoreFolder(parser));
+            source.chooseStore(chosenStoreFolder(parser), request.imports);
         else
             source.chooseFile(request.input, parser);
         status = convert(source, request, out);
@@ -305,6 +355,10 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
     parser.addOption(storeOption());
+    parser.addOption(ImportChoice::option());
+    parser.addOption({QStringLiteral("skip-damaged"),
+                      QStringLiteral("Writes what can be read of a damaged store; what cannot is named, and the exit "
+                                     "status is 1.")});
     MessageFilter::addOptions(parser, endOption);
     parser.addOption(quietOption());
 }
@@ -328,8 +382,9 @@ Subcommand convertSubcommand()
     return {
         QStringLiteral("convert"),
         QStringLiteral("Writes the messages of a log file or of a store in another format."),
-        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
-                       "       canlog convert --store DIR [OUT] [--to FORMAT] [filters]"),
+        QStringLiteral(
+            "[--type NAME|NUMBER] [--columns CODES] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
+            "       canlog convert --store DIR [--import N[,N]] [--skip-damaged] [OUT] [--to FORMAT] [filters]"),
         QStringLiteral(
             "Formats and their suffixes:\n"
             "%1"

@@ -75,6 +75,8 @@ void printFaults(const QString &path, const ImportReport &report, Output &out)
             QStringLiteral("%1: %2 more").arg(path, counted(quint64(others), QStringLiteral("faulty line")))));
 }
 
+const QLatin1String standardInput("-");
+
 /// The files of one command line on their way into one store.
 class Importing
 {
@@ -84,6 +86,8 @@ public:
         , folder(chosenStoreFolder(commandLine))
         , isReported(commandLine.isSet(QStringLiteral("report")))
         , isStrict(commandLine.isSet(QStringLiteral("strict")))
+        , keepsPartial(commandLine.isSet(QStringLiteral("keep-partial")))
+        , isAgain(commandLine.isSet(QStringLiteral("again")))
         , out(output)
     {
     }
@@ -116,7 +120,11 @@ private:
         const Format *format = formatOf(input, parser);
         if (!format || !prepareStore())
             return ExitStatus::Failure;
+        const ImportSource source = path == standardInput ? ImportSource() : ImportSource::of(path);
+        if (!isAgain && isStored(path, source))
+            return ExitStatus::Failure;
 
+        store->setImportSource(source);
         ProgressBar bar(path, isBarWanted(parser));
         store->setSourceName(input.isCopy() ? path : QString());
         const StoreImport import =
@@ -136,22 +144,69 @@ private:
         if (store)
             return true;
         store = std::make_unique<CountingStore>();
+        if (!keepsPartial)
+            store->setPartialImports(ChunkStore::PartialImports::Remove);
         isStoreUnusable = !openStore(*store, folder, ChunkStore::Mode::ReadWrite);
         if (!isStoreUnusable)
             complainOfDamage(*store, folder);
         return !isStoreUnusable;
     }
 
+    /// Whether the store holds the file already, after a complaint: all its messages would be there twice.
+    bool isStored(const QString &path, const ImportSource &source)
+    {
+        const int number = store->findImport(source);
+        if (number != 0)
+            complain(path, QStringLiteral("is in %1 already, as import %2; --again imports it once more")
+                               .arg(folder, QString::number(number)));
+        return number != 0;
+    }
+
+    /// What became of the messages of an import that did not succeed; empty when there were none.
+    QString restText(const ImportRecord &record) const
+    {
+        const auto messages = [](quint64 count) { return counted(count, QStringLiteral("message")); };
+        if (record.removedMessages > 0)
+            return QStringLiteral("the %1 stored until then are removed again; --keep-partial keeps them")
+                .arg(messages(record.removedMessages));
+        if (record.messageCount == 0)
+            return {};
+        if (record.keeping == ImportRecord::Keeping::Kept)
+            return QStringLiteral("the %1 stored until then stay in %2").arg(messages(record.messageCount), folder);
+        return QStringLiteral("the %1 stored until then cannot be removed from %2, the next import tries again")
+            .arg(messages(record.messageCount), folder);
+    }
+
+    /// Takes back what was stored of a file that could not be read to its end, which the library calls a success,
+    /// unless it is to be kept. Says what became of it.
+    QString restOfUnreadText(const ImportRecord &record)
+    {
+        const QString messages = counted(record.messageCount, QStringLiteral("message"));
+        if (keepsPartial)
+            return QStringLiteral("the %1 before that stay in %2").arg(messages, folder);
+        if (!store->removeImport(store->imports().size()))
+            return QStringLiteral("the %1 before that cannot be removed again: %2").arg(messages, store->errorString());
+        return QStringLiteral("the %1 before that are removed again; --keep-partial keeps them").arg(messages);
+    }
+
     ExitStatus tell(const QString &path, const StoreImport &import, const Format &format)
     {
         const ImportReport &report = import.result.report;
         if (import.result.isInterrupted) {
-            complain(path, QStringLiteral("interrupted; the %1 read until then stay in %2")
-                               .arg(counted(import.record.messageCount, QStringLiteral("message")), folder));
+            const QString rest = restText(import.record);
+            complain(path, QStringLiteral("interrupted; ")
+                               + (rest.isEmpty() ? QStringLiteral("nothing of it is in %1").arg(folder) : rest));
             return ExitStatus::Interrupted;
         }
         if (import.record.state != ImportRecord::State::Succeeded) {
-            complain(path, failureText(import.record, format, *store));
+            const QString rest = restText(import.record);
+            complain(path, failureText(import.record, format, *store)
+                               + (rest.isEmpty() ? QString() : QStringLiteral("; ") + rest));
+            return ExitStatus::Failure;
+        }
+        if (!report.readError.isEmpty()) {
+            complain(path, QStringLiteral("cannot be read any further: %1; %2")
+                               .arg(report.readError, restOfUnreadText(import.record)));
             return ExitStatus::Failure;
         }
         out.writeLine(
@@ -159,11 +214,6 @@ private:
         out.flush();
         if (import.record.messageCount == 0)
             complain(path, noMessagesText(format, report));
-        if (!report.readError.isEmpty()) {
-            complain(path, QStringLiteral("cannot be read any further: %1; what comes before that is stored")
-                               .arg(report.readError));
-            return ExitStatus::Failure;
-        }
         if (!isStrict || report.faultyLines == 0)
             return ExitStatus::Success;
         complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))
@@ -175,6 +225,8 @@ private:
     const QString folder;
     const bool isReported;
     const bool isStrict;
+    const bool keepsPartial;
+    const bool isAgain;
     Output &out;
     std::unique_ptr<CountingStore> store; ///< once it is needed
     bool isStoreUnusable = false;
@@ -204,6 +256,12 @@ void addOptions(QCommandLineParser &parser)
                                                   "FILE:LINE:COLUMN: REASON, the first %1 of each file.")
                                        .arg(ImportReport::maxFaults)});
     parser.addOption({QStringLiteral("strict"), QStringLiteral("Ends with 1 when there is such a line.")});
+    parser.addOption({QStringLiteral("again"),
+                      QStringLiteral("Imports a file even when the store holds it already: the same path, size and "
+                                     "time of its last change.")});
+    parser.addOption({QStringLiteral("keep-partial"),
+                      QStringLiteral("Keeps what an import that fails or is interrupted has stored until then, which "
+                                     "is removed otherwise.")});
     parser.addOption(quietOption());
 }
 
@@ -214,14 +272,17 @@ Subcommand importSubcommand()
     return {
         QStringLiteral("import"),
         QStringLiteral("Reads log files into a store."),
-        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] [--report] [--strict] [--quiet] FILE..."),
+        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] [--report] [--strict] [--again] "
+                       "[--keep-partial] [--quiet] FILE..."),
         QStringLiteral("The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
                        "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
                        "are other ones when they are no frames by the rules of the format, dropped when they should\n"
                        "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
                        "A file that cannot be imported, or whose format is unknown, does not stop the others; the\n"
                        "exit status is then 1. One without messages is no failure, but named on standard error.\n"
-                       "Ctrl-C ends the import at hand with 130; the messages stored until then stay."),
+                       "A file that the store holds already is not imported again, which is said; the exit status is\n"
+                       "then 1. Nothing stays of an import that fails, unless --keep-partial says so, nor of one that\n"
+                       "Ctrl-C ends with 130 or that is killed: of that the next import removes the rest."),
         QStringLiteral("  canlog import examples/drive.log\n"
                        "  canlog import --type candump --store trips monday.log tuesday.log\n"
                        "  canlog import --columns 't ? I l d' table.txt\n"

@@ -18,9 +18,9 @@ namespace
 
 QVector<Subcommand> subcommands()
 {
-    return {importSubcommand(),  showSubcommand(),   statsSubcommand(),   countSubcommand(),
-            convertSubcommand(), detectSubcommand(), formatsSubcommand(), zipSubcommand(),
-            unzipSubcommand(),   mergeSubcommand(),  checkSubcommand()};
+    return {importSubcommand(), importsSubcommand(), showSubcommand(),   statsSubcommand(),
+            countSubcommand(),  convertSubcommand(), detectSubcommand(), formatsSubcommand(),
+            zipSubcommand(),    unzipSubcommand(),   mergeSubcommand(),  checkSubcommand()};
 }
 
 QString mainHelp()

@@ -83,6 +83,8 @@ QString usageProblem(const QCommandLineParser &parser, const QString &subcommand
         return QStringLiteral("--type is for a FILE, a store needs none");
     if (files == 0 && parser.isSet(QStringLiteral("columns")))
         return QStringLiteral("--columns is for a FILE, a store needs none");
+    if (files == 1 && parser.isSet(QStringLiteral("import")))
+        return QStringLiteral("--import is for a store, a FILE has none");
     const QString problem = storeProblem(parser);
     return problem.isEmpty() ? formatProblem(parser) : problem;
 }
@@ -97,6 +99,7 @@ void MessageSource::addOptions(QCommandLineParser &parser)
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A log file to read without a store."),
                                  QStringLiteral("[FILE]"));
     parser.addOption(storeOption());
+    parser.addOption(ImportChoice::option());
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
 }
@@ -108,14 +111,17 @@ QString MessageSource::synopsis()
 
 bool MessageSource::choose(const QCommandLineParser &parser, const QString &subcommand)
 {
-    const QString problem = usageProblem(parser, subcommand);
+    QString problem = usageProblem(parser, subcommand);
+    ImportChoice choice;
+    if (problem.isEmpty())
+        problem = choice.setFrom(parser);
     if (!problem.isEmpty()) {
         wrongUsage(problem, subcommand);
         return false;
     }
     const QStringList files = parser.positionalArguments();
     if (files.isEmpty())
-        chooseStore(chosenStoreFolder(parser));
+        chooseStore(chosenStoreFolder(parser), choice);
     else
         chooseFile(files.constFirst(), parser);
     return true;
@@ -127,15 +133,18 @@ void MessageSource::chooseFile(const QString &filePath, const QCommandLineParser
     file = std::make_unique<LogFile>(filePath, parser);
 }
 
-void MessageSource::chooseStore(const QString &folder)
+void MessageSource::chooseStore(const QString &folder, const ImportChoice &choice)
 {
     path = folder;
+    imports = choice;
     store = std::make_unique<ChunkStore>();
 }
 
 bool MessageSource::open()
 {
-    return file ? file->open() : openStore(*store, path, ChunkStore::Mode::Read);
+    if (file)
+        return file->open();
+    return openStore(*store, path, ChunkStore::Mode::Read) && hasImports(*store, path, imports);
 }
 
 ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
@@ -152,7 +161,13 @@ ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
 
 ExitStatus MessageSource::visitStore(const MessageVisitor &visitor)
 {
-    store->forEachMessage(visitor);
+    const auto enter = [this](int import) {
+        const bool isWanted = imports.isAll() || imports.contains(import);
+        if (isWanted && importListener)
+            importListener();
+        return isWanted;
+    };
+    store->forEachMessage(enter, visitor);
     complainOfDamage(*store, path);
     if (wasInterrupted())
         return interrupted(path);

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "host/cli/importchoice.h"
 #include "host/cli/subcommand.h"
 #include "host/store/chunkformat.h"
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class ChunkStore;
@@ -36,7 +38,10 @@ public:
     /// Chooses a file, to be read as the options in @p parser say, which formatProblem() has nothing to say of; the
     /// parser must live as long as this object.
     void chooseFile(const QString &path, const QCommandLineParser &parser);
-    void chooseStore(const QString &folder);
+    /// Chooses the imports @p choice of a store.
+    void chooseStore(const QString &folder, const ImportChoice &choice);
+    /// Has @p listener called before the first message of each import of a store: it may have a time base of its own.
+    void setImportListener(const std::function<void()> &listener) { importListener = listener; }
 
     /// The file or folder, for people.
     QString name() const { return path; }
@@ -60,4 +65,6 @@ private:
     QString path;
     std::unique_ptr<LogFile> file;     ///< null: the path is the folder of a store
     std::unique_ptr<ChunkStore> store; ///< null: the path is a log
+    ImportChoice imports;
+    std::function<void()> importListener;
 };

@@ -127,6 +127,15 @@ QString gapText(const StatisticsResult &result)
              timeText(longest.end));
 }
 
+QString durationText(const StatisticsResult &result)
+{
+    const QString duration = timeText(result.duration()) + QLatin1String(" s");
+    // What lies between two imports is none of their time, and each may have a zero of its own.
+    if (result.logs > 1)
+        return duration + QStringLiteral(" in %1 imports, each by itself").arg(result.logs);
+    return duration + QStringLiteral(" from %1 to %2").arg(timeText(result.firstTime), timeText(result.lastTime));
+}
+
 void writeSummary(Output &out, const StatisticsResult &result, const Settings &settings)
 {
     const ChannelStatistics &total = result.total;
@@ -136,9 +145,7 @@ void writeSummary(Output &out, const StatisticsResult &result, const Settings &s
     writeFact(out, QStringLiteral("Error frames"), QString::number(total.errorFrames));
     if (result.messages() == 0)
         return;
-    writeFact(out, QStringLiteral("Duration"),
-              QStringLiteral("%1 s from %2 to %3")
-                  .arg(timeText(result.duration()), timeText(result.firstTime), timeText(result.lastTime)));
+    writeFact(out, QStringLiteral("Duration"), durationText(result));
     const std::optional<double> rate = result.frameRate();
     writeFact(out, QStringLiteral("Frame rate"),
               rate ? QStringLiteral("%1 /s").arg(QString::number(*rate, 'f', 3)) : QStringLiteral("-"));
@@ -288,6 +295,7 @@ void writeJson(Output &out, const StatisticsResult &result, const Settings &sett
     QJsonObject object = jsonCounts(result.total);
     object.insert(QStringLiteral("firstTime"), isEmpty ? QJsonValue() : jsonTime(result.firstTime));
     object.insert(QStringLiteral("lastTime"), isEmpty ? QJsonValue() : jsonTime(result.lastTime));
+    object.insert(QStringLiteral("imports"), result.logs);
     object.insert(QStringLiteral("duration"), jsonTime(result.duration()));
     object.insert(QStringLiteral("frameRate"), rate ? QJsonValue(*rate) : QJsonValue());
     object.insert(QStringLiteral("backwardSteps"), jsonCount(result.backwardSteps));
@@ -336,6 +344,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
             statistics.add(message);
         return true;
     };
+    source.setImportListener([&statistics] { statistics.beginLog(); });
     ProgressBar bar(source.name(), isBarWanted(parser));
     const ExitStatus status = source.visit(visitor, &bar);
     if (status == ExitStatus::Interrupted)

@@ -1,5 +1,6 @@
 #include "host/cli/storefolder.h"
 
+#include "host/cli/importchoice.h"
 #include "host/cli/output.h"
 
 #include <QCommandLineParser>
@@ -44,7 +45,17 @@ bool openStore(ChunkStore &store, const QString &folder, ChunkStore::Mode mode)
                                         "another folder with --store"));
         return false;
     }
+    for (const QString &notice : store.notices())
+        complain(folder, notice);
     return true;
+}
+
+bool hasImports(const ChunkStore &store, const QString &folder, const ImportChoice &choice)
+{
+    const int missing = choice.firstMissing(store.imports());
+    if (missing != 0)
+        complain(folder, QStringLiteral("has no import %1; 'canlog imports' lists those it has").arg(missing));
+    return missing == 0;
 }
 
 void complainOfDamage(const ChunkStore &store, const QString &folder)

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 
+class ImportChoice;
 class QCommandLineParser;
 
 /// `--store DIR`
@@ -17,6 +18,8 @@ QString storeProblem(const QCommandLineParser &parser);
 
 /// Opens @p store in @p folder; false after a complaint when that cannot be done, or when there is no store to read.
 bool openStore(ChunkStore &store, const QString &folder, ChunkStore::Mode mode);
+/// Whether @p store, which people know as @p folder, has the imports of @p choice; false after a complaint.
+bool hasImports(const ChunkStore &store, const QString &folder, const ImportChoice &choice);
 /// Says on standard error which files of the store, which people know as @p folder, are damaged or foreign.
 void complainOfDamage(const ChunkStore &store, const QString &folder);
 

@@ -28,6 +28,7 @@ struct Subcommand {
 };
 
 Subcommand importSubcommand();
+Subcommand importsSubcommand();
 Subcommand showSubcommand();
 Subcommand statsSubcommand();
 Subcommand countSubcommand();

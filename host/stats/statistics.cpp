@@ -50,6 +50,11 @@ Statistics::Statistics(qint64 gapThreshold)
 {
 }
 
+void Statistics::beginLog()
+{
+    isLogBegun = false;
+}
+
 void Statistics::add(const CAN::CanRxMessage &message)
 {
     const qint64 time = inMicroseconds(message.timeStamp);
@@ -66,8 +71,14 @@ void Statistics::add(const CAN::CanRxMessage &message)
 
 void Statistics::addTime(qint64 time)
 {
-    if (totals.messages() == 0) {
-        totals.firstTime = totals.lastTime = latestTime = time;
+    const bool isFirst = totals.messages() == 0;
+    totals.firstTime = isFirst ? time : std::min(totals.firstTime, time);
+    totals.lastTime = isFirst ? time : std::max(totals.lastTime, time);
+    if (!isLogBegun) {
+        isLogBegun = true;
+        ++totals.logs;
+        totals.earlierDuration += totals.logEnd - totals.logStart;
+        totals.logStart = totals.logEnd = latestTime = time;
         return;
     }
     const Gap gap{latestTime, time};
@@ -78,8 +89,8 @@ void Statistics::addTime(qint64 time)
         if (!totals.longestGap || gap.duration() > totals.longestGap->duration())
             totals.longestGap = gap;
     }
-    totals.firstTime = std::min(totals.firstTime, time);
-    totals.lastTime = std::max(totals.lastTime, time);
+    totals.logStart = std::min(totals.logStart, time);
+    totals.logEnd = std::max(totals.logEnd, time);
     latestTime = time;
 }
 
@@ -95,13 +106,15 @@ void Statistics::addFrame(const CAN::CanRxMessage &message, qint64 time)
         statistics.minimumLength = statistics.maximumLength = message.dlc;
         statistics.firstTime = statistics.lastTime = time;
     } else {
-        entry->addCycle(time - entry->latestTime);
+        if (entry->latestLog == totals.logs)
+            entry->addCycle(time - entry->latestTime);
         statistics.minimumLength = std::min(statistics.minimumLength, message.dlc);
         statistics.maximumLength = std::max(statistics.maximumLength, message.dlc);
         statistics.firstTime = std::min(statistics.firstTime, time);
         statistics.lastTime = std::max(statistics.lastTime, time);
     }
     entry->latestTime = time;
+    entry->latestLog = totals.logs;
 }
 
 Statistics::Entry *Statistics::entryFor(const CAN::CanRxMessage &message)

@@ -54,9 +54,13 @@ struct Gap {
 };
 
 struct StatisticsResult {
-    ChannelStatistics total; ///< of all channels; its channel number means nothing
-    qint64 firstTime = 0;    ///< earliest; 0 when there is no message
-    qint64 lastTime = 0;     ///< latest
+    ChannelStatistics total;    ///< of all channels; its channel number means nothing
+    qint64 firstTime = 0;       ///< earliest; 0 when there is no message
+    qint64 lastTime = 0;        ///< latest
+    int logs = 0;               ///< that have a message
+    qint64 earlierDuration = 0; ///< of all logs but the last one
+    qint64 logStart = 0;        ///< earliest of the last log
+    qint64 logEnd = 0;          ///< latest of the last log
     quint64 backwardSteps = 0;
     quint64 gapCount = 0;
     std::optional<Gap> longestGap;             ///< the first one of that length
@@ -65,7 +69,8 @@ struct StatisticsResult {
     quint64 unlistedFrames = 0;                ///< frames whose identifiers are not in the list, which was full
 
     quint64 messages() const { return total.frames + total.errorFrames; }
-    qint64 duration() const { return lastTime - firstTime; }
+    /// The sum over all logs.
+    qint64 duration() const { return earlierDuration + logEnd - logStart; }
     /// Frames a second; nothing when no time passes.
     std::optional<double> frameRate() const;
 };
@@ -93,6 +98,9 @@ public:
     /// A time without messages that is longer than @p gapThreshold is a gap.
     explicit Statistics(qint64 gapThreshold);
 
+    /// The next message begins another log, whose times have nothing to do with those before: what is between the two
+    /// is no cycle time, no gap and no step back.
+    void beginLog();
     void add(const CAN::CanRxMessage &message);
     StatisticsResult result() const;
 
@@ -108,6 +116,7 @@ private:
     struct Entry {
         IdentifierStatistics statistics;
         qint64 latestTime = 0; ///< of the frame that was added last
+        int latestLog = 0;     ///< that it was in
         TimeSum sum;
         double runningMean = 0;
         double squares = 0; ///< sum of the squared distances from the mean
@@ -123,6 +132,7 @@ private:
     qint64 threshold;
     StatisticsResult totals; ///< without the lists
     qint64 latestTime = 0;
+    bool isLogBegun = false; ///< a message of the current log was added
     QMap<quint16, ChannelStatistics> channels;
     QHash<quint64, int> positions; ///< in `entries`, by channel, kind and identifier
     QVector<Entry> entries;

@@ -26,6 +26,47 @@ constexpr int maximumMessages = 100000;
 /// Chunk numbers have at most 15 digits, so that a reader that takes them as a double gets them exactly.
 constexpr quint64 maximumNumber = 999999999999999;
 
+/// The notes of one chunk take at most so many bytes.
+constexpr qint64 maximumNotesSize = 256 * 1024 * 1024;
+
+/// Why something is no valid chunk, or could not be read or written.
+class Fault
+{
+public:
+    enum Kind {
+        None,
+        TooShort,
+        TooLong,
+        NoChunk,
+        NoPlainFile,
+        UnknownVersion,
+        WrongCount,
+        Contradiction,
+        WrongChecksum,
+        NotesTooLong,
+        Device, ///< what the device says
+    };
+
+    Fault() = default;
+    Fault(Kind kind, const QString &detailText = QString()) // NOLINT(google-explicit-constructor): `return TooShort;`
+        : found(kind)
+        , detail(detailText)
+    {
+    }
+    Kind kind() const { return found; }
+    bool isEmpty() const { return found == None; }
+    /// In a few words; empty for None.
+    QString text() const;
+    operator QString() const { return text(); } // NOLINT(google-explicit-constructor): most callers only tell it
+
+private:
+    Kind found = None;
+    QString detail; ///< the number or text that the kind speaks of
+};
+
+/// What a note takes of maximumNotesSize.
+qint64 sizeOfNote(const QString &text);
+
 /// What stands before the records: enough to list a chunk without reading it.
 struct Summary {
     quint64 number = 0; ///< unique in its store; chunks are in order by it
@@ -62,9 +103,9 @@ public:
 
     void add(const CAN::CanRxMessage &message);
 
-    /// Writes the chunk with @p number and @p notes (by position, none of them empty) to @p device. Returns an empty
-    /// text, or what failed in one line; part of the chunk may then have been written.
-    QString write(QIODevice &device, quint64 number, const QMap<int, QString> &notes);
+    /// Writes the chunk with @p number and @p notes (by position, none of them empty) to @p device. Part of
+    /// the chunk may have been written when it fails.
+    Fault write(QIODevice &device, quint64 number, const QMap<int, QString> &notes);
 
     /// Describes the chunk; number and notes are known after write().
     const Summary &summary() const { return content; }
@@ -75,23 +116,22 @@ private:
 };
 
 /// Reads one chunk from the current position of @p stream, whatever its byte order and version are set to, and leaves
-/// the stream after the chunk. Returns an empty text, or why this is no valid chunk in a few words; @p chunk is then
-/// unspecified and the stream's status is set.
-QString readChunk(QDataStream &stream, Chunk &chunk);
+/// the stream after the chunk. When this is no valid chunk, @p chunk is unspecified and the stream's status is set.
+Fault readChunk(QDataStream &stream, Chunk &chunk);
 
 /// Reads the chunk that is the whole of @p file, which is open for reading and at its beginning. Result as above;
 /// bytes after the chunk are a fault.
-QString readChunk(QFile &file, Chunk &chunk);
+Fault readChunk(QFile &file, Chunk &chunk);
 
 /// Reads the chunk file @p path. Result as above; only a plain file is opened.
-QString readChunkFile(const QString &path, Chunk &chunk);
+Fault readChunkFile(const QString &path, Chunk &chunk);
 
 /// Visits the messages of @p chunk in their order; false when the visitor stopped it.
 bool forEachMessage(const Chunk &chunk, const Visitor &visitor);
 
 /// Reads the summary alone of the chunk that is the whole of @p file, and checks it against the file's size. Some 200
 /// bytes are read; damage behind them stays unseen. Result as above.
-QString readSummary(QFile &file, Summary &summary);
+Fault readSummary(QFile &file, Summary &summary);
 
 /// Whether @p device, which is open for reading and at its beginning, begins as a chunk does: of any format version,
 /// and damaged or not behind its magic number. False when it ends before its summary does.

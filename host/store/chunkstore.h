@@ -2,32 +2,12 @@
 
 #include "common/datachunkhandler.h"
 #include "host/store/chunkformat.h"
+#include "host/store/importrecord.h"
 
-#include <QDateTime>
 #include <QStringList>
 #include <QVector>
 
 #include <memory>
-
-/// What the store keeps of one import.
-struct ImportRecord {
-    enum class State {
-        Incomplete, ///< not finished: it still runs, perhaps in another program, or its program was stopped
-        Succeeded,
-        Failed,
-    };
-
-    QString path; ///< the source file; empty until the import ends, but known at once of an archive that is unpacked
-    DatachunkHelper::ImportFileType type = DatachunkHelper::QclZipArchive;
-    State state = State::Incomplete;
-    quint64 messageCount = 0; ///< messages in this store; those of an unpacked archive are in its sub-folder
-    CanTimeStamp firstTime;   ///< earliest time stamp; zero when there is no message
-    CanTimeStamp lastTime;    ///< latest time stamp
-    quint64 noteCount = 0;    ///< messages that have a note
-    bool fdSeen = false;      ///< CAN FD frames are among the messages, or the format said so
-    QString errorText;        ///< why it failed, or which part of a success was left out; may be empty
-};
-Q_DECLARE_METATYPE(ImportRecord)
 
 /**
  * A store that keeps the messages of its imports as chunk files (`*.qcl`) of at most 100000 messages each in one
@@ -48,8 +28,9 @@ Q_DECLARE_METATYPE(ImportRecord)
  * - deliveries alone, from a loader that is called directly. Such an import stays Incomplete.
  *
  * Where a file cannot be written, the rest of that import is dropped and the import fails with errorString(); the
- * next import tries again. An import into a store that is open for reading fails and is not kept. A store that is not
- * open does nothing and answers false, 0 or nothing; its folder is one that does not exist and cannot be made.
+ * next import tries again. What an import that did not succeed had stored until then is kept or removed, as
+ * setPartialImports() has it. An import into a store that is open for reading fails and is not kept. A store that is
+ * not open does nothing and answers false, 0 or nothing; its folder is one that does not exist and cannot be made.
  */
 class ChunkStore : public DatachunkHandler
 {
@@ -60,7 +41,15 @@ public:
         Read,      ///< the folder must exist; nothing is written
         ReadWrite, ///< the folder is made when missing and locked against other writers
     };
+    /// What becomes of the messages of an import that began with setImportStarted() and does not succeed.
+    enum class PartialImports {
+        Keep,   ///< they stay
+        Remove, ///< they are removed when it ends, or when the store is next opened for writing if it never does
+    };
     using Visitor = ChunkFormat::Visitor;
+    /// Gets the number of the import whose messages come next, from 1; 0 for chunks that no import stored. Returns
+    /// whether they are wanted.
+    using ImportVisitor = std::function<bool(int import)>;
 
     explicit ChunkStore(QObject *parent = nullptr);
     ~ChunkStore() override;
@@ -75,6 +64,12 @@ public:
     /// or is of a later version, opens for reading only: writing would lose that journal.
     bool open(const QString &folder, Mode mode);
 
+    /// For the imports that begin from now on; Keep unless it is set. An import for which it was said is treated so
+    /// whatever opens the store next, since the journal has it.
+    void setPartialImports(PartialImports partialImports);
+    /// What the next import that begins with setImportStarted() reads, by which findImport() knows it.
+    void setImportSource(const ImportSource &source);
+
     /// One line that says what failed in open(), or in writing since then (for example: no space left on the disk);
     /// empty when nothing did. The latest fault stays until the next open().
     QString errorString() const;
@@ -84,20 +79,35 @@ public:
     /// else the first by name, and the others are listed here; when it turns out to be damaged the next one is used.
     QStringList warnings() const;
 
-    /// Imports so far, oldest first, those of earlier programs included.
+    /// What open() did about imports that were stopped before their end, or what the next one for writing will do: one
+    /// line each.
+    QStringList notices() const;
+
+    /// Imports so far, oldest first, those of earlier programs included. The first is number 1; a number stays the same
+    /// when others are removed.
     QVector<ImportRecord> imports() const;
+    /// The number of the import that succeeded, has messages here, all its chunks included, and read the same @p
+    /// source; 0 when there is none.
+    int findImport(const ImportSource &source) const;
+    /// Removes the messages of the import with @p number, all or, for those who open the store later, none. What is
+    /// left of it is a record that says so. False with errorString() set when there is no such import, or not all of
+    /// its files could be removed; the next opening for writing tries again then.
+    bool removeImport(int number);
     /// Number of messages in all chunks, those left out that are known to be damaged.
     quint64 messageCount() const;
     /// Visits all messages in the order in which they were stored, reading chunk by chunk. Returns false when the
     /// visitor stopped it. Damaged chunks are left out and named in warnings(). What the visitor itself stores is not
     /// visited.
     bool forEachMessage(const Visitor &visitor);
+    /// The same for the imports that @p enter wants.
+    bool forEachMessage(const ImportVisitor &enter, const Visitor &visitor);
 
     /// Each call with messages makes at least one chunk file. Notes find their messages as host/store/notes.h has it;
     /// those of a delivery without messages go to the last message that this import stored.
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
                              const QMap<unsigned int, QString> &notes) override;
-    /// Writes the last chunk of this import again, with the note.
+    /// Writes the last chunk of this import again, with the note; where its notes would become too long, its last
+    /// message gets a chunk of its own.
     void addMessageNoteToLastMessage(QString note) override;
     void notifyFdMessage(bool fdSeen) override;
     void setLastErrorText(const QString &text) override;

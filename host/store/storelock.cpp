@@ -1,0 +1,61 @@
+#include "host/store/storelock.h"
+
+#include <QCoreApplication>
+#include <QSysInfo>
+#include <QThread>
+
+// Hidden, so that packing the plain files of the folder leaves it out.
+StoreLock::StoreLock(const QString &folder)
+    : storeFolder(folder)
+    , lock(folder + QStringLiteral("/.lock"))
+{
+    lock.setStaleLockTime(0); // an import may take hours: only the end of its program makes a lock stale
+}
+
+QString StoreLock::take()
+{
+    return tryToTake() ? QString() : fault();
+}
+
+/// Takes the lock, also over from a program that was killed.
+bool StoreLock::tryToTake()
+{
+    if (lock.tryLock(0))
+        return true;
+    if (lock.error() != QLockFile::LockFailedError)
+        return false;
+    // QLockFile sees that the program in the file is gone. It does not see that a program was killed before its lock
+    // file had any text, nor that it had the same process id as this one, as the programs of containers often do.
+    qint64 process = 0;
+    QString host;
+    QString program;
+    const auto mayBeStale = [&] {
+        return !lock.getLockInfo(&process, &host, &program)
+               || (process == QCoreApplication::applicationPid() && host == QSysInfo::machineHostName());
+    };
+    if (!mayBeStale())
+        return false;
+    QThread::msleep(100); // a lock file that is just being written has its text by then
+    // Fails while its owner is alive, since that holds the lock of the operating system.
+    return mayBeStale() && lock.removeStaleLockFile() && lock.tryLock(0);
+}
+
+QString StoreLock::fault() const
+{
+    if (lock.error() == QLockFile::PermissionError)
+        return QStringLiteral("The store %1 cannot be written: permission denied").arg(storeFolder);
+    qint64 process = 0;
+    QString host;
+    QString program;
+    if (lock.error() != QLockFile::LockFailedError)
+        return QStringLiteral("The store %1 cannot be locked for writing; check the space left").arg(storeFolder);
+    if (!lock.getLockInfo(&process, &host, &program))
+        return QStringLiteral("The store %1 is in use by another program").arg(storeFolder);
+    if (host == QSysInfo::machineHostName())
+        return QStringLiteral("The store %1 is in use by another program (process %2, %3)")
+            .arg(storeFolder, QString::number(process), program);
+    // Whether that program is alive cannot be seen from here, so its user must say.
+    return QStringLiteral("The store %1 is in use by another program (process %2, %3, on %4); if that is gone, "
+                          "remove the file .lock in the store")
+        .arg(storeFolder, QString::number(process), program, host);
+}
