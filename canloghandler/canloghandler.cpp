@@ -127,6 +127,11 @@ ImportReport CANLogHandler::getImportReport() const
     return importReport;
 }
 
+ArchiveReport CANLogHandler::getArchiveReport() const
+{
+    return archiveReport;
+}
+
 std::function<void(qint64, qint64)> CANLogHandler::progressSignal()
 {
     return [this](qint64 bytesRead, qint64 bytesTotal) { Q_EMIT importProgress(bytesRead, bytesTotal); };
@@ -150,6 +155,7 @@ bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bo
 bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, bool flag)
 {
     importReport = {};
+    archiveReport = {};
     if (!QFile(path).open(QIODevice::ReadOnly))
         return false;
     const Loader *const loader = loaderFor(type);

@@ -2,6 +2,7 @@
 include(GenerateExportHeader)
 
 set(public_headers
+  common/archivereport.h
   common/canerrortypes.h
   common/canrxmessage.h
   common/datachunkhandler.h
@@ -18,6 +19,8 @@ set(public_headers
 # What is not exported but deserves tests of its own is compiled once, as objects, and linked into the library and into
 # those tests.
 add_library(CANLogHandlerInternals OBJECT
+  canloghandler/archivedirectory.cpp
+  canloghandler/archivewatch.cpp
   canloghandler/messagebatch.cpp
   canloghandler/textimport.cpp
   common/importwatch.cpp
