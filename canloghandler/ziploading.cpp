@@ -367,7 +367,7 @@ void syncFiles(const QDir &folder)
 
 } // namespace
 
-/// The watch over one archive, and the end of it: its report becomes the handler's, if that is still there.
+/// The watch over one archive, whose report becomes the handler's, if that is still there.
 class CANLogHandler::ArchiveReading : public ArchiveWatch
 {
 public:
@@ -380,7 +380,9 @@ public:
     {
         handler.archiveReport = {};
     }
-    ~ArchiveReading()
+    ~ArchiveReading() { publish(); }
+    /// Makes the report known, before the store is told of the end.
+    void publish()
     {
         if (owner)
             owner->archiveReport = report;
@@ -461,6 +463,7 @@ bool CANLogHandler::loadZipFile(QString zipPath)
         }
         syncFiles(folder);
     }
+    reading.publish();
     if (pDatachunkHandler)
         pDatachunkHandler->notifyZipFileLoaded(folderName);
     return true;
@@ -496,6 +499,7 @@ bool CANLogHandler::loadZipMerged(QString zipPath)
             return written;
         });
         ok = ok && isWhole;
+        reading.publish();
         if (pDatachunkHandler)
             pDatachunkHandler->notifyZipFileLoaded(baseName(zipPath));
     }

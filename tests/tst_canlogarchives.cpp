@@ -778,6 +778,8 @@ void CanlogArchivesTest::failureLeavesNoNewStore_data()
     QTest::newRow("unzip") << QStringLiteral("unzip") << QStringLiteral("cut.zip");
     QTest::newRow("merge") << QStringLiteral("merge") << QStringLiteral("cut.zip");
     QTest::newRow("merge of a damaged chunk alone") << QStringLiteral("merge") << QStringLiteral("damaged.zip");
+    QTest::newRow("unzip of nothing that can be read") << QStringLiteral("unzip") << QStringLiteral("unknown.zip");
+    QTest::newRow("merge of nothing that can be read") << QStringLiteral("merge") << QStringLiteral("unknown.zip");
 }
 
 void CanlogArchivesTest::failureLeavesNoNewStore()
@@ -787,6 +789,9 @@ void CanlogArchivesTest::failureLeavesNoNewStore()
     writeTo(path(QStringLiteral("cut.zip")), ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1))}).chopped(30));
     writeTo(path(QStringLiteral("damaged.zip")),
             ZipBytes::archive({ZipBytes::packed("1.qcl", withLastByteChanged(oneMessage(1)))}));
+    ZipBytes::Entry unknown = ZipBytes::packed("1.qcl", oneMessage(1));
+    unknown.method = 99;
+    writeTo(path(QStringLiteral("unknown.zip")), ZipBytes::archive({unknown}));
     const auto load = [&](const QString &store) {
         const Outcome outcome = canlog({subcommand, archive, QStringLiteral("--store"), store});
         QVERIFY2(outcome.err.startsWith(QStringLiteral("canlog: %1: ").arg(archive)), qPrintable(outcome.err));

@@ -302,6 +302,8 @@ ExitStatus unpackNew(const QString &path, const QString &folder, ChunkStore &sto
         return ExitStatus::Failure;
     }
     const bool isFaulty = complainOfFaults(path, result.archive);
+    if (isFaulty && result.archive.delivered == 0)
+        return ExitStatus::Failure; // a folder with nothing in it would only be in the way of the next try
     if (!unpacking.moveTo(folder)) {
         complain(folder, QStringLiteral("cannot be made; %1").arg(folderAdvice()));
         return ExitStatus::Failure;
@@ -381,7 +383,7 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
     if (!isStored && record.messageCount > 0)
         complain(path, QStringLiteral("warning: %1").arg(withAdvice(record.errorText, advice)));
     const bool isFaulty = complainOfFaults(path, report, store.refusals());
-    if (!isStored && record.messageCount == 0)
+    if (record.messageCount == 0 && (!isStored || isFaulty))
         return ExitStatus::Failure;
     made.keep();
     endInterruptions();
