@@ -50,7 +50,7 @@ public:
     static constexpr int maxFaults = 1000;
 
     bool isArchive = false;     ///< the file could be opened as an archive; an empty one counts
-    qint64 entries = 0;         ///< in the directory
+    qint64 entries = 0;         ///< in the directory, as far as that can be read
     qint64 chunks = 0;          ///< that count: by name, with a number of their own, with a beginning that can be read
     qint64 delivered = 0;       ///< chunks that came; 0 when a failed unpacking has removed them again
     qint64 others = 0;          ///< entries that are no chunks, folders included
