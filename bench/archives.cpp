@@ -1,15 +1,17 @@
 // Times packing a store of a million messages into an archive, and merging it into another store, beside the same work
 // done with plain zlib and the store's own parser in one loop. Only the ratios count; each time is the lowest of the
-// repetitions.
+// repetitions. Then, once each, merging of archives of very many chunks of one message: the time of a chunk must not
+// grow with their number.
 
 #include "bench/logs.h"
 #include "bench/lowesttimes.h"
 #include "canloghandler/canloghandler.h"
-#include "host/store/chunkstore.h"
+#include "host/store/mergingstore.h"
 
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QDataStream>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
@@ -143,6 +145,40 @@ void printRatio(const LowestTimes &times, const char *what)
         std::printf("%-8s %8.1f ms, plain zlib %8.1f ms, ratio %.2f\n", what, library, plain, library / plain);
 }
 
+/// Packs @p count chunks of one message each into the archive @p zip.
+bool packSmallChunks(int count, const QString &zip)
+{
+    const QTemporaryDir folder;
+    for (int i = 1; i <= count; ++i) {
+        QFile file(folder.filePath(QStringLiteral("%1.qcl").arg(i)));
+        ChunkFormat::Encoder encoder(1);
+        encoder.add(CAN::CanRxMessage());
+        if (!file.open(QIODevice::WriteOnly) || !encoder.write(file, quint64(i), {}).isEmpty())
+            return false;
+    }
+    QPointer<DatachunkHandler> none;
+    CANLogHandler(none).zipDatachunks(zip, QDir(folder.path()));
+    return QFile::exists(zip);
+}
+
+void printSmallChunks(int count)
+{
+    const QTemporaryDir folder;
+    const QString zip = folder.filePath(QStringLiteral("archive.zip"));
+    MergingStore store;
+    QPointer<DatachunkHandler> pointer(&store);
+    CANLogHandler handler(pointer);
+    QElapsedTimer timer;
+    const bool isReady = packSmallChunks(count, zip)
+                         && store.open(folder.filePath(QStringLiteral("store")), ChunkStore::Mode::ReadWrite);
+    timer.start();
+    if (!isReady || !handler.loadZipMerged(zip) || store.messageCount() != quint64(count)) {
+        std::fprintf(stderr, "bench_archives: merging %d chunks failed\n", count);
+        std::exit(1);
+    }
+    std::printf("%-8s %8.1f ms per 1000 chunks, of %d\n", "merge", double(timer.elapsed()) * 1000 / count, count);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -187,5 +223,7 @@ int main(int argc, char **argv)
     benchmark::RunSpecifiedBenchmarks(&times);
     printRatio(times, "zip");
     printRatio(times, "merge");
+    for (const int count : {7000, 70000})
+        printSmallChunks(count);
     return 0;
 }

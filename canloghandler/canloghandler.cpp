@@ -55,6 +55,11 @@ ImportReport CANLogHandler::getImportReport() const
     return importReport;
 }
 
+ArchiveReport CANLogHandler::getArchiveReport() const
+{
+    return archiveReport;
+}
+
 bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bool flag)
 {
     return runWithNotices(path, type, flag, [&] { return importFile(path, type, text, flag); });
@@ -92,6 +97,7 @@ bool CANLogHandler::runWithNotices(const QString &path, ImportFileType type, boo
 bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, bool flag)
 {
     importReport = {};
+    archiveReport = {};
     if (!QFile(path).open(QIODevice::ReadOnly))
         return false;
     switch (type) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/archivereport.h"
 #include "common/canloghandler_export.h"
 #include "common/datachunkhandler.h"
 #include "common/datachunkhelper.h"
@@ -49,6 +50,9 @@ public:
     QString getLastErrorText() const;
     /// What became of the lines of the latest import; empty after a request for an archive or a native chunk.
     ImportReport getImportReport() const;
+    /// What became of the entries of the latest archive that was sorted, checked, unpacked or merged; empty after any
+    /// other request, without a store, and where a folder of the archive's name is taken for what was unpacked before.
+    ArchiveReport getArchiveReport() const;
 
     /**
      * Runs the loader for @p type on the file @p path, without the notices to the store that loadFile() gives; @p text
@@ -113,7 +117,8 @@ public:
     /**
      * Reading archives of data chunks: entries whose names end in "qcl". They are taken in the order of the numbers
      * that their headers begin with; of two with the same number the latter counts. An entry that proves damaged when
-     * it is read as a whole is left out.
+     * it is read as a whole is left out; getArchiveReport() names all that were, and why. While the entries are read
+     * importProgress() tells how far; in a thread whose interruption was requested the work ends at the next entry.
      * @{
      */
     /// Adds the names of the chunks in @p zipPath to @p entries, by number. Nothing when it cannot be opened.
@@ -125,12 +130,12 @@ public:
      * Unpacks the chunks into a new folder, named like the archive, in the store's folder, and tells the store of
      * each; when there is a folder of that name, only that the archive is loaded. False, with a text in the store or
      * in getLastErrorText(), when the archive is not readable or the chunks cannot be written; nothing stays then.
-     * False also without a store.
+     * False also without a store, and after an interruption, with nothing left either.
      */
     bool loadZipFile(QString zipPath);
     /// Has the store parse all chunks, as one import of native chunks with its own start and finish notices, and calls
     /// notifyFdMessage() after each that worked. Returns what the last chunk gave, or whether the archive could be
-    /// opened when there is none.
+    /// opened when there is none; false after an interruption, what the store has by then stays.
     bool loadZipMerged(QString zipPath);
     /** @} */
 
@@ -150,13 +155,14 @@ Q_SIGNALS:
     /// native chunks.
     void showLoadingDialog(bool show);
     /// Sent after each block of a log file that was read, in the importing thread. @p bytesTotal is the size of the
-    /// file, 0 when it is not known.
+    /// file, 0 when it is not known. Of an archive it is sent for each entry, and the bytes are those of packed chunks.
     void importProgress(qint64 bytesRead, qint64 bytesTotal);
 
 private:
     Q_DISABLE_COPY_MOVE(CANLogHandler)
 
     friend class Delivery;
+    class ArchiveReading;
 
     void connectStore();
     bool runWithNotices(const QString &path, DatachunkHelper::ImportFileType type, bool flag,
@@ -168,5 +174,6 @@ private:
     QPointer<DatachunkHandler> &pDatachunkHandler;
     QString lastErrorText;
     ImportReport importReport;
+    ArchiveReport archiveReport;
     std::atomic<bool> zipInProgress{false};
 };

@@ -1,9 +1,12 @@
+#include "canloghandler/archivewatch.h"
 #include "canloghandler/canloghandler.h"
 
 #include <QBuffer>
 #include <QDataStream>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QTemporaryFile>
 #include <QtEndian>
 #include <quazip/quazip.h>
@@ -11,6 +14,11 @@
 
 #include <cmath>
 #include <limits>
+
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 // Archives of native data chunks. An entry is a chunk when its name ends in "qcl"; all others are passed over. A chunk
 // begins with a header text such as
@@ -20,7 +28,7 @@
 // whose number, up to the first "-", puts the chunks of an archive in order. What follows is the store's to read.
 //
 // Archives come from anywhere: an entry that proves damaged, or whose name leads out of the folder it is to be unpacked
-// into, counts as one that cannot be opened.
+// into, counts as one that cannot be opened. What was left out, and why, is told by the report.
 
 namespace
 {
@@ -63,10 +71,22 @@ bool openArchive(QuaZip &archive)
     return isEmptyArchive(path) || (hasEndRecord(path) && archive.open(QuaZip::mdUnzip) && archive.goToFirstFile());
 }
 
-/// Opens the current entry of @p entry's archive if it is a data chunk.
-bool openChunk(QuaZipFile &entry)
+bool isChunk(const QString &name)
 {
-    return entry.getActualFileName().endsWith(QLatin1String("qcl")) && entry.open(QIODevice::ReadOnly);
+    return name.endsWith(QLatin1String("qcl"));
+}
+
+/// Why the current entry of @p archive does not open, or cannot be read to its end; @p error is QuaZip's.
+ArchiveReport::Reason whyNotRead(const QuaZip &archive, int error, bool isOpen)
+{
+    QuaZipFileInfo64 info;
+    const bool isKnown = archive.getCurrentFileInfo(&info);
+    if (isKnown && info.isEncrypted())
+        return ArchiveReport::Reason::Encrypted;
+    if (isOpen)
+        return error == UNZ_CRCERROR ? ArchiveReport::Reason::Checksum : ArchiveReport::Reason::Data;
+    const bool isUsual = isKnown && (info.method == 0 || info.method == Z_DEFLATED);
+    return isUsual ? ArchiveReport::Reason::Header : ArchiveReport::Reason::Method;
 }
 
 /// The text that @p chunk begins with, empty when there is none.
@@ -99,35 +119,101 @@ QString baseName(const QString &zipPath)
     return name.remove(QLatin1String(".zip"));
 }
 
-/// Calls @p visit(entry) for the data chunks among @p names, in order, each opened for reading; until it returns false.
-template <typename Names, typename Visit>
-void visitChunks(QuaZip &archive, const Names &names, Visit visit)
+/// A data chunk that has its place in the order.
+struct FoundChunk {
+    QString name;
+    qint64 packedSize = 0;
+    bool isEncrypted = false; ///< its number is noise
+};
+using FoundChunks = QMap<double, FoundChunk>;
+
+/// Makes the entry @p name the current one of @p archive and opens it; false, and the watch told, when it cannot be.
+bool openChunk(QuaZip &archive, QuaZipFile &entry, const QString &name, ArchiveWatch &watch)
 {
-    for (const QString &name : names) {
-        if (!archive.setCurrentFile(name, QuaZip::csSensitive))
-            continue;
-        QuaZipFile entry(&archive);
-        if (openChunk(entry) && !visit(entry))
-            return;
-    }
+    if (!archive.setCurrentFile(name, QuaZip::csSensitive))
+        watch.leftOut(name, ArchiveReport::Reason::NotFound);
+    else if (!entry.open(QIODevice::ReadOnly))
+        watch.leftOut(name, whyNotRead(archive, entry.getZipError(), false));
+    else
+        return true;
+    return false;
 }
 
-/// Adds the names of the data chunks of @p archive to @p numbered, by the numbers in their headers. Of entries with the
-/// same name the one counts that is found by it, so that whoever goes by names has the same chunks.
-void sortChunks(QuaZip &archive, QMap<double, QString> &numbered)
+/// Puts @p chunk into @p numbered, in the place of one with the same number.
+void insertChunk(FoundChunks &numbered, double number, const FoundChunk &chunk, ArchiveWatch &watch)
 {
+    const auto former = numbered.constFind(number);
+    if (former != numbered.cend() && former->isEncrypted)
+        watch.leftOut(former->name, ArchiveReport::Reason::Encrypted);
+    else if (former != numbered.cend())
+        watch.leftOut(former->name, ArchiveReport::Reason::NumberRepeated, chunk.name);
+    numbered.insert(number, chunk);
+}
+
+/// The data chunks of @p archive, by the numbers in their headers. Of entries with the same name the one counts that is
+/// found by it, so that whoever goes by names has the same chunks.
+FoundChunks sortChunks(QuaZip &archive, ArchiveWatch &watch)
+{
+    FoundChunks numbered;
+    if (!archive.isOpen())
+        return numbered; // one without entries
     // QuaZip looks a name up in what it has come across, and searches no further than an entry without a name. So it
     // is made to come across all.
     QStringList names;
-    for (bool more = archive.isOpen() && archive.goToFirstFile(); more; more = archive.goToNextFile())
-        names.append(archive.getCurrentFileName());
-    names.removeDuplicates();
-    visitChunks(archive, names, [&](QuaZipFile &entry) {
+    QSet<QString> known;
+    for (bool more = archive.goToFirstFile(); more && !watch.isInterrupted(); more = archive.goToNextFile()) {
+        const QString name = archive.getCurrentFileName();
+        watch.cameAcross(name, isChunk(name));
+        if (!isChunk(name))
+            continue;
+        if (known.contains(name)) {
+            watch.leftOut(name, ArchiveReport::Reason::NameRepeated);
+            continue;
+        }
+        known.insert(name);
+        names.append(name);
+    }
+    watch.endEntries();
+    qint64 total = 0;
+    for (const QString &name : qAsConst(names)) {
+        if (watch.isInterrupted())
+            break;
+        watch.done(0);
+        QuaZipFile entry(&archive);
+        if (!openChunk(archive, entry, name, watch))
+            continue;
         const QString header = readHeader(entry);
+        QuaZipFileInfo64 info;
+        archive.getCurrentFileInfo(&info);
         if (entry.getZipError() == UNZ_OK)
-            numbered.insert(orderOf(header), entry.getActualFileName());
-        return true;
-    });
+            insertChunk(numbered, orderOf(header), {name, entry.csize(), info.isEncrypted()}, watch);
+        else
+            watch.leftOut(name, whyNotRead(archive, entry.getZipError(), true));
+    }
+    for (const FoundChunk &chunk : qAsConst(numbered))
+        total += chunk.packedSize;
+    watch.setTotal(total);
+    watch.report.chunks = numbered.size();
+    return numbered;
+}
+
+/// Calls @p visit(entry, name) for @p chunks in order, each opened for reading, until it returns false or the thread is
+/// asked to stop; false then.
+template <typename Visit>
+bool visitChunks(QuaZip &archive, const FoundChunks &chunks, ArchiveWatch &watch, Visit visit)
+{
+    bool goesOn = true;
+    for (const FoundChunk &chunk : chunks) {
+        goesOn = goesOn && !watch.isInterrupted();
+        if (!goesOn) {
+            watch.leftOut(chunk.name, ArchiveReport::Reason::NotReached);
+            continue;
+        }
+        QuaZipFile entry(&archive);
+        goesOn = !openChunk(archive, entry, chunk.name, watch) || visit(entry, chunk.name);
+        watch.done(chunk.packedSize);
+    }
+    return goesOn && !watch.wasInterrupted();
 }
 
 enum class Copy {
@@ -163,21 +249,18 @@ Copy copyEntry(QuaZipFile &entry, QIODevice &target, const QByteArray &firstBloc
 /// Calls @p read(stream) on a copy of @p entry in a temporary file, so that the store can go to and fro in it. A
 /// damaged entry is passed over. False when the file cannot be written.
 template <typename Read>
-bool readFromTemporaryFile(QuaZipFile &entry, Read read)
+bool readFromTemporaryFile(QuaZipFile &entry, const QString &name, ArchiveWatch &watch, Read read)
 {
     QTemporaryFile file;
-    if (!file.open())
-        return false;
-    switch (copyEntry(entry, file)) {
-    case Copy::Complete:
-        break;
-    case Copy::Damaged:
+    const Copy copy = file.open() ? copyEntry(entry, file) : Copy::NotWritable;
+    if (copy == Copy::Damaged) {
+        watch.leftOut(name, whyNotRead(*entry.getZip(), entry.getZipError(), true));
         return true;
-    case Copy::NotWritable:
+    }
+    if (copy == Copy::NotWritable || !file.flush() || file.error() != QFileDevice::NoError || !file.seek(0)) {
+        watch.leftOut(name, ArchiveReport::Reason::NotWritten);
         return false;
     }
-    if (!file.flush() || file.error() != QFileDevice::NoError || !file.seek(0))
-        return false;
     QDataStream stream(&file);
     read(stream);
     return true;
@@ -202,57 +285,147 @@ bool isFreeInside(const QString &path, const QDir &folder)
     return parent.isEmpty() || parent == top || parent.startsWith(top + QLatin1Char('/'));
 }
 
+/// Unpacks @p entry into the file @p target, which is open, with its @p header. Tells what went wrong; the file is gone
+/// then, unless it could not be written.
+Copy unpackInto(QFile &target, QuaZipFile &entry, QString &header)
+{
+    QByteArray firstBlock = entry.read(copyBlockSize);
+    QBuffer beginning(&firstBlock);
+    beginning.open(QIODevice::ReadOnly);
+    header = readHeader(beginning);
+    Copy copy = copyEntry(entry, target, firstBlock);
+    if (copy == Copy::Damaged)
+        target.remove();
+    else if (!target.flush() || target.error() != QFileDevice::NoError)
+        copy = Copy::NotWritable;
+    target.close();
+    return copy;
+}
+
 /// Unpacks @p entry into @p folder and tells the store. False, with the store's error text set, when the file cannot
 /// be written; an entry that is damaged or has no place in the folder is passed over.
-bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, const QPointer<DatachunkHandler> &store)
+bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, const QPointer<DatachunkHandler> &store,
+                 ArchiveWatch &watch)
 {
     const QString name = entry.getActualFileName();
     const QString path = folder.absolutePath() + QLatin1Char('/') + name;
-    if (!staysInside(name) || !isFreeInside(path, folder))
+    if (!staysInside(name) || !isFreeInside(path, folder)) {
+        watch.leftOut(name,
+                      staysInside(name) ? ArchiveReport::Reason::PlaceTaken : ArchiveReport::Reason::LeadsOutside);
         return true;
-
+    }
     QString header;
     QFile target(path);
     if (target.open(QIODevice::ReadWrite | QIODevice::NewOnly)) {
-        QByteArray firstBlock = entry.read(copyBlockSize);
-        QBuffer beginning(&firstBlock);
-        beginning.open(QIODevice::ReadOnly);
-        header = readHeader(beginning);
-        const Copy copy = copyEntry(entry, target, firstBlock);
-        if (copy == Copy::Damaged) {
-            target.remove();
+        switch (unpackInto(target, entry, header)) {
+        case Copy::Complete:
+            watch.delivered();
+            break;
+        case Copy::Damaged:
+            watch.leftOut(name, whyNotRead(*entry.getZip(), entry.getZipError(), true));
             return true;
-        }
-        if (copy == Copy::NotWritable || !target.flush() || target.error() != QFileDevice::NoError) {
+        case Copy::NotWritable:
+            watch.leftOut(name, ArchiveReport::Reason::NotWritten);
             if (store)
                 store->setLastErrorText(CANLogHandler::tr("Cannot write %1").arg(path));
             return false;
         }
-        target.close();
+    } else {
+        const bool hasFolder = QFileInfo(path).dir().exists();
+        watch.leftOut(name, hasFolder ? ArchiveReport::Reason::NotWritten : ArchiveReport::Reason::InFolder);
     }
     if (store)
         store->notifyNewZippedFile(header, path, folder, zipPath);
     return true;
 }
 
+/// Makes the files in @p folder, just unpacked, outlast a power loss, where the system can: what the store then writes
+/// down about them is never without them.
+void syncFiles(const QDir &folder)
+{
+#ifdef Q_OS_UNIX
+    const auto withDescriptor = [](const QString &path, int (*sync)(int)) {
+        const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        if (descriptor < 0)
+            return;
+        sync(descriptor);
+        ::close(descriptor);
+    };
+#ifdef Q_OS_LINUX
+    withDescriptor(folder.path(), ::syncfs); // all at once: one by one, thousands of small files take minutes
+#else
+    QDirIterator files(folder.path(), QDir::Files | QDir::Hidden);
+    while (files.hasNext())
+        withDescriptor(files.next(), ::fsync);
+    withDescriptor(folder.path(), ::fsync);
+    withDescriptor(QFileInfo(folder.path()).path(), ::fsync);
+#endif
+#else
+    Q_UNUSED(folder)
+#endif
+}
+
 } // namespace
+
+/// The watch over one archive, whose report becomes the handler's, if that is still there.
+class CANLogHandler::ArchiveReading : public ArchiveWatch
+{
+public:
+    explicit ArchiveReading(CANLogHandler &handler)
+        : ArchiveWatch([sender = QPointer<CANLogHandler>(&handler)](qint64 bytesDone, qint64 bytesTotal) {
+            if (sender)
+                Q_EMIT sender->importProgress(bytesDone, bytesTotal);
+        })
+        , owner(&handler)
+    {
+        handler.archiveReport = {};
+    }
+    ~ArchiveReading() { publish(); }
+    /// Makes the report known, before the store is told of the end.
+    void publish()
+    {
+        if (owner)
+            owner->archiveReport = report;
+    }
+
+    /// False when @p archive is none that can be read.
+    bool open(QuaZip &archive)
+    {
+        const bool isOpen = openArchive(archive);
+        if (isOpen)
+            begin(archive.getZipName());
+        return isOpen;
+    }
+
+private:
+    Q_DISABLE_COPY_MOVE(ArchiveReading)
+
+    QPointer<CANLogHandler> owner;
+};
 
 void CANLogHandler::sortZipFile(QString zipPath, QMap<double, QString> &entries)
 {
+    ArchiveReading reading(*this);
     QuaZip archive(zipPath);
-    if (openArchive(archive))
-        sortChunks(archive, entries);
+    if (!reading.open(archive))
+        return;
+    const FoundChunks chunks = sortChunks(archive, reading);
+    for (auto chunk = chunks.cbegin(); chunk != chunks.cend(); ++chunk)
+        entries.insert(chunk.key(), chunk->name);
+    reading.report.delivered = chunks.size();
 }
 
 void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, unsigned int &messageCount)
 {
+    ArchiveReading reading(*this);
     QuaZip archive(zipPath);
-    QMap<double, QString> names;
-    if (openArchive(archive))
-        sortChunks(archive, names);
-    entryCount = static_cast<unsigned short>(names.size());
-    visitChunks(archive, names, [&](QuaZipFile &entry) {
-        readFromTemporaryFile(entry, [&](QDataStream &stream) {
+    FoundChunks chunks;
+    if (reading.open(archive))
+        chunks = sortChunks(archive, reading);
+    entryCount = static_cast<unsigned short>(chunks.size());
+    visitChunks(archive, chunks, reading, [&](QuaZipFile &entry, const QString &name) {
+        readFromTemporaryFile(entry, name, reading, [&](QDataStream &stream) {
+            reading.delivered();
             if (pDatachunkHandler)
                 messageCount += pDatachunkHandler->getMsgCountFromQclStream(stream);
         });
@@ -262,6 +435,7 @@ void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, un
 
 bool CANLogHandler::loadZipFile(QString zipPath)
 {
+    ArchiveReading reading(*this);
     if (!pDatachunkHandler)
         return false;
     const QString folderName = QFileInfo(zipPath).fileName();
@@ -269,7 +443,7 @@ bool CANLogHandler::loadZipFile(QString zipPath)
     // A folder of that name was unpacked from this archive before.
     if (!folder.cd(folderName)) {
         QuaZip archive(zipPath);
-        if (!openArchive(archive)) {
+        if (!reading.open(archive)) {
             if (pDatachunkHandler)
                 pDatachunkHandler->setLastErrorText(tr("Invalid zip file"));
             return false;
@@ -278,18 +452,18 @@ bool CANLogHandler::loadZipFile(QString zipPath)
             lastErrorText = tr("Cannot create directory");
             return false;
         }
-        QMap<double, QString> names;
-        sortChunks(archive, names);
-        bool ok = true;
-        visitChunks(archive, names, [&](QuaZipFile &entry) {
-            ok = unpackChunk(entry, folder, zipPath, pDatachunkHandler);
-            return ok;
+        const FoundChunks chunks = sortChunks(archive, reading);
+        const bool ok = visitChunks(archive, chunks, reading, [&](QuaZipFile &entry, const QString &) {
+            return unpackChunk(entry, folder, zipPath, pDatachunkHandler, reading);
         });
         if (!ok) {
             folder.removeRecursively(); // or half an archive would count as unpacked
+            reading.report.delivered = 0;
             return false;
         }
+        syncFiles(folder);
     }
+    reading.publish();
     if (pDatachunkHandler)
         pDatachunkHandler->notifyZipFileLoaded(folderName);
     return true;
@@ -297,29 +471,35 @@ bool CANLogHandler::loadZipFile(QString zipPath)
 
 bool CANLogHandler::loadZipMerged(QString zipPath)
 {
+    ArchiveReading reading(*this);
     if (pDatachunkHandler)
         pDatachunkHandler->setImportStarted();
 
     QuaZip archive(zipPath);
-    const bool isOpen = openArchive(archive);
+    const bool isOpen = reading.open(archive);
     bool ok = isOpen;
     if (isOpen) {
-        QMap<double, QString> names;
-        sortChunks(archive, names);
-        visitChunks(archive, names, [&](QuaZipFile &entry) {
-            const bool written = readFromTemporaryFile(entry, [&](QDataStream &stream) {
+        const FoundChunks chunks = sortChunks(archive, reading);
+        const bool isWhole = visitChunks(archive, chunks, reading, [&](QuaZipFile &entry, const QString &name) {
+            const bool written = readFromTemporaryFile(entry, name, reading, [&](QDataStream &stream) {
                 bool isFd = false;
                 ok = pDatachunkHandler && pDatachunkHandler->parseQCLStream(stream, isFd);
-                if (ok && pDatachunkHandler)
+                if (!ok) {
+                    reading.leftOut(name, ArchiveReport::Reason::Refused);
+                    return;
+                }
+                reading.delivered();
+                if (!staysInside(name))
+                    reading.doubt(name, ArchiveReport::Reason::LeadsOutside);
+                if (pDatachunkHandler)
                     pDatachunkHandler->notifyFdMessage(isFd);
             });
-            if (!written) {
-                ok = false;
-                if (pDatachunkHandler)
-                    pDatachunkHandler->setLastErrorText(tr("Cannot write a temporary file"));
-            }
+            if (!written && pDatachunkHandler)
+                pDatachunkHandler->setLastErrorText(tr("Cannot write a temporary file"));
             return written;
         });
+        ok = ok && isWhole;
+        reading.publish();
         if (pDatachunkHandler)
             pDatachunkHandler->notifyZipFileLoaded(baseName(zipPath));
     }

@@ -3,6 +3,7 @@
 include(GenerateExportHeader)
 
 set(public_headers
+  common/archivereport.h
   common/canerrortypes.h
   common/canrxmessage.h
   common/datachunkhandler.h
@@ -22,6 +23,8 @@ set(public_headers
 # What is not exported but deserves tests of its own is compiled once, as objects, and linked into the library and into
 # those tests.
 add_library(CANLogHandlerInternals OBJECT
+  canloghandler/archivedirectory.cpp
+  canloghandler/archivewatch.cpp
   canloghandler/messagebatch.cpp
   common/importwatch.cpp
   common/text/bytefields.cpp

@@ -1,5 +1,5 @@
 // Reads any bytes as an archive of data chunks, in all four ways. Nothing may be written beside the archive's own
-// folder, and the store must hear of the load in the right order.
+// folder, the store must hear of the load in the right order, and the report must account for every entry.
 
 #include "canloghandler/canloghandler.h"
 #include "host/store/streamstore.h"
@@ -18,6 +18,17 @@ void require(bool holds)
 {
     if (!holds)
         std::abort();
+}
+
+/// An archive without faults was delivered as a whole, and nothing was of a file that is none.
+void requireAccount(const ArchiveReport &report)
+{
+    require(report.delivered <= report.chunks);
+    if (report.faults.isEmpty())
+        require(report.delivered == report.chunks && report.chunks + report.others == report.entries);
+    for (const ArchiveReport::Fault &fault : report.faults)
+        require(report.count.value(fault.reason) > 0 && !ArchiveReport::reasonText(fault.reason).isEmpty());
+    require(report.isArchive || (report.entries == 0 && report.faults.isEmpty()));
 }
 
 /// Reads the chunks to their end, as a parser may that knows nothing of their size.
@@ -81,12 +92,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     CANLogHandler handler(pointer);
     QMap<double, QString> entries;
     handler.sortZipFile(path, entries);
+    requireAccount(handler.getArchiveReport());
     unsigned short entryCount = 0;
     unsigned int messageCount = 0;
     handler.checkZipFile(path, entryCount, messageCount);
     require(entryCount == static_cast<unsigned short>(entries.size()));
+    requireAccount(handler.getArchiveReport());
     handler.loadZipFile(path);
+    requireAccount(handler.getArchiveReport());
     handler.loadZipMerged(path);
+    requireAccount(handler.getArchiveReport());
 
     const auto listed = [](const QString &place) {
         return QDir(place).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);

@@ -1,10 +1,13 @@
 #include "canloghandler/canloghandler.h"
+#include "host/cli/archivefaults.h"
 #include "host/cli/inputfile.h"
 #include "host/cli/interruption.h"
 #include "host/cli/output.h"
 #include "host/cli/progressbar.h"
 #include "host/cli/storefolder.h"
 #include "host/cli/storerequest.h"
+#include "host/cli/unpacking.h"
+#include "host/store/mergingstore.h"
 #include "host/store/streamstore.h"
 
 #include <QCommandLineParser>
@@ -23,34 +26,21 @@ using FileSizes = QMap<QString, qint64>;
 class ArchiveReader : public StreamStore
 {
 public:
-    bool isArchive = false;
-    quint64 chunkCount = 0; ///< without those that are damaged
     quint64 messageCount = 0;
     QString errorText;
+    QStringList refusals; ///< why chunks are none, in their order
 
     void setLastErrorText(const QString &text) override { errorText = text; }
     bool parseQCLStream(QDataStream &stream, bool &) override
     {
         ChunkFormat::Chunk chunk;
-        if (!ChunkFormat::readChunk(stream, chunk).isEmpty())
+        const QString fault = ChunkFormat::readChunk(stream, chunk);
+        if (!fault.isEmpty()) {
+            refusals.append(fault);
             return false;
-        ++chunkCount;
+        }
         messageCount += quint64(chunk.summary.messageCount);
         return true;
-    }
-    void notifyZipFileLoaded(const QString &) override { isArchive = true; }
-};
-
-/// A store that also counts the chunks of an archive that is merged, the damaged ones included that it is given.
-class MergeStore : public ChunkStore
-{
-public:
-    quint64 chunkCount = 0;
-
-    bool parseQCLStream(QDataStream &stream, bool &isFd) override
-    {
-        ++chunkCount;
-        return ChunkStore::parseQCLStream(stream, isFd);
     }
 };
 
@@ -96,26 +86,6 @@ bool isReadable(const QString &path)
     if (!problem.isEmpty())
         complain(path, problem);
     return problem.isEmpty();
-}
-
-QString folderAdvice()
-{
-    return QStringLiteral("check the store's folder, its permissions and the space left");
-}
-
-QString repackingAdvice()
-{
-    return QStringLiteral("pack its store anew with 'canlog zip'");
-}
-
-/// Whether @p count chunks are @p all that the archive @p path has; complains when they are not.
-bool isComplete(const QString &path, quint64 count, quint64 all)
-{
-    if (count < all)
-        complain(path,
-                 QStringLiteral("warning: %1 of its %2 left out: damaged, or with a name that leads elsewhere; %3")
-                     .arg(QString::number(all - count), counted(all, QStringLiteral("chunk")), repackingAdvice()));
-    return count >= all;
 }
 
 /// False for a file that was never an archive, which may be a log named by mistake. What cannot be read may be one.
@@ -232,21 +202,16 @@ ExitStatus runZip(const QCommandLineParser &parser, Output &out)
     return missing.isEmpty() && store.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
-/// How many chunks are in @p folder, which an archive was unpacked into: whatever ends in "qcl", as the library has it.
-/// Complains of those that the folder does not have when it is opened as a store.
-quint64 unpackedChunkCount(const QString &folder)
+/// Complains of the chunks in @p folder, which an archive was unpacked into, that it does not have when it is opened as
+/// a store: whatever ends in "qcl" is one, as the library has it.
+void complainOfHiddenChunks(const QString &folder)
 {
-    quint64 count = 0;
-    const QFileInfoList files = QDir(folder).entryInfoList(QDir::Files | QDir::Hidden);
+    const QFileInfoList files =
+        QDir(folder).entryInfoList({QStringLiteral("*qcl")}, QDir::Files | QDir::Hidden | QDir::CaseSensitive);
     for (const QFileInfo &info : files) {
-        const QString name = info.fileName();
-        if (!name.endsWith(QLatin1String("qcl")))
-            continue;
-        ++count;
-        if (info.isHidden() || !name.endsWith(QLatin1String(".qcl")))
+        if (info.isHidden() || !info.fileName().endsWith(QLatin1String(".qcl")))
             complain(info.filePath(), QStringLiteral("warning: a store shows only files like chunk-1.qcl; rename it"));
     }
-    return count;
 }
 
 /// Opens @p store in @p folder for the archive @p path; false after a complaint when there is no such file, or it
@@ -259,52 +224,127 @@ bool openForArchive(const QString &path, ChunkStore &store, const QString &folde
     return true;
 }
 
+/// `--as NAME`
+QCommandLineOption nameOption()
+{
+    return {QStringLiteral("as"), QStringLiteral("Name of the new folder. Default: the name of the archive."),
+            QStringLiteral("NAME")};
+}
+
+/// Whether @p name can be that of a folder in a store, which is shown as one.
+bool isPlainName(const QString &name)
+{
+    return !name.startsWith(QLatin1Char('.')) && !name.contains(QLatin1Char('/')) && !name.contains(QLatin1Char('\\'))
+           && printable(name) == name;
+}
+
+/// Has @p store note in its journal that the archive @p path was unpacked into @p folder. False when it cannot.
+bool noteUnpacked(ChunkStore &store, const QString &path, const QString &folder, const QString &firstHeader)
+{
+    bool isNoted = false;
+    QObject::connect(&store, &ChunkStore::importFinished,
+                     [&](const ImportRecord &record) { isNoted = record.state == ImportRecord::State::Succeeded; });
+    if (!firstHeader.isNull())
+        store.notifyNewZippedFile(firstHeader, folder, QDir(folder), QFileInfo(path).absoluteFilePath());
+    store.notifyZipFileLoaded(QFileInfo(folder).fileName());
+    return isNoted;
+}
+
+/// What is in @p folder, said when all of it came out of the archive @p path.
+ExitStatus tellUnpacked(const QString &path, const QString &folder, quint64 chunkCount, const QString &how, Output &out)
+{
+    ChunkStore unpacked;
+    unpacked.open(folder, ChunkStore::Mode::Read);
+    complainOfDamage(unpacked, folder);
+    complainOfHiddenChunks(folder);
+    out.writeLine(printable(
+        QStringLiteral("%1: %2, %3 %4").arg(path, contentText(chunkCount, unpacked.messageCount()), how, folder)));
+    return unpacked.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
+}
+
+/// What is to be done when @p folder is there already: nothing when it holds what is in the archive @p path.
+ExitStatus compareFormer(const QString &path, const QString &folder, ProgressBar &bar, Output &out)
+{
+    const Comparison comparison = compareWithUnpacked(path, folder, &bar);
+    bar.clear();
+    if (comparison.isInterrupted)
+        return interrupted(path);
+    if (!comparison.archive.isArchive) {
+        complain(path, notLoadedText(path, {}, folderAdvice()));
+        return ExitStatus::Failure;
+    }
+    const bool isFaulty = complainOfFaults(path, comparison.archive);
+    const QStringList &differences = comparison.differences;
+    if (!differences.isEmpty()) {
+        const QString more = QStringLiteral(" (and %1 more)").arg(differences.size() - 1);
+        complain(folder,
+                 QStringLiteral("is there and does not hold what is in %1: %2%3; unpack it beside that with --as "
+                                "NAME, or rename or remove that and unzip again")
+                     .arg(path, differences.constFirst(), differences.size() > 1 ? more : QString()));
+        return ExitStatus::Failure;
+    }
+    const ExitStatus status = tellUnpacked(path, folder, quint64(comparison.archive.delivered),
+                                           QStringLiteral("was unpacked before in"), out);
+    endInterruptions();
+    return isFaulty ? ExitStatus::Failure : status;
+}
+
+ExitStatus unpackNew(const QString &path, const QString &folder, ChunkStore &store, ProgressBar &bar, Output &out)
+{
+    Unpacking unpacking(store.getDataChunkLocation().path());
+    const FileResult result = unpacking.unpack(path, &bar);
+    bar.clear();
+    if (result.isInterrupted)
+        return interrupted(path);
+    if (!result.ok) {
+        const QString reason = unpacking.errorText().isEmpty() ? result.errorText : unpacking.errorText();
+        complain(path, notLoadedText(path, reason, folderAdvice()));
+        return ExitStatus::Failure;
+    }
+    const bool isFaulty = complainOfFaults(path, result.archive);
+    if (isFaulty && result.archive.delivered == 0)
+        return ExitStatus::Failure; // a folder with nothing in it would only be in the way of the next try
+    if (!unpacking.moveTo(folder)) {
+        complain(folder, QStringLiteral("cannot be made; %1").arg(folderAdvice()));
+        return ExitStatus::Failure;
+    }
+    if (!noteUnpacked(store, path, folder, unpacking.firstHeader())) {
+        QDir(folder).removeRecursively();
+        complain(path, notLoadedText(path, store.errorString(), folderAdvice()));
+        return ExitStatus::Failure;
+    }
+    endInterruptions();
+    const ExitStatus status =
+        tellUnpacked(path, folder, quint64(result.archive.delivered), QStringLiteral("unpacked in"), out);
+    return isFaulty ? ExitStatus::Failure : status;
+}
+
 ExitStatus runUnzip(const QCommandLineParser &parser, Output &out)
 {
     const QString path = archiveAndStoreArgument(parser, QStringLiteral("unzip"));
     if (path.isEmpty())
         return ExitStatus::WrongUsage;
+    const QString name = parser.isSet(nameOption()) ? parser.value(nameOption()) : QFileInfo(path).fileName();
+    if (name.isEmpty() || (parser.isSet(nameOption()) && !isPlainName(name)))
+        return wrongUsage(QStringLiteral("--as needs the plain name of a folder"), QStringLiteral("unzip"));
     const QString storeFolder = chosenStoreFolder(parser);
     NewStoreFolder made(storeFolder);
     ChunkStore store;
     if (!openForArchive(path, store, storeFolder))
         return ExitStatus::Failure;
-    const QString folder = store.getDataChunkLocation().filePath(QFileInfo(path).fileName());
-    const bool wasThere = QFileInfo(folder).isDir();
-    if (!wasThere && QFileInfo::exists(folder)) {
+    const QString folder = store.getDataChunkLocation().filePath(name);
+    ProgressBar bar(path, isBarWanted(parser));
+    ExitStatus status = ExitStatus::Failure;
+    if (QFileInfo(folder).isDir())
+        status = compareFormer(path, folder, bar, out);
+    else if (QFileInfo::exists(folder))
         complain(folder, QStringLiteral("is a file, where the archive would get its folder; rename it, or name another "
                                         "store with --store"));
-        return ExitStatus::Failure;
-    }
-    if (wasThere && !startsLikeAnArchive(path)) {
-        // The library takes what is in the folder for the archive's, and does not look at the file.
-        complain(path, notLoadedText(path, {}, folderAdvice()));
-        return ExitStatus::Failure;
-    }
-    const ImportRecord record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, false}).record;
-    if (record.state != ImportRecord::State::Succeeded) {
-        complain(path, notLoadedText(path, record.errorText, folderAdvice()));
-        return ExitStatus::Failure;
-    }
-    made.keep();
-
-    ChunkStore unpacked;
-    unpacked.open(folder, ChunkStore::Mode::Read);
-    complainOfDamage(unpacked, folder);
-    const quint64 chunks = unpackedChunkCount(folder);
-    const quint64 all = chunkCountOf(path);
-    const bool isSound = unpacked.warnings().isEmpty();
-    if (wasThere && (chunks < all || !isSound)) {
-        // A program that was killed leaves half an archive, which the library takes for all of it.
-        complain(folder, QStringLiteral("was there before and is not all of %1; rename or remove it and unzip again, "
-                                        "or see with 'canlog check' whether it is damaged")
-                             .arg(path));
-        return ExitStatus::Failure;
-    }
-    const bool complete = isComplete(path, chunks, all);
-    out.writeLine(printable(
-        QStringLiteral("%1: %2, unpacked in %3").arg(path, contentText(chunks, unpacked.messageCount()), folder)));
-    return complete && isSound ? ExitStatus::Success : ExitStatus::Failure;
+    else
+        status = unpackNew(path, folder, store, bar, out);
+    if (QFileInfo(folder).isDir())
+        made.keep();
+    return status;
 }
 
 ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
@@ -314,25 +354,43 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
         return ExitStatus::WrongUsage;
     const QString storeFolder = chosenStoreFolder(parser);
     NewStoreFolder made(storeFolder);
-    MergeStore store;
+    MergingStore store;
     if (!openForArchive(path, store, storeFolder))
         return ExitStatus::Failure;
-    const ImportRecord record = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, true}).record;
+    ProgressBar bar(path, isBarWanted(parser));
+    const StoreImport import = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, true}, &bar);
+    bar.clear();
+    const ImportRecord &record = import.record;
+    if (record.messageCount > 0)
+        made.keep();
+    // The last chunk alone says whether the library calls it a success; chunks it never came to are another matter.
+    if (wasInterrupted() && !import.result.ok
+        && (import.result.archive.count.contains(ArchiveReport::Reason::NotReached) || record.messageCount == 0)) {
+        complain(path, QStringLiteral("interrupted; the %1 merged until then stay in %2")
+                           .arg(counted(record.messageCount, QStringLiteral("message")), storeFolder));
+        return ExitStatus::Interrupted;
+    }
+    // Those whose names lead elsewhere are merged like others; what cannot be written has its reason in the record.
+    const ArchiveReport report = withoutFaults(
+        withoutFaults(import.result.archive, ArchiveReport::Reason::LeadsOutside), ArchiveReport::Reason::NotWritten);
+    const bool isStored = record.state == ImportRecord::State::Succeeded;
+    const bool isExplained = store.errorString().isEmpty() && report.count.contains(ArchiveReport::Reason::Refused);
     const QString advice = store.errorString().isEmpty() ? repackingAdvice() : folderAdvice();
-    // The library calls it a failure when the last chunk could not be stored, whatever became of the others.
-    if (record.state != ImportRecord::State::Succeeded && record.messageCount == 0) {
+    if (!isStored && record.messageCount == 0 && !isExplained) {
         complain(path, notLoadedText(path, record.errorText, advice));
         return ExitStatus::Failure;
     }
-    made.keep();
-    if (!record.errorText.isEmpty())
+    if (!isStored && record.messageCount > 0)
         complain(path, QStringLiteral("warning: %1").arg(withAdvice(record.errorText, advice)));
-    const bool complete = isComplete(path, store.chunkCount, chunkCountOf(path));
+    const bool isFaulty = complainOfFaults(path, report, store.refusals());
+    if (record.messageCount == 0 && (!isStored || isFaulty))
+        return ExitStatus::Failure;
+    made.keep();
+    endInterruptions();
     out.writeLine(printable(QStringLiteral("%1: %2, %3, stored in %4")
                                 .arg(path, counted(record.messageCount, QStringLiteral("message")),
                                      counted(record.noteCount, QStringLiteral("note")), storeFolder)));
-    const bool isStored = record.state == ImportRecord::State::Succeeded && record.errorText.isEmpty();
-    return complete && isStored ? ExitStatus::Success : ExitStatus::Failure;
+    return isStored && !isFaulty ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
@@ -343,16 +401,22 @@ ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
     if (!isReadable(path))
         return ExitStatus::Failure;
     ArchiveReader reader;
-    QPointer<DatachunkHandler> readerPointer(&reader);
-    CANLogHandler(readerPointer).loadZipMerged(path);
-    if (!reader.isArchive || !reader.errorText.isEmpty()) {
+    ProgressBar bar(path, isBarWanted(parser));
+    const FileResult result = readFile(reader, {path, DatachunkHelper::QclZipArchive, {}, true}, &bar);
+    bar.clear();
+    const ArchiveReport &report = result.archive;
+    if (result.isInterrupted)
+        return interrupted(path);
+    if (!report.isArchive || !reader.errorText.isEmpty()) {
         complain(path, notLoadedText(path, reader.errorText, repackingAdvice()));
         return ExitStatus::Failure;
     }
-    const quint64 chunks = chunkCountOf(path);
-    const bool complete = isComplete(path, reader.chunkCount, chunks);
-    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, contentText(chunks, reader.messageCount))));
-    return complete ? ExitStatus::Success : ExitStatus::Failure;
+    endInterruptions();
+    tellOtherEntries(path, report);
+    const bool isFaulty = complainOfFaults(path, report, reader.refusals);
+    out.writeLine(
+        printable(QStringLiteral("%1: %2").arg(path, contentText(quint64(report.chunks), reader.messageCount))));
+    return isFaulty ? ExitStatus::Failure : ExitStatus::Success;
 }
 
 void addArchiveOptions(QCommandLineParser &parser)
@@ -365,6 +429,12 @@ void addArchiveAndStoreOptions(QCommandLineParser &parser)
 {
     addArchiveOptions(parser);
     parser.addOption(storeOption());
+}
+
+void addUnzipOptions(QCommandLineParser &parser)
+{
+    addArchiveAndStoreOptions(parser);
+    parser.addOption(nameOption());
 }
 
 } // namespace
@@ -384,36 +454,45 @@ Subcommand zipSubcommand()
 
 Subcommand unzipSubcommand()
 {
-    return {QStringLiteral("unzip"),
-            QStringLiteral("Unpacks an archive into a folder of its own inside a store."),
-            QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
-            QStringLiteral("The folder is named like the archive and can be shown as a store; the messages of the\n"
-                           "store around it do not change. An archive unpacked before is left as it is; when that is\n"
-                           "not all of it, the exit status is 1."),
-            QStringLiteral("  canlog unzip trips.zip --store all && canlog show --store all/trips.zip\n"),
-            addArchiveAndStoreOptions,
-            runUnzip};
+    return {
+        QStringLiteral("unzip"),
+        QStringLiteral("Unpacks an archive into a folder of its own inside a store."),
+        QStringLiteral("[--store DIR] [--as NAME] [--quiet] ARCHIVE"),
+        QStringLiteral("The folder is named like the archive and can be shown as a store; the messages of the\n"
+                       "store around it do not change. Chunks in folders of the archive are unpacked without\n"
+                       "those. Where such a folder is, names, sizes and checksums are compared: when they are those\n"
+                       "of the archive, it is left as it is, else refused with 1. Every chunk that is left out is\n"
+                       "named, and the exit status is 1. Ctrl-C leaves nothing and ends with 130."),
+        QStringLiteral("  canlog unzip trips.zip --store all && canlog show --store all/trips.zip\n"
+                       "  canlog unzip new/trips.zip --store all --as new-trips\n"),
+        addUnzipOptions,
+        runUnzip};
 }
 
 Subcommand mergeSubcommand()
 {
-    return {QStringLiteral("merge"),
-            QStringLiteral("Adds the messages of an archive to a store."),
-            QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
-            QStringLiteral("The messages come in the order in which they were stored, as one import. When chunks are\n"
-                           "left out because they are damaged, the exit status is 1."),
-            QStringLiteral("  canlog merge trips.zip --store all\n"),
-            addArchiveAndStoreOptions,
-            runMerge};
+    return {
+        QStringLiteral("merge"),
+        QStringLiteral("Adds the messages of an archive to a store."),
+        QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
+        QStringLiteral("The messages come in the order in which they were stored, as one import; small chunks are\n"
+                       "put together. Every chunk that is left out is named, and the exit status is 1. Ctrl-C ends\n"
+                       "it at the next chunk, with 130."),
+        QStringLiteral("  canlog merge trips.zip --store all\n"),
+        addArchiveAndStoreOptions,
+        runMerge};
 }
 
 Subcommand checkSubcommand()
 {
-    return {QStringLiteral("check"),
-            QStringLiteral("Counts the chunks and messages of an archive without storing them."),
-            QStringLiteral("[--quiet] ARCHIVE"),
-            QStringLiteral("When chunks are damaged, their messages do not count and the exit status is 1."),
-            QStringLiteral("  canlog check trips.zip\n"),
-            addArchiveOptions,
-            runCheck};
+    return {
+        QStringLiteral("check"),
+        QStringLiteral("Counts the chunks and messages of an archive without storing them."),
+        QStringLiteral("[--quiet] ARCHIVE"),
+        QStringLiteral("Every chunk that merge or unzip would leave out is named with the reason: damaged, encrypted,\n"
+                       "with another's name or number and the like; the exit status is then 1, and messages of\n"
+                       "damaged chunks do not count. Entries that are no chunks are named, too, with 0."),
+        QStringLiteral("  canlog check trips.zip\n"),
+        addArchiveOptions,
+        runCheck};
 }

@@ -48,6 +48,7 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
         QObject::connect(&handler, &CANLogHandler::importProgress, &handler, progress, Qt::DirectConnection);
         result.ok = handler.loadFile(request.path, request.type, request.text, request.flag);
         result.report = handler.getImportReport();
+        result.archive = handler.getArchiveReport();
         result.errorText = handler.getLastErrorText();
         if (!result.ok && result.errorText.isEmpty())
             result.errorText = endText(result.report);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/archivereport.h"
 #include "common/datachunkhandler.h"
 #include "common/datachunkhelper.h"
 #include "common/importreport.h"
@@ -24,6 +25,7 @@ struct FileResult {
     bool isInterrupted = false; ///< by the user; never ok
     QString errorText;          ///< the library's, or which line ended the reading; may be empty
     ImportReport report;
+    ArchiveReport archive; ///< of an archive
 };
 
 /// Calls @p work in a thread that is not the program's first, since only those can be interrupted, and waits for its
@@ -34,7 +36,7 @@ void runInterruptibly(const std::function<void()> &work);
  * Has the library read a file into @p store and waits for the end. The store is called as runInterruptibly() has it; it
  * may end the reading by requesting the interruption of its thread.
  *
- * Ctrl-C ends the reading of a log at the next block, see takeInterruptions(). @p bar, which may be null, is kept up to
- * date.
+ * Ctrl-C ends the reading of a log at the next block, of an archive at the next entry, see takeInterruptions(). @p bar,
+ * which may be null, is kept up to date.
  */
 FileResult readFile(DatachunkHandler &store, const FileRequest &request, ProgressBar *bar = nullptr);

@@ -29,3 +29,9 @@ bool wasInterrupted()
 {
     return interrupted;
 }
+
+void endInterruptions()
+{
+    std::signal(SIGINT, SIG_IGN);
+    interrupted = false;
+}

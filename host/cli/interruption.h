@@ -5,3 +5,5 @@
 void takeInterruptions();
 /// Whether there was one.
 bool wasInterrupted();
+/// The work is done: a Ctrl-C that came too late to stop it, or comes from now on, changes nothing.
+void endInterruptions();

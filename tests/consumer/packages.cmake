@@ -14,6 +14,7 @@ set(expected_libcanloghandler-dev
   ${config}/CANLogHandlerTargets.cmake
   ${config}/CANLogHandlerTargets-<build>.cmake
   ${headers}/canloghandler/canloghandler.h
+  ${headers}/common/archivereport.h
   ${headers}/common/canerrortypes.h
   ${headers}/common/canloghandler_export.h
   ${headers}/common/canrxmessage.h
