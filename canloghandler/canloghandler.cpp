@@ -1,5 +1,7 @@
 #include "canloghandler/canloghandler.h"
 
+#include "canloghandler/handlerlink.h"
+
 #include <QFile>
 
 using DatachunkHelper::ImportFileType;
@@ -78,9 +80,21 @@ const Loader *loaderFor(ImportFileType type)
 
 } // namespace
 
+CANLogHandler::CANLogHandler(DatachunkHandler *store, QObject *parent)
+    : CANLogHandler(store, nullptr, parent)
+{
+}
+
 CANLogHandler::CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *parent)
+    : CANLogHandler(nullptr, &handler, parent)
+{
+}
+
+CANLogHandler::CANLogHandler(DatachunkHandler *store, QPointer<DatachunkHandler> *variable, QObject *parent)
     : QObject(parent)
-    , pDatachunkHandler(handler)
+    , ownStore(store)
+    , pDatachunkHandler(variable ? *variable : ownStore)
+    , zipInProgress(std::make_shared<std::atomic<bool>>(false))
 {
     // A queued connection needs its argument types by name. Qt registers them itself only for Qt::QueuedConnection
     // alone, not together with Qt::UniqueConnection; without this every request is lost with a warning.
@@ -90,10 +104,7 @@ CANLogHandler::CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *paren
     connectStore();
 }
 
-CANLogHandler::~CANLogHandler()
-{
-    Q_ASSERT_X(!zipInProgress, "CANLogHandler", "destroyed while a zip job runs");
-}
+CANLogHandler::~CANLogHandler() = default;
 
 QPointer<DatachunkHandler> CANLogHandler::getPDatachunkHandler() const
 {
@@ -127,23 +138,19 @@ ImportReport CANLogHandler::getImportReport() const
     return importReport;
 }
 
-std::function<void(qint64, qint64)> CANLogHandler::progressSignal()
-{
-    return [this](qint64 bytesRead, qint64 bytesTotal) { Q_EMIT importProgress(bytesRead, bytesTotal); };
-}
-
 bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bool flag)
 {
     if (!pDatachunkHandler)
         return false;
+    const HandlerLink link(this); // each call of the store may delete this handler
     if (type != DatachunkHelper::QclZipArchive)
         pDatachunkHandler->setImportStarted();
-    const bool ok = importFile(path, type, text, flag);
+    const bool ok = link.isAlive() && importFile(path, type, text, flag);
     // An unpacked archive tells its end by notifyZipFileLoaded() alone.
     if (ok && type == DatachunkHelper::QclZipArchive && !flag)
         return true;
-    if (pDatachunkHandler)
-        pDatachunkHandler->setImportFinished(ok, type, path, true);
+    if (DatachunkHandler *const store = link.store())
+        store->setImportFinished(ok, type, path, true);
     return ok;
 }
 
@@ -155,10 +162,11 @@ bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, 
     const Loader *const loader = loaderFor(type);
     if (!loader)
         return false;
+    const HandlerLink link(this);
     if (loader->showsLoading)
         Q_EMIT showLoadingDialog(true);
-    const bool ok = loader->load(*this, {path, type, text, flag});
-    if (loader->showsLoading)
+    const bool ok = link.isAlive() && loader->load(*this, {path, type, text, flag});
+    if (loader->showsLoading && link.isAlive())
         Q_EMIT showLoadingDialog(false);
-    return ok;
+    return ok && link.isAlive();
 }

@@ -1,4 +1,4 @@
-#include "canloghandler/canloghandler.h"
+#include "canloghandler/handlerlink.h"
 #include "importers/cocttimporter.h"
 #include "importers/genericfileimporter.h"
 #include "importers/ixxatfileimporter.h"
@@ -9,23 +9,24 @@
 namespace
 {
 
-/// Runs @p importer on the file @p path and delivers what it read. On failure nothing is delivered and @p errorText is
-/// the importer's. @p report becomes that on the file. @p type is the file type for importers of several.
+/// Runs @p importer on the file @p path and delivers what it read to the store of @p handler. On failure nothing is
+/// delivered and the handler's error text is the importer's. @p type is the file type for importers of several.
 template <typename Importer, typename... Type>
-bool importAndDeliver(Importer &importer, const QPointer<DatachunkHandler> &store, QString &errorText,
-                      ImportReport &report, const QString &path, Type... type)
+bool importAndDeliver(Importer &importer, CANLogHandler *handler, const QString &path, Type... type)
 {
+    const HandlerLink link(handler);
+    importer.setProgress([&link](qint64 bytesRead, qint64 bytesTotal) { link.tellProgress(bytesRead, bytesTotal); });
     QList<CAN::CanRxMessage> messages;
     QMap<unsigned int, QString> notes;
     const bool ok = importer.importFile(path, type..., &messages, &notes);
-    report = importer.getImportReport();
+    link.setReport(importer.getImportReport());
     if (!ok) {
-        errorText = importer.getErrorString();
+        link.setErrorText(importer.getErrorString());
         return false;
     }
-    if (store)
+    if (DatachunkHandler *const store = link.store())
         store->addImportedMessages(messages, notes);
-    return true;
+    return link.isAlive();
 }
 
 } // namespace
@@ -33,28 +34,24 @@ bool importAndDeliver(Importer &importer, const QPointer<DatachunkHandler> &stor
 bool CANLogHandler::loadPeakTraceFile(QString path, DatachunkHelper::ImportFileType type)
 {
     PeakTraceImporter importer(nullptr);
-    importer.setProgress(progressSignal());
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path, type);
+    return importAndDeliver(importer, this, path, type);
 }
 
 bool CANLogHandler::loadCoCTTFile(QString path)
 {
     CoCTTImporter importer(nullptr);
-    importer.setProgress(progressSignal());
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path);
+    return importAndDeliver(importer, this, path);
 }
 
 bool CANLogHandler::loadIxxatFile(QString path)
 {
     IxxatFileImporter importer(nullptr);
-    importer.setProgress(progressSignal());
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path);
+    return importAndDeliver(importer, this, path);
 }
 
 bool CANLogHandler::loadGenericFile(QString path, QString columnDescription)
 {
     GenericFileImporter importer(nullptr);
-    importer.setProgress(progressSignal());
     importer.setColumnFormat(columnDescription);
-    return importAndDeliver(importer, pDatachunkHandler, lastErrorText, importReport, path);
+    return importAndDeliver(importer, this, path);
 }

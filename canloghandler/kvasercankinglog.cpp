@@ -75,7 +75,7 @@ private:
 
 bool CANLogHandler::loadKvaserCanKingLog(QString path)
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    TextImport import(path, this);
     if (!import.open())
         return false;
     CanKingLine line(detectRadix(import.file), import.watch);

@@ -84,7 +84,7 @@ private:
 
 bool CANLogHandler::loadKvaserTxtLog(QString path)
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    TextImport import(path, this);
     if (!import.open())
         return false;
 

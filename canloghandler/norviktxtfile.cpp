@@ -115,7 +115,7 @@ private:
 
 bool CANLogHandler::loadNorvikTxtFile(QString path)
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    TextImport import(path, this);
     if (!import.open())
         return false;
 

@@ -146,7 +146,7 @@ private:
 
 bool CANLogHandler::loadSocketCanDump(QString path)
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    TextImport import(path, this);
     if (!import.open())
         return false;
 

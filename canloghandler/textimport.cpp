@@ -1,17 +1,23 @@
 #include "canloghandler/textimport.h"
 
-TextImport::TextImport(const QString &path, const QPointer<DatachunkHandler> &store, ImportReport &handlersReport,
-                       const ImportWatch::Progress &progress)
+#include <new>
+
+TextImport::TextImport(const QString &path, CANLogHandler *handler)
     : file(path)
-    , batch(store)
-    , report(handlersReport)
+    , batch([this] { return link.store(); })
+    , link(handler)
 {
-    watch.setProgress(progress);
+    watch.setProgress([this](qint64 bytesRead, qint64 bytesTotal) { link.tellProgress(bytesRead, bytesTotal); });
+    watch.setContinuation([this] { return link.isAlive(); });
 }
 
 TextImport::~TextImport()
 {
-    report = watch.finishedReport(batch.messageCount());
+    try {
+        link.setReport(watch.finishedReport(batch.messageCount()));
+    } catch (const std::bad_alloc &) {
+        // It ended the import already, and may not leave a destructor.
+    }
 }
 
 bool TextImport::open()
@@ -28,5 +34,5 @@ bool TextImport::finish()
         return false;
     batch.finish();
     file.close();
-    return true;
+    return link.isAlive();
 }

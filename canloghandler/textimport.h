@@ -1,6 +1,6 @@
 #pragma once
 
-#include "canloghandler/canloghandler.h"
+#include "canloghandler/handlerlink.h"
 #include "canloghandler/messagebatch.h"
 #include "common/importwatch.h"
 
@@ -13,9 +13,8 @@
 class TextImport
 {
 public:
-    /// @p handlersReport is where the report goes; @p store is looked at anew for each delivery. Both must live longer.
-    TextImport(const QString &path, const QPointer<DatachunkHandler> &store, ImportReport &handlersReport,
-               const ImportWatch::Progress &progress);
+    /// The store of @p handler is looked at anew for each delivery. A handler that one of them deletes ends the import.
+    TextImport(const QString &path, CANLogHandler *handler);
     ~TextImport();
 
     /// To be called first. False when the file cannot be opened.
@@ -24,6 +23,8 @@ public:
     QStringView line() const { return lines->line(); }
     /// Delivers the rest and closes the file. False, and nothing delivered, when the import was interrupted.
     bool finish();
+    /// For further calls after finish(); null when there is no store any more.
+    DatachunkHandler *store() const { return link.store(); }
 
     QFile file;
     ImportWatch watch;
@@ -33,5 +34,5 @@ private:
     Q_DISABLE_COPY_MOVE(TextImport)
 
     std::optional<WatchedLines> lines;
-    ImportReport &report;
+    const HandlerLink link;
 };

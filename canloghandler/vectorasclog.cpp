@@ -154,7 +154,7 @@ private:
 
 bool CANLogHandler::loadVectorAscLog(QString path)
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    TextImport import(path, this);
     if (!import.open())
         return false;
 
@@ -169,14 +169,14 @@ bool CANLogHandler::loadVectorAscLog(QString path)
     if (!import.finish())
         return false;
     const QString rest = skipped.take();
-    if (!rest.isEmpty() && pDatachunkHandler)
-        pDatachunkHandler->addMessageNoteToLastMessage(rest);
+    if (!rest.isEmpty() && import.store())
+        import.store()->addMessageNoteToLastMessage(rest);
     return true;
 }
 
 bool CANLogHandler::loadVectorAscLogWithoutBitcount(QString path)
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    TextImport import(path, this);
     if (!import.open())
         return false;
 
@@ -193,7 +193,7 @@ bool CANLogHandler::loadVectorAscLogWithoutBitcount(QString path)
     }
     if (!import.finish())
         return false;
-    if (pDatachunkHandler)
-        pDatachunkHandler->notifyFdMessage(fdSeen);
+    if (import.store())
+        import.store()->notifyFdMessage(fdSeen);
     return true;
 }

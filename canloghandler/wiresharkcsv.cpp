@@ -110,7 +110,7 @@ private:
 
 bool CANLogHandler::loadWiresharkCSV(QString path)
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
+    TextImport import(path, this);
     if (!import.open())
         return false;
 
@@ -125,7 +125,7 @@ bool CANLogHandler::loadWiresharkCSV(QString path)
     }
     if (!import.finish())
         return false;
-    if (fdSeen && pDatachunkHandler)
-        pDatachunkHandler->notifyFdMessage(true);
+    if (fdSeen && import.store())
+        import.store()->notifyFdMessage(true);
     return true;
 }

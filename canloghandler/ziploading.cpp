@@ -1,4 +1,4 @@
-#include "canloghandler/canloghandler.h"
+#include "canloghandler/handlerlink.h"
 
 #include <QBuffer>
 #include <QDataStream>
@@ -204,7 +204,7 @@ bool isFreeInside(const QString &path, const QDir &folder)
 
 /// Unpacks @p entry into @p folder and tells the store. False, with the store's error text set, when the file cannot
 /// be written; an entry that is damaged or has no place in the folder is passed over.
-bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, const QPointer<DatachunkHandler> &store)
+bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, const HandlerLink &link)
 {
     const QString name = entry.getActualFileName();
     const QString path = folder.absolutePath() + QLatin1Char('/') + name;
@@ -224,14 +224,14 @@ bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, 
             return true;
         }
         if (copy == Copy::NotWritable || !target.flush() || target.error() != QFileDevice::NoError) {
-            if (store)
-                store->setLastErrorText(CANLogHandler::tr("Cannot write %1").arg(path));
+            if (link.store())
+                link.store()->setLastErrorText(CANLogHandler::tr("Cannot write %1").arg(path));
             return false;
         }
         target.close();
     }
-    if (store)
-        store->notifyNewZippedFile(header, path, folder, zipPath);
+    if (link.store())
+        link.store()->notifyNewZippedFile(header, path, folder, zipPath);
     return true;
 }
 
@@ -246,6 +246,7 @@ void CANLogHandler::sortZipFile(QString zipPath, QMap<double, QString> &entries)
 
 void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, unsigned int &messageCount)
 {
+    const HandlerLink link(this); // each call of the store may delete this handler
     QuaZip archive(zipPath);
     QMap<double, QString> names;
     if (openArchive(archive))
@@ -253,8 +254,8 @@ void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, un
     entryCount = static_cast<unsigned short>(names.size());
     visitChunks(archive, names, [&](QuaZipFile &entry) {
         readFromTemporaryFile(entry, [&](QDataStream &stream) {
-            if (pDatachunkHandler)
-                messageCount += pDatachunkHandler->getMsgCountFromQclStream(stream);
+            if (link.store())
+                messageCount += link.store()->getMsgCountFromQclStream(stream);
         });
         return true; // what there is no room for may be followed by something smaller
     });
@@ -262,27 +263,28 @@ void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, un
 
 bool CANLogHandler::loadZipFile(QString zipPath)
 {
-    if (!pDatachunkHandler)
+    const HandlerLink link(this);
+    if (!link.store())
         return false;
     const QString folderName = QFileInfo(zipPath).fileName();
-    QDir folder = pDatachunkHandler->getDataChunkLocation();
+    QDir folder = link.store()->getDataChunkLocation();
     // A folder of that name was unpacked from this archive before.
     if (!folder.cd(folderName)) {
         QuaZip archive(zipPath);
         if (!openArchive(archive)) {
-            if (pDatachunkHandler)
-                pDatachunkHandler->setLastErrorText(tr("Invalid zip file"));
+            if (link.store())
+                link.store()->setLastErrorText(tr("Invalid zip file"));
             return false;
         }
         if (!folder.mkdir(folderName) || !folder.cd(folderName)) {
-            lastErrorText = tr("Cannot create directory");
+            link.setErrorText(tr("Cannot create directory"));
             return false;
         }
         QMap<double, QString> names;
         sortChunks(archive, names);
         bool ok = true;
         visitChunks(archive, names, [&](QuaZipFile &entry) {
-            ok = unpackChunk(entry, folder, zipPath, pDatachunkHandler);
+            ok = unpackChunk(entry, folder, zipPath, link) && link.isAlive();
             return ok;
         });
         if (!ok) {
@@ -290,15 +292,16 @@ bool CANLogHandler::loadZipFile(QString zipPath)
             return false;
         }
     }
-    if (pDatachunkHandler)
-        pDatachunkHandler->notifyZipFileLoaded(folderName);
+    if (link.store())
+        link.store()->notifyZipFileLoaded(folderName);
     return true;
 }
 
 bool CANLogHandler::loadZipMerged(QString zipPath)
 {
-    if (pDatachunkHandler)
-        pDatachunkHandler->setImportStarted();
+    const HandlerLink link(this);
+    if (link.store())
+        link.store()->setImportStarted();
 
     QuaZip archive(zipPath);
     const bool isOpen = openArchive(archive);
@@ -309,23 +312,23 @@ bool CANLogHandler::loadZipMerged(QString zipPath)
         visitChunks(archive, names, [&](QuaZipFile &entry) {
             const bool written = readFromTemporaryFile(entry, [&](QDataStream &stream) {
                 bool isFd = false;
-                ok = pDatachunkHandler && pDatachunkHandler->parseQCLStream(stream, isFd);
-                if (ok && pDatachunkHandler)
-                    pDatachunkHandler->notifyFdMessage(isFd);
+                ok = link.store() && link.store()->parseQCLStream(stream, isFd);
+                if (ok && link.store())
+                    link.store()->notifyFdMessage(isFd);
             });
             if (!written) {
                 ok = false;
-                if (pDatachunkHandler)
-                    pDatachunkHandler->setLastErrorText(tr("Cannot write a temporary file"));
+                if (link.store())
+                    link.store()->setLastErrorText(tr("Cannot write a temporary file"));
             }
-            return written;
+            return written && link.isAlive();
         });
-        if (pDatachunkHandler)
-            pDatachunkHandler->notifyZipFileLoaded(baseName(zipPath));
+        if (link.store())
+            link.store()->notifyZipFileLoaded(baseName(zipPath));
     }
     // The store sees a native import without a path; the request's own finish notice follows from loadFile(). Hosts
     // count on both.
-    if (pDatachunkHandler)
-        pDatachunkHandler->setImportFinished(ok, DatachunkHelper::QclFile, QString(), false);
+    if (link.store())
+        link.store()->setImportFinished(ok, DatachunkHelper::QclFile, QString(), false);
     return ok;
 }

@@ -6,7 +6,9 @@ set(public_headers
   common/canrxmessage.h
   common/datachunkhandler.h
   common/datachunkhelper.h
+  common/files.h
   common/importreport.h
+  common/packingreport.h
   canloghandler/canloghandler.h
   importers/cocttimporter.h
   importers/genericfileimporter.h
@@ -33,6 +35,7 @@ target_link_libraries(CANLogHandlerInternals PUBLIC Qt5::Core)
 
 add_library(CANLogHandler SHARED
   common/datachunkhandler.cpp
+  canloghandler/archivefile.cpp
   canloghandler/canloghandler.cpp
   canloghandler/importerfiles.cpp
   canloghandler/kvasercankinglog.cpp

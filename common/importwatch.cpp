@@ -58,7 +58,7 @@ LineReader::BlockRead ImportWatch::blockRead(const QFile &file)
     return [this, total](qint64 bytesRead) {
         if (progress)
             progress(bytesRead, total);
-        interrupted = QThread::currentThread()->isInterruptionRequested();
+        interrupted = QThread::currentThread()->isInterruptionRequested() || (continuation && !continuation());
         return !interrupted;
     };
 }

@@ -20,6 +20,8 @@ public:
 
     /// Called after each block that was read; @p bytesTotal is 0 when it is not known.
     void setProgress(const Progress &newProgress) { progress = newProgress; }
+    /// Asked after each block: when it says no, the import counts as interrupted.
+    void setContinuation(const std::function<bool()> &mayContinue) { continuation = mayContinue; }
 
     /// Forgets the file before.
     void start();
@@ -101,6 +103,7 @@ private:
 
     ImportReport report;
     Progress progress;
+    std::function<bool()> continuation;
     bool interrupted = false;
 
     // The current line
