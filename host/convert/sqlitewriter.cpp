@@ -1,5 +1,6 @@
 #include "host/convert/sqlitewriter.h"
 
+#include "common/files.h"
 #include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
@@ -42,6 +43,9 @@ const QLatin1String insertion("INSERT INTO messages VALUES (?, ?, ?, ?, ?, ?, ?,
 
 QString describe(const QSqlError &error)
 {
+    constexpr int full = 13; // SQLITE_FULL
+    if (error.nativeErrorCode().toInt() == full)
+        return Files::errorText(ENOSPC);
     return error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
 }
 
