@@ -6,9 +6,21 @@
 
 using DatachunkHelper::ImportFileType;
 
+CANLogHandler::CANLogHandler(DatachunkHandler *store, QObject *parent)
+    : CANLogHandler(store, nullptr, parent)
+{
+}
+
 CANLogHandler::CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *parent)
+    : CANLogHandler(nullptr, &handler, parent)
+{
+}
+
+CANLogHandler::CANLogHandler(DatachunkHandler *store, QPointer<DatachunkHandler> *variable, QObject *parent)
     : QObject(parent)
-    , pDatachunkHandler(handler)
+    , ownStore(store)
+    , pDatachunkHandler(variable ? *variable : ownStore)
+    , zipInProgress(std::make_shared<std::atomic<bool>>(false))
 {
     // A queued connection needs its argument types by name. Qt registers them itself only for Qt::QueuedConnection
     // alone, not together with Qt::UniqueConnection; without this every request is lost with a warning.
@@ -18,10 +30,7 @@ CANLogHandler::CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *paren
     connectStore();
 }
 
-CANLogHandler::~CANLogHandler()
-{
-    Q_ASSERT_X(!zipInProgress, "CANLogHandler", "destroyed while a zip job runs");
-}
+CANLogHandler::~CANLogHandler() = default;
 
 QPointer<DatachunkHandler> CANLogHandler::getPDatachunkHandler() const
 {
@@ -85,7 +94,7 @@ bool CANLogHandler::runWithNotices(const QString &path, ImportFileType type, boo
         pDatachunkHandler->setImportStarted();
     if (!self)
         return false;
-    const bool ok = import();
+    const bool ok = import() && self;
     // An unpacked archive tells its end by notifyZipFileLoaded() alone.
     if (!self || (ok && type == DatachunkHelper::QclZipArchive && !flag))
         return ok;
@@ -119,5 +128,5 @@ bool CANLogHandler::importLog(const QString &path, QIODevice *device, ImportFile
     const bool ok = self && loadLog(path, device, type, text);
     if (self)
         Q_EMIT showLoadingDialog(false);
-    return ok;
+    return ok && self;
 }

@@ -5,6 +5,7 @@
 #include "common/datachunkhandler.h"
 #include "common/datachunkhelper.h"
 #include "common/importreport.h"
+#include "common/packingreport.h"
 
 #include <QDir>
 #include <QMap>
@@ -14,6 +15,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 
 class QIODevice;
 
@@ -24,24 +26,35 @@ class QIODevice;
  * carried out in the handler's thread, one import after the other, each for as long as the file takes; the store is
  * answered by calls of its functions. The handler owns no store and keeps no messages beyond the batch it is filling
  * or, of a format that is delivered as one list, the file. docs/host.md describes all of it from the host's side.
+ *
+ * Nothing is thrown but std::bad_alloc, when memory runs out, and what the host's own functions throw. Both leave a
+ * call as if it had failed, without the notices that were still to come; in a queued request they reach the event loop,
+ * which ends a program, so a host that wants to survive them calls loadFile() itself. A zip job just ends.
  */
 class CANLOGHANDLER_EXPORT CANLogHandler : public QObject
 {
     Q_OBJECT
 
 public:
+    /// Connects to @p store, which may be null and stays the host's: one that is deleted reads as null from then on.
+    explicit CANLogHandler(DatachunkHandler *store, QObject *parent = nullptr);
     /**
-     * Connects to the store in @p handler. The handler keeps a reference to this very variable, not a copy: it must
-     * live longer than the handler, setPDatachunkHandler() changes it, and a store that the host deletes reads as null.
+     * For hosts that share one variable with the handler: connects to the store in @p handler. The handler keeps a
+     * reference to this very variable, not a copy: it must live longer than the handler, and setPDatachunkHandler()
+     * changes it.
      */
     explicit CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *parent = nullptr);
-    /// The handler must not be destroyed while a zip job runs.
+    /**
+     * May come at any time, in the handler's thread: a zip job that runs goes on, and an import from within which it
+     * comes (a store may delete the handler when it is called, and so may a slot) ends soon, fails, and calls neither
+     * the handler nor its store again.
+     */
     ~CANLogHandler() override;
 
-    /// What the host's variable holds now; null without a store.
+    /// The store, or what the host's variable holds now; null without a store.
     QPointer<DatachunkHandler> getPDatachunkHandler() const;
-    /// Disconnects the store in the host's variable, assigns @p handler to the variable and connects that store. A
-    /// request already queued by the former store still runs, into the new one.
+    /// Disconnects the store, puts @p handler in its place (in the host's variable, if there is one) and connects that
+    /// store. A request already queued by the former store still runs, into the new one.
     void setPDatachunkHandler(const QPointer<DatachunkHandler> &handler);
 
     /// Error text of the latest import that failed in an importer class, or of the latest archive that no folder could
@@ -108,11 +121,21 @@ public:
 
     /**
      * Packs every plain file in @p sourceDir, not its sub-folders, into a new archive at @p zipPath. Runs in the
-     * calling thread; files that cannot be read, or have more than 1 GiB, are left out, and nothing is reported. An
-     * earlier archive there is removed first; when the new one cannot be written to its end there is none afterwards.
-     * Ends with the handler ready for the next zip request, so it is not to be called while a job runs.
+     * calling thread; files that cannot be read, or have more than 1 GiB, are left out, and nothing is reported. What
+     * stands there, which may be a link, is replaced when the new archive is complete and on the disk; when that cannot
+     * be written to its end it stays. Where nothing stands, an empty file holds the place meanwhile. Ends with the
+     * handler ready for the next zip request, so it is not to be called while a job runs.
      */
     void zipDatachunks(QString zipPath, QDir sourceDir);
+    /// Called before each file that is packed, with how much of all is done. Returns whether to go on.
+    using PackingProgress = std::function<bool(qint64 bytesPacked, qint64 bytesTotal)>;
+    /**
+     * The same for hosts that want to know: says what became of it and how far it is, and can be interrupted. A link at
+     * @p zipPath stays, what it leads to is replaced, and nothing holds the place. It depends on no handler, and any
+     * thread may call it.
+     */
+    static PackingReport packDatachunks(const QString &zipPath, const QDir &sourceDir,
+                                        const PackingProgress &progress = {});
 
     /**
      * Reading archives of data chunks: entries whose names end in "qcl". They are taken in the order of the numbers
@@ -162,18 +185,22 @@ private:
     Q_DISABLE_COPY_MOVE(CANLogHandler)
 
     friend class Delivery;
+    friend class HandlerLink;
     class ArchiveReading;
 
-    void connectStore();
     bool runWithNotices(const QString &path, DatachunkHelper::ImportFileType type, bool flag,
                         const std::function<bool()> &import);
     bool importLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type, const QString &text);
     bool loadLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type, const QString &columns);
     static QString noErrorText(DatachunkHelper::ImportFileType type);
 
+    CANLogHandler(DatachunkHandler *store, QPointer<DatachunkHandler> *variable, QObject *parent);
+    void connectStore();
+
+    QPointer<DatachunkHandler> ownStore; ///< where the host has no variable
     QPointer<DatachunkHandler> &pDatachunkHandler;
     QString lastErrorText;
     ImportReport importReport;
     ArchiveReport archiveReport;
-    std::atomic<bool> zipInProgress{false};
+    const std::shared_ptr<std::atomic<bool>> zipInProgress; ///< shared with the job
 };

@@ -4,6 +4,8 @@
 
 #include <QPointer>
 
+#include <functional>
+
 /**
  * Delivers the messages of one file to the store: numbers them from 0, hands them over whenever 100000 are together,
  * and the rest, possibly none, at the end. Keeps no more than one batch.
@@ -14,6 +16,9 @@ public:
     /// @p store is looked at anew for each delivery, since the host may delete or replace its store at any time; a
     /// delivery without a store is dropped.
     explicit MessageBatch(const QPointer<DatachunkHandler> &store);
+    /// The same with a function that gives the store or null.
+    using StoreAccess = std::function<DatachunkHandler *()>;
+    explicit MessageBatch(StoreAccess access);
 
     /// The next message, empty, to be filled in place; it counts from commit() on. Valid until then.
     CAN::CanRxMessage &next()
@@ -53,7 +58,7 @@ private:
 
     void deliver();
 
-    const QPointer<DatachunkHandler> &store;
+    const StoreAccess store;
     QList<CAN::CanRxMessage> messages; ///< the first `used` are of this batch, the others serve again
     int used = 0;
     CAN::CanRxMessage *message = nullptr; ///< of next()

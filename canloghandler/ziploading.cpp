@@ -1,5 +1,5 @@
 #include "canloghandler/archivewatch.h"
-#include "canloghandler/canloghandler.h"
+#include "canloghandler/handlerlink.h"
 
 #include <QBuffer>
 #include <QDataStream>
@@ -304,7 +304,7 @@ Copy unpackInto(QFile &target, QuaZipFile &entry, QString &header)
 
 /// Unpacks @p entry into @p folder and tells the store. False, with the store's error text set, when the file cannot
 /// be written; an entry that is damaged or has no place in the folder is passed over.
-bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, const QPointer<DatachunkHandler> &store,
+bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, const HandlerLink &link,
                  ArchiveWatch &watch)
 {
     const QString name = entry.getActualFileName();
@@ -326,16 +326,16 @@ bool unpackChunk(QuaZipFile &entry, const QDir &folder, const QString &zipPath, 
             return true;
         case Copy::NotWritable:
             watch.leftOut(name, ArchiveReport::Reason::NotWritten);
-            if (store)
-                store->setLastErrorText(CANLogHandler::tr("Cannot write %1").arg(path));
+            if (link.store())
+                link.store()->setLastErrorText(CANLogHandler::tr("Cannot write %1").arg(path));
             return false;
         }
     } else {
         const bool hasFolder = QFileInfo(path).dir().exists();
         watch.leftOut(name, hasFolder ? ArchiveReport::Reason::NotWritten : ArchiveReport::Reason::InFolder);
     }
-    if (store)
-        store->notifyNewZippedFile(header, path, folder, zipPath);
+    if (link.store())
+        link.store()->notifyNewZippedFile(header, path, folder, zipPath);
     return true;
 }
 
@@ -417,6 +417,7 @@ void CANLogHandler::sortZipFile(QString zipPath, QMap<double, QString> &entries)
 
 void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, unsigned int &messageCount)
 {
+    const HandlerLink link(this); // each call of the store may delete this handler
     ArchiveReading reading(*this);
     QuaZip archive(zipPath);
     FoundChunks chunks;
@@ -426,35 +427,36 @@ void CANLogHandler::checkZipFile(QString zipPath, unsigned short &entryCount, un
     visitChunks(archive, chunks, reading, [&](QuaZipFile &entry, const QString &name) {
         readFromTemporaryFile(entry, name, reading, [&](QDataStream &stream) {
             reading.delivered();
-            if (pDatachunkHandler)
-                messageCount += pDatachunkHandler->getMsgCountFromQclStream(stream);
+            if (link.store())
+                messageCount += link.store()->getMsgCountFromQclStream(stream);
         });
-        return true; // what there is no room for may be followed by something smaller
+        return link.isAlive(); // what there is no room for may be followed by something smaller
     });
 }
 
 bool CANLogHandler::loadZipFile(QString zipPath)
 {
+    const HandlerLink link(this); // each call of the store may delete this handler
     ArchiveReading reading(*this);
-    if (!pDatachunkHandler)
+    if (!link.store())
         return false;
     const QString folderName = QFileInfo(zipPath).fileName();
-    QDir folder = pDatachunkHandler->getDataChunkLocation();
+    QDir folder = link.store()->getDataChunkLocation();
     // A folder of that name was unpacked from this archive before.
     if (!folder.cd(folderName)) {
         QuaZip archive(zipPath);
         if (!reading.open(archive)) {
-            if (pDatachunkHandler)
-                pDatachunkHandler->setLastErrorText(tr("Invalid zip file"));
+            if (link.store())
+                link.store()->setLastErrorText(tr("Invalid zip file"));
             return false;
         }
         if (!folder.mkdir(folderName) || !folder.cd(folderName)) {
-            lastErrorText = tr("Cannot create directory");
+            link.setErrorText(tr("Cannot create directory"));
             return false;
         }
         const FoundChunks chunks = sortChunks(archive, reading);
         const bool ok = visitChunks(archive, chunks, reading, [&](QuaZipFile &entry, const QString &) {
-            return unpackChunk(entry, folder, zipPath, pDatachunkHandler, reading);
+            return unpackChunk(entry, folder, zipPath, link, reading) && link.isAlive();
         });
         if (!ok) {
             folder.removeRecursively(); // or half an archive would count as unpacked
@@ -464,16 +466,17 @@ bool CANLogHandler::loadZipFile(QString zipPath)
         syncFiles(folder);
     }
     reading.publish();
-    if (pDatachunkHandler)
-        pDatachunkHandler->notifyZipFileLoaded(folderName);
+    if (link.store())
+        link.store()->notifyZipFileLoaded(folderName);
     return true;
 }
 
 bool CANLogHandler::loadZipMerged(QString zipPath)
 {
+    const HandlerLink link(this); // each call of the store may delete this handler
     ArchiveReading reading(*this);
-    if (pDatachunkHandler)
-        pDatachunkHandler->setImportStarted();
+    if (link.store())
+        link.store()->setImportStarted();
 
     QuaZip archive(zipPath);
     const bool isOpen = reading.open(archive);
@@ -483,7 +486,7 @@ bool CANLogHandler::loadZipMerged(QString zipPath)
         const bool isWhole = visitChunks(archive, chunks, reading, [&](QuaZipFile &entry, const QString &name) {
             const bool written = readFromTemporaryFile(entry, name, reading, [&](QDataStream &stream) {
                 bool isFd = false;
-                ok = pDatachunkHandler && pDatachunkHandler->parseQCLStream(stream, isFd);
+                ok = link.store() && link.store()->parseQCLStream(stream, isFd);
                 if (!ok) {
                     reading.leftOut(name, ArchiveReport::Reason::Refused);
                     return;
@@ -491,21 +494,21 @@ bool CANLogHandler::loadZipMerged(QString zipPath)
                 reading.delivered();
                 if (!staysInside(name))
                     reading.doubt(name, ArchiveReport::Reason::LeadsOutside);
-                if (pDatachunkHandler)
-                    pDatachunkHandler->notifyFdMessage(isFd);
+                if (link.store())
+                    link.store()->notifyFdMessage(isFd);
             });
-            if (!written && pDatachunkHandler)
-                pDatachunkHandler->setLastErrorText(tr("Cannot write a temporary file"));
-            return written;
+            if (!written && link.store())
+                link.store()->setLastErrorText(tr("Cannot write a temporary file"));
+            return written && link.isAlive();
         });
         ok = ok && isWhole;
         reading.publish();
-        if (pDatachunkHandler)
-            pDatachunkHandler->notifyZipFileLoaded(baseName(zipPath));
+        if (link.store())
+            link.store()->notifyZipFileLoaded(baseName(zipPath));
     }
     // The store sees a native import without a path; the request's own finish notice follows from loadFile(). Hosts
     // count on both.
-    if (pDatachunkHandler)
-        pDatachunkHandler->setImportFinished(ok, DatachunkHelper::QclFile, QString(), false);
+    if (link.store())
+        link.store()->setImportFinished(ok, DatachunkHelper::QclFile, QString(), false);
     return ok;
 }

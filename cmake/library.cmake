@@ -8,8 +8,10 @@ set(public_headers
   common/canrxmessage.h
   common/datachunkhandler.h
   common/datachunkhelper.h
+  common/files.h
   common/importreport.h
   common/loginfo.h
+  common/packingreport.h
   canloghandler/canloghandler.h
   importers/cocttimporter.h
   importers/genericfileimporter.h
@@ -41,6 +43,7 @@ target_link_libraries(CANLogHandlerInternals PUBLIC Qt5::Core)
 
 add_library(CANLogHandler SHARED
   common/datachunkhandler.cpp
+  canloghandler/archivefile.cpp
   canloghandler/canloghandler.cpp
   canloghandler/delivery.cpp
   canloghandler/logloading.cpp

@@ -1247,7 +1247,7 @@ void TestCanlog::fullOutput()
         QSKIP("needs /dev/full");
     write(QStringLiteral("small.log"), smallLog);
     const Outcome outcome = shell(QStringLiteral("exec \"$canlog\" show small.log > /dev/full"));
-    QCOMPARE(outcome.err, QByteArray("canlog: standard output: cannot be written: No space left on device\n"));
+    QCOMPARE(outcome.err, QByteArray("canlog: standard output: cannot be written: no space left on the disk\n"));
     QCOMPARE(outcome.status, 1);
 }
 

@@ -96,8 +96,11 @@ private Q_SLOTS:
     void unzipMakesAFolderThatIsAStore();
     void unzipAgainChangesNothing();
     void checkCounts();
-    void zipReplacesAnArchive();
+    void zipReplacesAnArchiveOfAStore_data();
+    void zipReplacesAnArchiveOfAStore();
+    void zipReplacesNothingElse_data();
     void zipReplacesNothingElse();
+    void zipKeepsALink();
     void storeWithoutMessagesGoesAllTheWay();
     void archiveThatCannotBeWrittenIsNoSuccess_data();
     void archiveThatCannotBeWrittenIsNoSuccess();
@@ -262,34 +265,80 @@ void CanlogArchivesTest::checkCounts()
     QCOMPARE(outcome.status, 0);
 }
 
-void CanlogArchivesTest::zipReplacesAnArchive()
+void CanlogArchivesTest::zipReplacesAnArchiveOfAStore_data()
 {
+    QTest::addColumn<QByteArray>("former");
+    const ZipBytes::Entry chunk = ZipBytes::packed("chunk-00000001.qcl", oneMessage(1));
+    const ZipBytes::Entry journal = ZipBytes::packed("imports.json", "{}");
+    const QByteArray whole = ZipBytes::archive({chunk, journal});
+    QTest::newRow("chunks and journal") << whole;
+    QTest::newRow("journal") << ZipBytes::archive({journal});
+    QTest::newRow("without entries") << ZipBytes::archive({});
+    QTest::newRow("half of one") << whole.left(whole.size() / 2);
+    QTest::newRow("with a file that the store still has")
+        << ZipBytes::archive({chunk, ZipBytes::packed("remarks.txt", "old")});
+    QTest::newRow("empty file") << QByteArray("");
+}
+
+void CanlogArchivesTest::zipReplacesAnArchiveOfAStore()
+{
+    QFETCH(QByteArray, former);
     makeSource();
-    QFile old(path(QStringLiteral("a.zip")));
-    QVERIFY(old.open(QIODevice::WriteOnly));
-    old.write("PK, and then nothing that is an archive");
-    old.close();
-    QCOMPARE(
-        canlog({QStringLiteral("zip"), QStringLiteral("--store"), QStringLiteral("source"), QStringLiteral("a.zip")})
-            .status,
-        0);
-    QCOMPARE(canlog({QStringLiteral("check"), QStringLiteral("a.zip")}).status, 0);
+    writeTo(path(QStringLiteral("source/remarks.txt")), "new");
+    writeTo(path(QStringLiteral("a.zip")), former);
+    const Outcome outcome = canlog("zip --store source a.zip");
+    QCOMPARE(outcome.err, QString());
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(canlog("check a.zip").out, QStringLiteral("a.zip: 3 chunks, 100005 messages\n"));
+}
+
+void CanlogArchivesTest::zipReplacesNothingElse_data()
+{
+    QTest::addColumn<QByteArray>("former");
+    const ZipBytes::Entry chunk = ZipBytes::packed("chunk-00000001.qcl", oneMessage(1));
+    QTest::newRow("log") << QByteArray("(1.5) can0 123#11\n");
+    QTest::newRow("hardly begins like an archive") << QByteArray("PK, and then nothing that is an archive");
+    const QByteArray other = ZipBytes::archive({ZipBytes::packed("photo.jpg", "a photo")});
+    QTest::newRow("archive of other files") << other;
+    QTest::newRow("half of it") << other.left(other.size() / 2);
+    QTest::newRow("archive of chunks and other files")
+        << ZipBytes::archive({chunk, ZipBytes::packed("photo.jpg", "a photo")});
+    QTest::newRow("archive of a store's folder") << ZipBytes::archive({ZipBytes::packed("trips/1.qcl", "chunk")});
 }
 
 void CanlogArchivesTest::zipReplacesNothingElse()
 {
+    QFETCH(QByteArray, former);
     makeSource();
-    QFile log(path(QStringLiteral("drive.log")));
-    QVERIFY(log.open(QIODevice::WriteOnly));
-    log.write("(1.5) can0 123#11\n");
-    log.close();
-    const Outcome outcome = canlog(
-        {QStringLiteral("zip"), QStringLiteral("--store"), QStringLiteral("source"), QStringLiteral("drive.log")});
-    QCOMPARE(outcome.err,
-             QStringLiteral("canlog: drive.log: is no zip archive and stays; name the archive to write\n"));
+    writeTo(path(QStringLiteral("a.zip")), former);
+    const Outcome outcome = canlog("zip --store source a.zip");
+    QCOMPARE(outcome.err, QStringLiteral("canlog: a.zip: is no archive of a store and stays; name another one, or "
+                                         "replace it with --force\n"));
+    QCOMPARE(outcome.out, QString());
     QCOMPARE(outcome.status, 1);
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    QCOMPARE(log.readAll(), QByteArray("(1.5) can0 123#11\n"));
+    QCOMPARE(contentOf(path(QStringLiteral("a.zip"))), former);
+
+    const Outcome forced = canlog("zip --store source --force a.zip");
+    QCOMPARE(forced.err, QString());
+    QCOMPARE(forced.status, 0);
+    QCOMPARE(canlog("check a.zip").status, 0);
+}
+
+void CanlogArchivesTest::zipKeepsALink()
+{
+#ifdef Q_OS_UNIX
+    makeSource();
+    QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("archives")));
+    QVERIFY(QFile::link(QStringLiteral("archives/real.zip"), path(QStringLiteral("a.zip"))));
+    for (int run = 0; run < 2; ++run) { // it leads nowhere at first
+        QCOMPARE(canlog("zip --store source a.zip").status, 0);
+        QVERIFY(QFileInfo(path(QStringLiteral("a.zip"))).isSymLink());
+        QVERIFY(!QFileInfo(path(QStringLiteral("archives/real.zip"))).isSymLink());
+        QCOMPARE(canlog("check archives/real.zip").status, 0);
+    }
+#else
+    QSKIP("needs Unix links");
+#endif
 }
 
 void CanlogArchivesTest::storeWithoutMessagesGoesAllTheWay()
@@ -342,9 +391,8 @@ void CanlogArchivesTest::archiveThatCannotBeWrittenIsNoSuccess()
 
     QCOMPARE(outcome.out, QString());
     QCOMPARE(outcome.err,
-             QStringLiteral("canlog: locked/a.zip: cannot be %1\n")
-                 .arg(hasFormer ? QStringLiteral("replaced; check the permissions of its folder")
-                                : QStringLiteral("written; check the folder, its permissions and the space left")));
+             QStringLiteral("canlog: locked/a.zip: cannot be written: Permission denied; check the folder, its "
+                            "permissions and the space left\n"));
     QCOMPARE(outcome.status, 1);
     QCOMPARE(contentOf(path(QStringLiteral("locked/a.zip"))), former);
 #else

@@ -555,7 +555,7 @@ void CanlogConvertTest::fullOutput()
     for (const char *name : {"small.log", "large.log"}) {
         const Outcome outcome =
             shell(QStringLiteral("exec \"$canlog\" convert %1 --to csv > /dev/full").arg(QString::fromLatin1(name)));
-        QCOMPARE(outcome.err, QByteArray("canlog: standard output: cannot be written: No space left on device\n"));
+        QCOMPARE(outcome.err, QByteArray("canlog: standard output: cannot be written: no space left on the disk\n"));
         QCOMPARE(outcome.status, 1);
     }
 }

@@ -221,7 +221,7 @@ void CanlogCountTest::nothingIsReadForAnOutputThatFailed()
     if (!QFileInfo::exists(QStringLiteral("/dev/full")))
         QSKIP("needs /dev/full");
     const Outcome outcome = shell(QStringLiteral("LC_ALL=C \"$canlog\" count two.log none.log >/dev/full"));
-    QCOMPARE(outcome.err, QByteArray("canlog: standard output: cannot be written: No space left on device\n"));
+    QCOMPARE(outcome.err, QByteArray("canlog: standard output: cannot be written: no space left on the disk\n"));
     QCOMPARE(outcome.status, 1);
 }
 

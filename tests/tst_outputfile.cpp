@@ -1,3 +1,4 @@
+#include "common/files.h"
 #include "host/convert/outputfile.h"
 
 #include <QDir>
@@ -26,6 +27,8 @@ private Q_SLOTS:
     void refusesWhatIsNoFile();
     void refusesAMissingFolder();
     void tellsWhenItCannotGetItsName();
+    void fullDiskHasOneName_data();
+    void fullDiskHasOneName();
     void takesTheLongestName();
 
 private:
@@ -191,6 +194,31 @@ void OutputFileTest::tellsWhenItCannotGetItsName()
     QCOMPARE(file.errorText(),
              QStringLiteral("cannot be written: Is a directory; check the folder, its permissions and the space left"));
     QCOMPARE(names(), QStringList{QStringLiteral("out.log")});
+}
+
+void OutputFileTest::fullDiskHasOneName_data()
+{
+    QTest::addColumn<bool>("isBuffered");
+    QTest::newRow("at once") << false;
+    QTest::newRow("out of a buffer") << true;
+}
+
+void OutputFileTest::fullDiskHasOneName()
+{
+#ifdef Q_OS_LINUX
+    QFETCH(bool, isBuffered);
+    QFile file(QStringLiteral("/dev/full"));
+    QVERIFY(file.open(isBuffered ? QIODevice::WriteOnly : QIODevice::WriteOnly | QIODevice::Unbuffered));
+    QVERIFY(file.write("x") != 1 || !file.flush());
+    QCOMPARE(Files::errorText(file), QStringLiteral("no space left on the disk"));
+    QCOMPARE(Files::errorText(ENOSPC), QStringLiteral("no space left on the disk"));
+    // Of other failures the system's words stay; where Qt has none, errno has.
+    QCOMPARE(Files::errorText(EACCES), QStringLiteral("Permission denied"));
+    QCOMPARE(Files::errorText(QFile(), ENOSPC), QStringLiteral("no space left on the disk"));
+    QCOMPARE(Files::errorText(QFile(path("file"))), QStringLiteral("the system gives no reason"));
+#else
+    QSKIP("needs a device that is always full");
+#endif
 }
 
 void OutputFileTest::takesTheLongestName()

@@ -16,6 +16,7 @@
 
 #ifdef Q_OS_UNIX
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #endif
 
@@ -252,6 +253,20 @@ private Q_SLOTS:
     void oddPathsAreTakenAsTheyAre_data();
     void oddPathsAreTakenAsTheyAre();
     void archiveThatDoesNotFitOnTheDiskIsNotLeftBehind();
+    void formerArchiveStaysWhenTheNewOneDoesNotFit();
+    void formerArchiveStaysUntilTheNewOneIsComplete();
+    void whatAKilledProgramLeftIsRemoved();
+
+    // With a report
+    void packingTellsWhatItPacked();
+    void packingTellsHowFarItIs();
+    void packingCanBeInterrupted_data();
+    void packingCanBeInterrupted();
+    void packingKeepsALink_data();
+    void packingKeepsALink();
+    void packingTellsWhyItFailed_data();
+    void packingTellsWhyItFailed();
+    void packingTellsOfAFullDisk();
 
     // Requests and the pool
     void requestRunsInThePool();
@@ -858,6 +873,195 @@ void ZipWritingTest::archiveThatDoesNotFitOnTheDiskIsNotLeftBehind()
     host.handler.onZipDatachunks(sample.zip(), sample.source());
     QVERIFY(waitForPool());
     QCOMPARE(contentsOf(sample.zip()).size(), 3);
+#else
+    QSKIP("needs limits of the size of files");
+#endif
+}
+
+void ZipWritingTest::formerArchiveStaysWhenTheNewOneDoesNotFit()
+{
+#ifdef Q_OS_UNIX
+    const Sample sample;
+    sample.add("a.qcl", noise(50000, 1));
+    sample.add("b.qcl", noise(50000, 2));
+    const QByteArray former = ZipBytes::archive({ZipBytes::packed("old.qcl", "old")});
+    writeTo(sample.zip(), former);
+    const auto before = treeOf(sample.path());
+    Host host;
+    for (const rlim_t size : {0, 40000, 70000}) {
+        const SmallDisk disk(size);
+        host.handler.zipDatachunks(sample.zip(), sample.source());
+        QCOMPARE(contentOf(sample.zip()), former);
+    }
+    QCOMPARE(treeOf(sample.path()), before);
+#else
+    QSKIP("needs limits of the size of files");
+#endif
+}
+
+void ZipWritingTest::formerArchiveStaysUntilTheNewOneIsComplete()
+{
+    const Sample sample;
+    sample.add("a.qcl", "first");
+    sample.add("b.qcl", "second");
+    const QByteArray former = ZipBytes::archive({ZipBytes::packed("old.qcl", "old")});
+    writeTo(sample.zip(), former);
+    int asked = 0;
+    CANLogHandler::packDatachunks(sample.zip(), sample.source(), [&](qint64, qint64) {
+        ++asked;
+        return contentOf(sample.zip()) == former;
+    });
+    QCOMPARE(asked, 2);
+    QCOMPARE(namesIn(sample.zip()).size(), 2);
+}
+
+void ZipWritingTest::whatAKilledProgramLeftIsRemoved()
+{
+#ifdef Q_OS_UNIX
+    const Sample sample;
+    sample.add("a.qcl", "content");
+    writeTo(sample.zip(".canlog-zip-00000001"), "half an archive");
+    writeTo(sample.zip(".canlog-zip-00000002"), "of a program that still runs");
+    writeTo(sample.zip(".canlog-zip-mine"), "not so named by the library");
+    QFile running(sample.zip(".canlog-zip-00000002"));
+    QVERIFY(running.open(QIODevice::ReadWrite));
+    QCOMPARE(flock(running.handle(), LOCK_EX | LOCK_NB), 0);
+
+    QCOMPARE(packed(sample.zip(), sample.source()), (Contents{{QStringLiteral("a.qcl"), "content"}}));
+    QCOMPARE(QDir(sample.path() + QLatin1String("/target")).entryList(QDir::Files | QDir::Hidden, QDir::Name),
+             QStringList({QStringLiteral(".canlog-zip-00000002"), QStringLiteral(".canlog-zip-mine"),
+                          QStringLiteral("chunks.zip")}));
+#else
+    QSKIP("needs locks");
+#endif
+}
+
+void ZipWritingTest::packingTellsWhatItPacked()
+{
+    const Sample sample;
+    sample.add("a.qcl", "content");
+    sample.add("huge.qcl", QByteArray());
+    QVERIFY(QFile::resize(sample.file("huge.qcl"), Q_INT64_C(1024) * 1024 * 1024 + 1)); // takes no room on the disk
+    const PackingReport report = CANLogHandler::packDatachunks(sample.zip(), sample.source());
+    QCOMPARE(int(report.state), int(PackingReport::State::Written));
+    QCOMPARE(report.errorText, QString());
+    QCOMPARE(report.packed, QStringList{QStringLiteral("a.qcl")});
+    QCOMPARE(report.leftOut, QStringList{QStringLiteral("huge.qcl")});
+    QCOMPARE(contentsOf(sample.zip()), (Contents{{QStringLiteral("a.qcl"), "content"}}));
+}
+
+void ZipWritingTest::packingTellsHowFarItIs()
+{
+    const Sample sample;
+    for (const char *name : {"a.qcl", "b.qcl", "c.qcl"})
+        sample.add(name, QByteArray(1000, 'x'));
+    QVector<qint64> told;
+    CANLogHandler::packDatachunks(sample.zip(), sample.source(), [&](qint64 done, qint64 total) {
+        told << done << total;
+        return true;
+    });
+    QCOMPARE(told, QVector<qint64>({0, 3000, 1000, 3000, 2000, 3000}));
+}
+
+void ZipWritingTest::packingCanBeInterrupted_data()
+{
+    QTest::addColumn<int>("files"); // that are packed before
+    QTest::addColumn<bool>("hasFormer");
+    for (const int files : {0, 1, 2}) {
+        QTest::addRow("after %d", files) << files << false;
+        QTest::addRow("after %d, over a former one", files) << files << true;
+    }
+}
+
+void ZipWritingTest::packingCanBeInterrupted()
+{
+    QFETCH(int, files);
+    QFETCH(bool, hasFormer);
+    const Sample sample;
+    for (const char *name : {"a.qcl", "b.qcl", "c.qcl"})
+        sample.add(name, "content");
+    if (hasFormer)
+        writeTo(sample.zip(), ZipBytes::archive({ZipBytes::packed("old.qcl", "old")}));
+    const auto before = treeOf(sample.path());
+    int asked = 0;
+    const PackingReport report =
+        CANLogHandler::packDatachunks(sample.zip(), sample.source(), [&](qint64, qint64) { return asked++ < files; });
+    QCOMPARE(int(report.state), int(PackingReport::State::Interrupted));
+    QCOMPARE(report.errorText, QString());
+    QCOMPARE(asked, files + 1);
+    QCOMPARE(treeOf(sample.path()), before);
+}
+
+void ZipWritingTest::packingKeepsALink_data()
+{
+    QTest::addColumn<bool>("leadsToAFile");
+    QTest::newRow("to a file") << true;
+    QTest::newRow("to nothing yet") << false;
+}
+
+void ZipWritingTest::packingKeepsALink()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(bool, leadsToAFile);
+    const Sample sample;
+    sample.add("a.qcl", "content");
+    if (leadsToAFile)
+        writeTo(sample.zip("real.zip"), "former");
+    QVERIFY(QFile::link(QStringLiteral("real.zip"), sample.zip()));
+    const PackingReport report = CANLogHandler::packDatachunks(sample.zip(), sample.source());
+    QCOMPARE(int(report.state), int(PackingReport::State::Written));
+    QVERIFY(QFileInfo(sample.zip()).isSymLink());
+    QVERIFY(!QFileInfo(sample.zip("real.zip")).isSymLink());
+    QCOMPARE(contentsOf(sample.zip("real.zip")), (Contents{{QStringLiteral("a.qcl"), "content"}}));
+#else
+    QSKIP("needs Unix links");
+#endif
+}
+
+void ZipWritingTest::packingTellsWhyItFailed_data()
+{
+    QTest::addColumn<QString>("zip"); // from the folder that holds the source
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("no name") << QString() << QStringLiteral("No such file or directory");
+    QTest::newRow("folder") << QStringLiteral("target") << QStringLiteral("Is a directory");
+    QTest::newRow("in a missing folder") << QStringLiteral("no such/a.zip")
+                                         << QStringLiteral("No such file or directory");
+    QTest::newRow("below a file") << QStringLiteral("source/a.qcl/a.zip") << QStringLiteral("Not a directory");
+    QTest::newRow("name too long") << QStringLiteral("target/") + QString(256, QLatin1Char('n'))
+                                   << QStringLiteral("File name too long");
+}
+
+void ZipWritingTest::packingTellsWhyItFailed()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(QString, zip);
+    QFETCH(QString, reason);
+    const Sample sample;
+    sample.add("a.qcl", "content");
+    const auto before = treeOf(sample.path());
+    const QString path = zip.isEmpty() ? zip : sample.path() + QLatin1Char('/') + zip;
+    const PackingReport report = CANLogHandler::packDatachunks(path, sample.source());
+    QCOMPARE(int(report.state), int(PackingReport::State::Failed));
+    QCOMPARE(report.errorText, reason);
+    QCOMPARE(treeOf(sample.path()), before);
+#else
+    QSKIP("needs the texts of Unix");
+#endif
+}
+
+void ZipWritingTest::packingTellsOfAFullDisk()
+{
+#ifdef Q_OS_UNIX
+    const Sample sample;
+    for (quint32 i = 0; i < 3; ++i)
+        sample.add(QStringLiteral("%1.qcl").arg(i), noise(50000, i));
+    // What a limit of the size of files is called; a disk that is full takes the same way.
+    for (const rlim_t size : {0, 10, 40000, 70000, 150100}) {
+        const SmallDisk disk(size);
+        const PackingReport report = CANLogHandler::packDatachunks(sample.zip(), sample.source());
+        QCOMPARE(int(report.state), int(PackingReport::State::Failed));
+        QCOMPARE(report.errorText, QStringLiteral("File too large"));
+    }
 #else
     QSKIP("needs limits of the size of files");
 #endif

@@ -1,4 +1,5 @@
 #include "canloghandler/canloghandler.h"
+#include "host/cli/archivearguments.h"
 #include "host/cli/archivefaults.h"
 #include "host/cli/inputfile.h"
 #include "host/cli/interruption.h"
@@ -11,16 +12,11 @@
 #include "host/store/streamstore.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
-#include <QThreadPool>
-#include <quazip/quazip.h>
 
 namespace
 {
-
-using FileSizes = QMap<QString, qint64>;
 
 /// Reads the chunks of an archive that is merged into it, and keeps only what they come to.
 class ArchiveReader : public StreamStore
@@ -43,42 +39,6 @@ public:
         return true;
     }
 };
-
-/// How many chunks the archive @p path has, also those that prove damaged when they are read. The library's own count
-/// ends at 65535.
-quint64 chunkCountOf(const QString &path)
-{
-    QPointer<DatachunkHandler> none;
-    QMap<double, QString> chunks;
-    CANLogHandler(none).sortZipFile(path, chunks);
-    return quint64(chunks.size());
-}
-
-QString contentText(quint64 chunkCount, quint64 messageCount)
-{
-    return counted(chunkCount, QStringLiteral("chunk")) + QLatin1String(", ")
-           + counted(messageCount, QStringLiteral("message"));
-}
-
-/// The one argument; empty after a complaint when there is not exactly one.
-QString archiveArgument(const QCommandLineParser &parser, const QString &subcommand)
-{
-    const QStringList arguments = parser.positionalArguments();
-    if (arguments.size() == 1 && !arguments.constFirst().isEmpty())
-        return arguments.constFirst();
-    wrongUsage(QStringLiteral("%1 needs one ARCHIVE").arg(subcommand), subcommand);
-    return {};
-}
-
-/// The same for subcommands with a store, which must be named, too.
-QString archiveAndStoreArgument(const QCommandLineParser &parser, const QString &subcommand)
-{
-    const QString problem = storeProblem(parser);
-    if (problem.isEmpty())
-        return archiveArgument(parser, subcommand);
-    wrongUsage(problem, subcommand);
-    return {};
-}
 
 bool isReadable(const QString &path)
 {
@@ -113,93 +73,6 @@ QString notLoadedText(const QString &path, const QString &reason, const QString 
     if (reason.isEmpty() || reason == CANLogHandler::tr("Invalid zip file"))
         return QStringLiteral("is no archive of data chunks, or is damaged; try 'unzip -t' on it");
     return QStringLiteral("cannot be loaded: %1").arg(withAdvice(reason, advice));
-}
-
-/// Makes way for a new archive, so that what stands there afterwards is new. False after a complaint.
-bool removeFormer(const QString &path)
-{
-    const QFileInfo info(path);
-    if (info.isDir())
-        complain(path, QStringLiteral("is a folder; name the archive to write"));
-    else if (info.exists() && !info.isFile())
-        complain(path, QStringLiteral("is a pipe, socket or device; name the archive to write"));
-    else if (info.exists() && info.size() > 0 && !startsLikeAnArchive(path))
-        complain(path, QStringLiteral("is no zip archive and stays; name the archive to write"));
-    else if (!QFile::remove(path) && QFileInfo::exists(path))
-        complain(path, QStringLiteral("cannot be replaced; check the permissions of its folder"));
-    else
-        return true;
-    return false;
-}
-
-FileSizes filesOf(const QDir &folder)
-{
-    FileSizes sizes;
-    const QFileInfoList files = folder.entryInfoList(QDir::Files);
-    for (const QFileInfo &info : files) {
-        if (info.isFile()) // a link may lead to a pipe
-            sizes.insert(info.fileName(), info.size());
-    }
-    return sizes;
-}
-
-FileSizes filesIn(const QString &archivePath)
-{
-    FileSizes sizes;
-    QuaZip archive(archivePath);
-    if (archive.open(QuaZip::mdUnzip)) {
-        const QList<QuaZipFileInfo64> files = archive.getFileInfoList64();
-        for (const QuaZipFileInfo64 &info : files)
-            sizes.insert(info.name, qint64(info.uncompressedSize));
-    }
-    return sizes;
-}
-
-/// Which of the files that were in @p folder @p before the archive was written are not in it as a whole. One that
-/// another program has changed meanwhile may be there in either form.
-QStringList leftOut(const FileSizes &before, const QDir &folder, const QString &archivePath)
-{
-    const FileSizes after = filesOf(folder);
-    const FileSizes packed = filesIn(archivePath);
-    QStringList names;
-    for (auto file = before.cbegin(); file != before.cend(); ++file) {
-        if (after.value(file.key(), -1) == file.value() && packed.value(file.key(), -1) != file.value())
-            names.append(file.key());
-    }
-    return names;
-}
-
-ExitStatus runZip(const QCommandLineParser &parser, Output &out)
-{
-    const QString path = archiveAndStoreArgument(parser, QStringLiteral("zip"));
-    if (path.isEmpty())
-        return ExitStatus::WrongUsage;
-    const QString storeFolder = chosenStoreFolder(parser);
-    ChunkStore store;
-    if (!openStore(store, storeFolder, ChunkStore::Mode::Read) || !removeFormer(path))
-        return ExitStatus::Failure;
-
-    QPointer<DatachunkHandler> storePointer(&store);
-    CANLogHandler handler(storePointer);
-    const QDir folder = store.getDataChunkLocation();
-    const FileSizes files = filesOf(folder);
-    takeInterruptions(); // half an archive is worth nothing
-    Q_EMIT store.sigZipDatachunks(QFileInfo(path).absoluteFilePath(), folder);
-    QCoreApplication::processEvents(); // takes the request, which starts the job
-    QThreadPool::globalInstance()->waitForDone();
-
-    // The job reports nothing, so what it wrote is looked at.
-    if (!QFileInfo::exists(path)) {
-        complain(path, QStringLiteral("cannot be written; check the folder, its permissions and the space left"));
-        return ExitStatus::Failure;
-    }
-    const QStringList missing = leftOut(files, folder, path);
-    for (const QString &name : missing)
-        complain(path, QStringLiteral("warning: without %1, which cannot be read or is above 1 GiB").arg(name));
-    store.forEachMessage([](const CAN::CanRxMessage &, const QString &) { return true; }); // shows damage
-    complainOfDamage(store, storeFolder);
-    out.writeLine(printable(QStringLiteral("%1: %2").arg(path, contentText(chunkCountOf(path), store.messageCount()))));
-    return missing.isEmpty() && store.warnings().isEmpty() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 /// Complains of the chunks in @p folder, which an archive was unpacked into, that it does not have when it is opened as
@@ -419,18 +292,6 @@ ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
     return isFaulty ? ExitStatus::Failure : ExitStatus::Success;
 }
 
-void addArchiveOptions(QCommandLineParser &parser)
-{
-    parser.addPositionalArgument(QStringLiteral("ARCHIVE"), QStringLiteral("A zip archive of data chunks."));
-    parser.addOption(quietOption());
-}
-
-void addArchiveAndStoreOptions(QCommandLineParser &parser)
-{
-    addArchiveOptions(parser);
-    parser.addOption(storeOption());
-}
-
 void addUnzipOptions(QCommandLineParser &parser)
 {
     addArchiveAndStoreOptions(parser);
@@ -438,19 +299,6 @@ void addUnzipOptions(QCommandLineParser &parser)
 }
 
 } // namespace
-
-Subcommand zipSubcommand()
-{
-    return {
-        QStringLiteral("zip"),
-        QStringLiteral("Packs the chunk files of a store into an archive."),
-        QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
-        QStringLiteral("An archive of that name is replaced. The store stays as it is. What is damaged in it is named\n"
-                       "on standard error and packed as it is; the exit status is then 1."),
-        QStringLiteral("  canlog zip --store trips trips.zip\n"),
-        addArchiveAndStoreOptions,
-        runZip};
-}
 
 Subcommand unzipSubcommand()
 {

@@ -1,5 +1,6 @@
 #include "host/cli/filereading.h"
 #include "host/cli/formats.h"
+#include "host/cli/interruption.h"
 #include "host/cli/logfile.h"
 #include "host/cli/messagefilter.h"
 #include "host/cli/messagesource.h"
@@ -189,6 +190,7 @@ QString nothingWrittenText(const Request &request, bool isEmpty)
 
 ExitStatus convert(MessageSource &source, const Request &request, Output &out)
 {
+    takeInterruptions(); // before there is a temporary file
     Destination destination(request.output, out);
     if (!source.open() || !destination.open())
         return ExitStatus::Failure;

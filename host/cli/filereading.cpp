@@ -8,7 +8,9 @@
 #include <QPointer>
 #include <QThread>
 
+#include <exception>
 #include <memory>
+#include <new>
 
 void runInterruptibly(const std::function<void()> &work)
 {
@@ -16,9 +18,21 @@ void runInterruptibly(const std::function<void()> &work)
         work();
         return;
     }
-    const std::unique_ptr<QThread> thread(QThread::create(work));
+    // What is thrown may not leave a thread. One that cannot even begin lacks memory, too.
+    std::exception_ptr failure = std::make_exception_ptr(std::bad_alloc());
+    const auto workInThread = [&] {
+        try {
+            work();
+            failure = nullptr;
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    };
+    const std::unique_ptr<QThread> thread(QThread::create(workInThread));
     thread->start();
     thread->wait();
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 /// Which line ended the import by its @p report; empty when none did.

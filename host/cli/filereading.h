@@ -29,7 +29,7 @@ struct FileResult {
 };
 
 /// Calls @p work in a thread that is not the program's first, since only those can be interrupted, and waits for its
-/// end: in a new one, unless the current one will do.
+/// end: in a new one, unless the current one will do. What @p work throws is thrown here.
 void runInterruptibly(const std::function<void()> &work);
 
 /**

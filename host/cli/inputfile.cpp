@@ -1,5 +1,6 @@
 #include "host/cli/inputfile.h"
 
+#include "common/files.h"
 #include "common/importreport.h"
 #include "host/cli/formats.h"
 #include "host/cli/interruption.h"
@@ -103,10 +104,11 @@ QString InputFile::copyFrom(Read read)
     copy = std::make_unique<QTemporaryFile>(QDir::temp().filePath(QStringLiteral("canlog-XXXXXX.log")));
     const auto writeProblem = [this] {
         return QStringLiteral("cannot be copied to %1: %2; set TMPDIR to a folder with more space")
-            .arg(QDir::tempPath(), copy->errorString());
+            .arg(QDir::tempPath(), Files::errorText(*copy));
     };
     if (!copy->open())
         return writeProblem();
+    takeInterruptions(); // the copy is not to stay
     char block[65536];
     qint64 size = 0;
     while ((size = read(block, sizeof block)) > 0) {
@@ -131,6 +133,8 @@ QString InputFile::copyUnpacked(gzFile input)
             readProblem = QStringLiteral("cannot be read: %1").arg(qt_error_string(errno));
         return latest;
     });
+    if (wasInterrupted())
+        problem = QStringLiteral("interrupted");
     // That the end is missing shows only here.
     const bool isWhole = gzclose_r(input) == Z_OK && latest == 0;
     if (!problem.isEmpty() || isWhole)

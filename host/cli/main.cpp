@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
+#include <new>
 
 #ifdef Q_OS_UNIX
 #include <fcntl.h>
@@ -39,7 +41,7 @@ QString mainHelp()
                           "  -v, --version  Shows the version.\n"
                           "\n"
                           "Exit status: 0 all well; 1 something could not be imported, read or written;\n"
-                          "2 wrong usage; 130 ended by Ctrl-C.\n"
+                          "2 wrong usage; 130 ended by Ctrl-C, 143 by SIGTERM, 129 by SIGHUP.\n"
                           "\n"
                           "Example:\n"
                           "  canlog import examples/drive.log && canlog show --limit 20\n")
@@ -79,7 +81,8 @@ ExitStatus runSubcommand(const Subcommand &subcommand, const QStringList &argume
         return wrongUsage(parserProblem(parser), subcommand.name);
     if (!parser.isSet(QStringLiteral("help"))) {
         const ExitStatus status = subcommand.run(parser, out);
-        return wasInterrupted() ? ExitStatus::Interrupted : status;
+        // What was done before the interruption stays done.
+        return wasInterrupted() && status != ExitStatus::Success ? ExitStatus::Interrupted : status;
     }
     out.write(subcommandHelp(subcommand, parser).toLocal8Bit());
     return ExitStatus::Success;
@@ -122,6 +125,13 @@ void dropQtMessages(QtMsgType type, const QMessageLogContext &, const QString &t
         complain(text);
 }
 
+/// To be told without any memory, which may be what is missing.
+int tellOutOfMemory()
+{
+    std::fputs("canlog: not enough memory; close other programs, or raise the limit that 'ulimit -v' shows\n", stderr);
+    return static_cast<int>(ExitStatus::Failure);
+}
+
 /// Makes a failed write an error to be reported instead of the end of the program.
 void prepareStandardStreams()
 {
@@ -149,7 +159,12 @@ int main(int argc, char *argv[])
     if (!qEnvironmentVariableIsSet("QT_ENABLE_REGEXP_JIT"))
         qputenv("QT_ENABLE_REGEXP_JIT", "0");
     qInstallMessageHandler(dropQtMessages);
-    const QCoreApplication application(argc, argv);
-    Output out;
-    return static_cast<int>(out.finish(run(QCoreApplication::arguments(), out)));
+    try {
+        const QCoreApplication application(argc, argv);
+        Output out;
+        const ExitStatus status = out.finish(run(QCoreApplication::arguments(), out));
+        return status == ExitStatus::Interrupted ? interruptionStatus() : static_cast<int>(status);
+    } catch (const std::bad_alloc &) {
+        return tellOutOfMemory();
+    }
 }

@@ -4,6 +4,7 @@
 #include "host/cli/interruption.h"
 #include "host/cli/logfile.h"
 #include "host/cli/output.h"
+#include "host/cli/progressbar.h"
 #include "host/cli/storefolder.h"
 #include "host/store/notes.h"
 
@@ -70,6 +71,21 @@ private:
     QString latestNote;
     bool hasLatest = false;
 };
+
+/// Visits all messages of @p store, and wipes @p bar away at the end.
+template <typename Enter>
+void visitWithBar(ChunkStore &store, const Enter &enter, const MessageVisitor &visitor, ProgressBar &bar)
+{
+    constexpr quint64 step = 1000; // asking the clock takes longer than reading a message
+    const quint64 all = store.messageCount();
+    quint64 count = 0;
+    store.forEachMessage(enter, [&](const CAN::CanRxMessage &message, const QString &note) {
+        if (++count % step == 0)
+            bar.updateMessages(count, all);
+        return visitor(message, note);
+    });
+    bar.clear();
+}
 
 /// What is wrong with the combination of options and arguments; empty when nothing is.
 QString usageProblem(const QCommandLineParser &parser, const QString &subcommand)
@@ -154,12 +170,12 @@ ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
         return !wasInterrupted() && visitor(message, note);
     };
     if (!file)
-        return visitStore(untilInterrupted);
+        return visitStore(untilInterrupted, bar);
     VisitingStore visiting(untilInterrupted);
     return file->read(visiting, bar);
 }
 
-ExitStatus MessageSource::visitStore(const MessageVisitor &visitor)
+ExitStatus MessageSource::visitStore(const MessageVisitor &visitor, ProgressBar *bar)
 {
     const auto enter = [this](int import) {
         const bool isWanted = imports.isAll() || imports.contains(import);
@@ -167,7 +183,10 @@ ExitStatus MessageSource::visitStore(const MessageVisitor &visitor)
             importListener();
         return isWanted;
     };
-    store->forEachMessage(enter, visitor);
+    if (bar)
+        visitWithBar(*store, enter, visitor, *bar);
+    else
+        store->forEachMessage(enter, visitor);
     complainOfDamage(*store, path);
     if (wasInterrupted())
         return interrupted(path);

@@ -51,7 +51,7 @@ public:
     /**
      * Gives all messages in their order to @p visitor. Failure when something could not be read, which is known only
      * after the messages that could be; a visitor that wants no more makes none. Interrupted after Ctrl-C, see
-     * takeInterruptions(). @p bar, which may be null, is kept up to date; a store has none.
+     * takeInterruptions(). @p bar, which may be null, is kept up to date.
      *
      * Of a file, the visitor is called as runInterruptibly() has it.
      */
@@ -60,7 +60,7 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(MessageSource)
 
-    ExitStatus visitStore(const MessageVisitor &visitor);
+    ExitStatus visitStore(const MessageVisitor &visitor, ProgressBar *bar);
 
     QString path;
     std::unique_ptr<LogFile> file;     ///< null: the path is the folder of a store

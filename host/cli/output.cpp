@@ -1,8 +1,10 @@
 #include "host/cli/output.h"
 
+#include "common/files.h"
+#include "host/cli/interruption.h"
+
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 Output::Output()
 {
@@ -34,10 +36,10 @@ void Output::flush()
 ExitStatus Output::finish(ExitStatus status)
 {
     flush();
-    if (isOpen() || errorNumber == EPIPE)
+    if (isOpen() || errorNumber == EPIPE || (errorNumber == EINTR && wasInterrupted()))
         return status;
     complain(QStringLiteral("standard output"),
-             QStringLiteral("cannot be written: %1").arg(QString::fromLocal8Bit(std::strerror(errorNumber))));
+             QStringLiteral("cannot be written: %1").arg(Files::errorText(errorNumber)));
     return ExitStatus::Failure;
 }
 

@@ -63,18 +63,35 @@ void ProgressBar::clear()
 void ProgressBar::update(qint64 bytesRead, qint64 bytesTotal)
 {
     bytes = bytesRead;
-    if (!isShown || sinceStart.elapsed() < nextDrawing)
+    if (!isDue())
         return;
-    nextDrawing = sinceStart.elapsed() + drawingInterval;
-    if (bytesTotal <= 0) {
+    if (bytesTotal <= 0)
         draw(QStringLiteral("%1: %2").arg(name, megabytes(double(bytesRead))));
-        return;
-    }
-    const double share = std::min(double(bytesRead) / double(bytesTotal), 1.0);
+    else
+        drawShare(double(bytesRead) / double(bytesTotal), megabytes(double(bytesTotal)));
+}
+
+void ProgressBar::updateMessages(quint64 messagesRead, quint64 messagesTotal)
+{
+    if (isDue() && messagesTotal > 0)
+        drawShare(double(messagesRead) / double(messagesTotal), counted(messagesTotal, QStringLiteral("message")));
+}
+
+/// Whether the bar is to be drawn anew, as is assumed then.
+bool ProgressBar::isDue()
+{
+    if (!isShown || sinceStart.elapsed() < nextDrawing)
+        return false;
+    nextDrawing = sinceStart.elapsed() + drawingInterval;
+    return true;
+}
+
+void ProgressBar::drawShare(double share, const QString &total)
+{
+    share = std::min(share, 1.0);
     const QString done(int(share * barWidth), QLatin1Char('#'));
     draw(QStringLiteral("%1: [%2] %3 % of %4")
-             .arg(name, done.leftJustified(barWidth, QLatin1Char('.')), QString::number(int(share * 100)),
-                  megabytes(double(bytesTotal))));
+             .arg(name, done.leftJustified(barWidth, QLatin1Char('.')), QString::number(int(share * 100)), total));
 }
 
 void ProgressBar::finish(quint64 messageCount)

@@ -24,6 +24,8 @@ public:
 
     /// @p bytesTotal is 0 when it is not known.
     void update(qint64 bytesRead, qint64 bytesTotal);
+    /// The same where messages are counted, not bytes.
+    void updateMessages(quint64 messagesRead, quint64 messagesTotal);
     /// Wipes the bar away, so that something else can be written.
     void clear();
     /// Replaces the bar by what was read and how fast.
@@ -32,6 +34,8 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(ProgressBar)
 
+    bool isDue();
+    void drawShare(double share, const QString &total);
     void draw(const QString &text);
 
     const QString name;

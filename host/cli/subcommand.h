@@ -10,7 +10,7 @@ enum class ExitStatus {
     Success = 0,
     Failure = 1,       ///< an import failed, or a file or store could not be read
     WrongUsage = 2,    ///< the command line makes no sense; nothing was done
-    Interrupted = 130, ///< by Ctrl-C, as shells have it
+    Interrupted = 130, ///< by Ctrl-C; by another signal the program ends with that one's number
 };
 
 /**

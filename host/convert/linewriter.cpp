@@ -1,5 +1,6 @@
 #include "host/convert/linewriter.h"
 
+#include "common/files.h"
 #include "host/convert/plaintext.h"
 #include "host/store/chunkformat.h"
 #include "host/store/timetext.h"
@@ -45,7 +46,7 @@ bool LineWriter::flushIfLarge()
 bool LineWriter::flush()
 {
     if (!ChunkFormat::writeAll(device, buffer))
-        return fail(device.errorString());
+        return fail(Files::errorText(device));
     buffer.resize(0); // keeps its memory, unlike clear()
     return true;
 }

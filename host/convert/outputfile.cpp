@@ -1,5 +1,7 @@
 #include "host/convert/outputfile.h"
 
+#include "common/files.h"
+
 #include <QFileInfo>
 #include <QRandomGenerator>
 
@@ -67,7 +69,7 @@ bool OutputFile::open()
             break;
     }
     if (!file.isOpen()) {
-        const QString reason = file.errorString();
+        const QString reason = Files::errorText(file);
         file.setFileName({}); // whosever that one is
         return fail(reason);
     }
@@ -78,16 +80,21 @@ bool OutputFile::open()
 
 bool OutputFile::commit()
 {
-    // Some file systems find out no earlier that there is no space.
+    // Whoever wrote by name has closed the file; what is brought to the disk is the file's. Some file systems find out
+    // no earlier that there is no space.
+    errno = 0;
+    if (!Files::sync(file) || file.error() != QFileDevice::NoError)
+        return fail(Files::errorText(file, errno));
     file.close();
     if (file.error() != QFileDevice::NoError)
-        return fail(file.errorString());
+        return fail(Files::errorText(file, errno));
 #ifdef Q_OS_WIN
     QFile::remove(path); // there, a file is not replaced by renaming another
 #endif
     if (std::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(path).constData()) != 0)
-        return fail(qt_error_string(errno));
+        return fail(Files::errorText(errno));
     file.setFileName({});
+    Files::syncFolder(QFileInfo(path).absolutePath());
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "host/convert/sqlitewriter.h"
 
+#include "common/files.h"
 #include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
@@ -151,6 +152,6 @@ bool SqliteWriter::failed()
     // SQLite calls every failed write an I/O error; the system knows whether the disk is full.
     const int cause = sqlite3_system_errno(d->connection);
     if (sqlite3_errcode(d->connection) == SQLITE_IOERR && cause != 0)
-        return fail(qt_error_string(cause));
+        return fail(Files::errorText(cause));
     return fail(QString::fromUtf8(sqlite3_errmsg(d->connection)));
 }

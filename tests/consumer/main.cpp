@@ -42,9 +42,8 @@ int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
     CountingStore store;
-    QPointer<DatachunkHandler> pointer(&store); // outlives the handler
     QThread thread;
-    auto *const handler = new CANLogHandler(pointer);
+    auto *const handler = new CANLogHandler(&store);
     handler->moveToThread(&thread);
     QObject::connect(&thread, &QThread::finished, handler, &QObject::deleteLater);
     QObject::connect(&store, &CountingStore::finished, &application, [&](bool success) {
