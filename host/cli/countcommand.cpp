@@ -17,11 +17,10 @@ std::optional<quint64> countOf(const QString &path, const QCommandLineParser &pa
     LogFile file(path, parser);
     if (!file.open())
         return {};
-    LogStore store;
     ProgressBar bar(path, isBarWanted(parser));
-    if (file.read(store, &bar) != ExitStatus::Success)
+    if (file.read({}, &bar) != ExitStatus::Success)
         return {};
-    return store.messageCount();
+    return file.messageCount();
 }
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
