@@ -150,8 +150,12 @@ bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bo
 bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, bool flag)
 {
     importReport = {};
-    if (!QFile(path).open(QIODevice::ReadOnly))
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        importReport.readError = file.errorString();
         return false;
+    }
+    file.close();
     const Loader *const loader = loaderFor(type);
     if (!loader)
         return false;

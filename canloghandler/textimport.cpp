@@ -16,8 +16,10 @@ TextImport::~TextImport()
 
 bool TextImport::open()
 {
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly)) {
+        watch.setReadError(file.errorString());
         return false;
+    }
     lines.emplace(file, watch);
     return true;
 }

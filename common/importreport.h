@@ -40,7 +40,8 @@ public:
     qint64 otherLines = 0;   ///< lines that are no frames by the rules of the format
     qint64 droppedLines = 0; ///< lines that should be frames, but gave no message
     qint64 faultyLines = 0;  ///< lines dropped, or read in part
-    QString readError;       ///< why the file could not be read to its end, in the system's words; empty when it was
+    QString readError;       ///< why the file could not be opened, or not be read to its end, in the system's words;
+                             ///< empty when it was
     QVector<Fault> faults;   ///< the first fault of each faulty line, of the first maxFaults; a line that ended the
                              ///< import takes the place of the last one when there are more
 };

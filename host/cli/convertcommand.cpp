@@ -247,6 +247,8 @@ QString understand(const QCommandLineParser &parser, Request &request)
         return QStringLiteral("--type is for a file, a store needs none");
     if (fromStore && parser.isSet(QStringLiteral("columns")))
         return QStringLiteral("--columns is for a file, a store needs none");
+    if (fromStore && parser.isSet(QStringLiteral("strict")))
+        return QStringLiteral("--strict is for a file, a store has no lines");
     if (!fromStore) {
         if (arguments.isEmpty() || arguments.constFirst().isEmpty())
             return QStringLiteral("convert needs a file IN or --store");
@@ -299,6 +301,7 @@ void addOptions(QCommandLineParser &parser)
                       QStringLiteral("FORMAT")});
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
+    parser.addOption(LogFile::strictOption());
     parser.addOption(storeOption());
     MessageFilter::addOptions(parser, endOption);
     parser.addOption(quietOption());
@@ -323,7 +326,7 @@ Subcommand convertSubcommand()
     return {
         QStringLiteral("convert"),
         QStringLiteral("Writes the messages of a log file or of a store in another format."),
-        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
+        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
                        "       canlog convert --store DIR [OUT] [--to FORMAT] [filters]"),
         QStringLiteral(
             "Formats and their suffixes:\n"

@@ -8,6 +8,9 @@
 
 class QIODevice;
 
+/// The first bytes of a file that hold all the characters its format is found from, four bytes each, and one more.
+constexpr int detectionSize = 4 * 65536 + 5;
+
 /// What the content of a file says of its format.
 struct Detection {
     std::optional<DatachunkHelper::ImportFileType> type; ///< none: unknown

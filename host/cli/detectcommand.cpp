@@ -25,11 +25,13 @@ bool detectFile(const QString &path, Output &out)
         complain(path, problem);
         return false;
     }
-    const Detection detection = detectFormat(input.path());
+    const Detection detection = input.detect();
     out.writeLine(printable(QStringLiteral("%1: %2").arg(path, resultText(detection))));
     if (!detection.type)
         complain(path, unknownFormatText(detection));
-    return detection.type.has_value();
+    if (!input.fault().isEmpty())
+        complain(path, QStringLiteral("cannot be read any further: %1").arg(input.fault()));
+    return detection.type.has_value() && input.fault().isEmpty();
 }
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)

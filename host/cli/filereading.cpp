@@ -50,7 +50,7 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
         result.report = handler.getImportReport();
         result.errorText = handler.getLastErrorText();
         if (!result.ok && result.errorText.isEmpty())
-            result.errorText = endText(result.report);
+            result.errorText = result.report.readError.isEmpty() ? endText(result.report) : result.report.readError;
     };
     runInterruptibly(read);
     result.isInterrupted = wasInterrupted() && !result.ok;

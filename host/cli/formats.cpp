@@ -200,11 +200,11 @@ QString formatProblem(const QCommandLineParser &parser)
     return columnsProblem(parser.value(QStringLiteral("columns")));
 }
 
-const Format *formatOf(const InputFile &input, const QCommandLineParser &parser)
+const Format *formatOf(InputFile &input, const QCommandLineParser &parser)
 {
     if (const Format *format = namedFormat(parser))
         return format;
-    const Detection detection = detectFormat(input.path());
+    const Detection detection = input.detect();
     if (!detection.type) {
         complain(input.name(), unknownFormatText(detection));
         return nullptr;

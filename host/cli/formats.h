@@ -37,7 +37,7 @@ QCommandLineOption columnsOption();
 QString formatProblem(const QCommandLineParser &parser);
 /// The format to read @p input as, which is prepared: what the options say, or what its content says. Null after a
 /// complaint when the content says nothing.
-const Format *formatOf(const InputFile &input, const QCommandLineParser &parser);
+const Format *formatOf(InputFile &input, const QCommandLineParser &parser);
 /// The complaint of a file whose @p detection found no type.
 QString unknownFormatText(const Detection &detection);
 /// The text that goes with a request to read a file of @p format.

@@ -118,9 +118,17 @@ private:
             return ExitStatus::Failure;
 
         ProgressBar bar(path, isBarWanted(parser));
+        takeInterruptions();
+        const QString copyProblem = input.makeReadable(&bar);
+        if (!copyProblem.isEmpty()) {
+            bar.clear();
+            complain(path, copyProblem);
+            return ExitStatus::Failure;
+        }
         store->setSourceName(input.isCopy() ? path : QString());
-        const StoreImport import =
-            requestImport(*store, {input.path(), format->type, requestText(parser, *format)}, &bar);
+        StoreImport import = requestImport(*store, {input.path(), format->type, requestText(parser, *format)}, &bar);
+        if (import.result.report.readError.isEmpty())
+            import.result.report.readError = input.fault();
         if (import.record.state == ImportRecord::State::Succeeded)
             bar.finish(import.record.messageCount);
         else
@@ -164,6 +172,8 @@ private:
                                .arg(report.readError));
             return ExitStatus::Failure;
         }
+        if (areAllDropped(report))
+            return ExitStatus::Failure; // after the complaint that there is no message
         if (!isStrict || report.faultyLines == 0)
             return ExitStatus::Success;
         complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))
@@ -215,13 +225,15 @@ Subcommand importSubcommand()
         QStringLiteral("import"),
         QStringLiteral("Reads log files into a store."),
         QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--store DIR] [--report] [--strict] [--quiet] FILE..."),
-        QStringLiteral("The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
-                       "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
-                       "are other ones when they are no frames by the rules of the format, dropped when they should\n"
-                       "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
-                       "A file that cannot be imported, or whose format is unknown, does not stop the others; the\n"
-                       "exit status is then 1. One without messages is no failure, but named on standard error.\n"
-                       "Ctrl-C ends the import at hand with 130; the messages stored until then stay."),
+        QStringLiteral(
+            "The store is made when it does not exist yet; what it holds stays. Every file gives one line\n"
+            "with its format, messages, identifiers, time span, CAN FD, notes, lines and the store. Lines\n"
+            "are other ones when they are no frames by the rules of the format, dropped when they should\n"
+            "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
+            "A file that cannot be imported, or whose format is unknown, does not stop the others; the\n"
+            "exit status is then 1. One without messages is no failure, but named on standard error; when all\n"
+            "its frames were dropped, it is one.\n"
+            "Ctrl-C ends the import at hand with 130; the messages stored until then stay."),
         QStringLiteral("  canlog import examples/drive.log\n"
                        "  canlog import --type candump --store trips monday.log tuesday.log\n"
                        "  canlog import --columns 't ? I l d' table.txt\n"

@@ -6,7 +6,11 @@
 #include "host/cli/output.h"
 #include "host/cli/progressbar.h"
 
+#include <QCommandLineOption>
+#include <QCommandLineParser>
 #include <QThread>
+
+static const QLatin1String strictName("strict");
 
 bool LogStore::loadQclFile(QString path)
 {
@@ -44,7 +48,15 @@ bool LogFile::open()
 
 ExitStatus LogFile::read(LogStore &store, ProgressBar *bar)
 {
-    const FileResult result = readFile(store, {input.path(), format->type, requestText(options, *format)}, bar);
+    takeInterruptions();
+    const QString problem = input.makeReadable(bar);
+    if (wasInterrupted())
+        return interrupted(input.name());
+    if (!problem.isEmpty()) {
+        complain(input.name(), problem);
+        return ExitStatus::Failure;
+    }
+    FileResult result = readFile(store, {input.path(), format->type, requestText(options, *format)}, bar);
     if (bar && result.ok)
         bar->finish(store.messageCount());
     else if (bar)
@@ -57,23 +69,35 @@ ExitStatus LogFile::read(LogStore &store, ProgressBar *bar)
         complain(input.name(), notReadText(*format, store.fault().isEmpty() ? result.errorText : store.fault()));
         return ExitStatus::Failure;
     }
+    if (result.report.readError.isEmpty())
+        result.report.readError = input.fault();
     if (!result.report.readError.isEmpty()) {
         complain(input.name(), QStringLiteral("cannot be read any further: %1").arg(result.report.readError));
         return ExitStatus::Failure;
     }
-    if (store.messageCount() == 0) {
-        complain(input.name(), noMessagesText(*format, result.report));
-        return ExitStatus::Success;
-    }
-    const QString faulty = faultyLinesText(result.report);
-    if (!faulty.isEmpty())
-        complain(input.name(), faulty);
-    return ExitStatus::Success;
+    reachedEnd = true;
+    return judge(store, result.report);
+}
+
+ExitStatus LogFile::judge(const LogStore &store, const ImportReport &report) const
+{
+    const bool isFailure = areAllDropped(report) || (report.faultyLines > 0 && options.isSet(strictName));
+    if (store.messageCount() == 0)
+        complain(input.name(), noMessagesText(*format, report));
+    else if (!report.faults.isEmpty())
+        complain(input.name(), faultyLinesText(report, isFailure));
+    return isFailure ? ExitStatus::Failure : ExitStatus::Success;
+}
+
+QCommandLineOption LogFile::strictOption()
+{
+    return {strictName, QStringLiteral("Ends with 1 when a line of a FILE was dropped or read in part.")};
 }
 
 QString LogFile::warningHelp()
 {
     return QStringLiteral(
         "Lines of a FILE that were dropped or read in part are counted on standard error at the end,\n"
-        "and a file without any message is named there; the exit status is then 0 all the same.");
+        "and a file without any message is named there; the exit status is then 0 all the same, unless all\n"
+        "frames of a file were dropped, or --strict is given.");
 }

@@ -9,6 +9,7 @@
 
 class ProgressBar;
 struct Format;
+class QCommandLineOption;
 class QCommandLineParser;
 
 /// Counts the messages of one log and keeps none. What else is to be done with them, a class derived from it does.
@@ -51,17 +52,27 @@ public:
     bool open();
     /**
      * Has @p store take all messages, see readFile(). Failure when not all could be read, which is known only after
-     * those that could be; a store that stops makes none. Interrupted after Ctrl-C.
+     * those that could be, when all frames were dropped, or, with --strict, when a line is faulty; a store that stops
+     * makes none. Interrupted after Ctrl-C.
      *
      * @p bar, which may be null, is kept up to date.
      */
     ExitStatus read(LogStore &store, ProgressBar *bar);
 
+    /// Whether read() came to the end of the file, whatever its lines were.
+    bool wasReadToEnd() const { return reachedEnd; }
+
+    /// `--strict`
+    static QCommandLineOption strictOption();
     /// What the help says of logs that are not read in full.
     static QString warningHelp();
 
 private:
+    /// Of a file that was read to its end.
+    ExitStatus judge(const LogStore &store, const ImportReport &report) const;
+
     InputFile input;
     const QCommandLineParser &options;
+    bool reachedEnd = false;
     const Format *format = nullptr; ///< once it is open
 };

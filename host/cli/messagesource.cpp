@@ -83,6 +83,8 @@ QString usageProblem(const QCommandLineParser &parser, const QString &subcommand
         return QStringLiteral("--type is for a FILE, a store needs none");
     if (files == 0 && parser.isSet(QStringLiteral("columns")))
         return QStringLiteral("--columns is for a FILE, a store needs none");
+    if (files == 0 && parser.isSet(QStringLiteral("strict")))
+        return QStringLiteral("--strict is for a FILE, a store has no lines");
     const QString problem = storeProblem(parser);
     return problem.isEmpty() ? formatProblem(parser) : problem;
 }
@@ -99,11 +101,12 @@ void MessageSource::addOptions(QCommandLineParser &parser)
     parser.addOption(storeOption());
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
+    parser.addOption(LogFile::strictOption());
 }
 
 QString MessageSource::synopsis()
 {
-    return QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]]");
+    return QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES] [--strict]]");
 }
 
 bool MessageSource::choose(const QCommandLineParser &parser, const QString &subcommand)

@@ -33,7 +33,7 @@ public:
     /// True once everything was read; what a pipe still has is not known before it is read.
     bool atEnd() const override { return state == State::End && QIODevice::atEnd(); }
 
-    /// How much of the source was read, for those who show progress.
+    /// How many bytes of the source were read, for those who show progress.
     qint64 compressedBytesRead() const { return sourceBytes; }
 
 protected:
