@@ -1,82 +1,10 @@
 #include "canloghandler/canloghandler.h"
 
+#include "readers/formats.h"
+
 #include <QFile>
 
 using DatachunkHelper::ImportFileType;
-
-namespace
-{
-
-struct Request {
-    QString path;
-    ImportFileType type;
-    QString text;
-    bool flag;
-};
-
-/// How a file type is read.
-struct Loader {
-    ImportFileType type;
-    bool showsLoading; ///< whether the host shows its loading dialog meanwhile
-    bool (*load)(CANLogHandler &, const Request &);
-};
-
-constexpr auto loadPeakTrace = [](CANLogHandler &handler, const Request &request) {
-    return handler.loadPeakTraceFile(request.path, request.type);
-};
-
-constexpr Loader loaders[] = {
-    {DatachunkHelper::QclZipArchive, false,
-     [](CANLogHandler &handler, const Request &request) {
-         return request.flag ? handler.loadZipMerged(request.path) : handler.loadZipFile(request.path);
-     }},
-    {DatachunkHelper::QclFile, false,
-     [](CANLogHandler &handler, const Request &request) {
-         const QPointer<DatachunkHandler> store = handler.getPDatachunkHandler();
-         return store && store->loadQclFile(request.path);
-     }},
-    {DatachunkHelper::NorvikTxt, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadNorvikTxtFile(request.path); }},
-    {DatachunkHelper::PeakTraceReserved, true, loadPeakTrace},
-    {DatachunkHelper::PeakTraceV11, true, loadPeakTrace},
-    {DatachunkHelper::PeakTraceV12, true, loadPeakTrace},
-    {DatachunkHelper::PeakTraceV13, true, loadPeakTrace},
-    {DatachunkHelper::PeakTraceV20, true, loadPeakTrace},
-    {DatachunkHelper::PeakTraceV21, true, loadPeakTrace},
-    {DatachunkHelper::SocketCanDump, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadSocketCanDump(request.path); }},
-    {DatachunkHelper::KvaserTxtLog, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadKvaserTxtLog(request.path); }},
-    {DatachunkHelper::KvaserCanKingLog, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadKvaserCanKingLog(request.path); }},
-    {DatachunkHelper::VectorAscLog, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadVectorAscLog(request.path); }},
-    {DatachunkHelper::VectorAscLogWithoutBitcount, true,
-     [](CANLogHandler &handler, const Request &request) {
-         return handler.loadVectorAscLogWithoutBitcount(request.path);
-     }},
-    {DatachunkHelper::CoCTTLog, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadCoCTTFile(request.path); }},
-    {DatachunkHelper::IxxatLog, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadIxxatFile(request.path); }},
-    {DatachunkHelper::WiresharkCsv, true,
-     [](CANLogHandler &handler, const Request &request) { return handler.loadWiresharkCSV(request.path); }},
-    {DatachunkHelper::GenericFile, true,
-     [](CANLogHandler &handler, const Request &request) {
-         return handler.loadGenericFile(request.path, request.text);
-     }},
-};
-
-const Loader *loaderFor(ImportFileType type)
-{
-    for (const Loader &loader : loaders) {
-        if (loader.type == type)
-            return &loader;
-    }
-    return nullptr;
-}
-
-} // namespace
 
 CANLogHandler::CANLogHandler(QPointer<DatachunkHandler> &handler, QObject *parent)
     : QObject(parent)
@@ -127,21 +55,35 @@ ImportReport CANLogHandler::getImportReport() const
     return importReport;
 }
 
-std::function<void(qint64, qint64)> CANLogHandler::progressSignal()
+bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bool flag)
 {
-    return [this](qint64 bytesRead, qint64 bytesTotal) { Q_EMIT importProgress(bytesRead, bytesTotal); };
+    return runWithNotices(path, type, flag, [&] { return importFile(path, type, text, flag); });
 }
 
-bool CANLogHandler::loadFile(QString path, ImportFileType type, QString text, bool flag)
+bool CANLogHandler::loadDevice(QIODevice &device, const QString &name, ImportFileType type, const QString &text,
+                               bool flag)
+{
+    return runWithNotices(name, type, flag, [&] {
+        importReport = {};
+        return device.isReadable() && importLog(name, &device, type, text);
+    });
+}
+
+/// The handler may be deleted in any call of the store and in any slot.
+bool CANLogHandler::runWithNotices(const QString &path, ImportFileType type, bool flag,
+                                   const std::function<bool()> &import)
 {
     if (!pDatachunkHandler)
         return false;
+    const QPointer<CANLogHandler> self(this);
     if (type != DatachunkHelper::QclZipArchive)
         pDatachunkHandler->setImportStarted();
-    const bool ok = importFile(path, type, text, flag);
+    if (!self)
+        return false;
+    const bool ok = import();
     // An unpacked archive tells its end by notifyZipFileLoaded() alone.
-    if (ok && type == DatachunkHelper::QclZipArchive && !flag)
-        return true;
+    if (!self || (ok && type == DatachunkHelper::QclZipArchive && !flag))
+        return ok;
     if (pDatachunkHandler)
         pDatachunkHandler->setImportFinished(ok, type, path, true);
     return ok;
@@ -156,13 +98,24 @@ bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, 
         return false;
     }
     file.close();
-    const Loader *const loader = loaderFor(type);
-    if (!loader)
+    switch (type) {
+    case DatachunkHelper::QclZipArchive:
+        return flag ? loadZipMerged(path) : loadZipFile(path);
+    case DatachunkHelper::QclFile:
+        return pDatachunkHandler && pDatachunkHandler->loadQclFile(path);
+    default:
+        return importLog(path, nullptr, type, text);
+    }
+}
+
+bool CANLogHandler::importLog(const QString &path, QIODevice *device, ImportFileType type, const QString &text)
+{
+    if (!findLogFormat(type) && type != DatachunkHelper::PeakTraceReserved)
         return false;
-    if (loader->showsLoading)
-        Q_EMIT showLoadingDialog(true);
-    const bool ok = loader->load(*this, {path, type, text, flag});
-    if (loader->showsLoading)
+    const QPointer<CANLogHandler> self(this);
+    Q_EMIT showLoadingDialog(true);
+    const bool ok = self && loadLog(path, device, type, text);
+    if (self)
         Q_EMIT showLoadingDialog(false);
     return ok;
 }

@@ -14,13 +14,15 @@
 #include <atomic>
 #include <functional>
 
+class QIODevice;
+
 /**
  * Reads CAN log files into the host's store and packs the store's chunk files into zip archives.
  *
  * The host creates one handler on its store. From then on the store's sigImportRequest and sigZipDatachunks are
  * carried out in the handler's thread, one import after the other, each for as long as the file takes; the store is
  * answered by calls of its functions. The handler owns no store and keeps no messages beyond the batch it is filling
- * or, of a format that an importer class reads, the file. docs/host.md describes all of it from the host's side.
+ * or, of a format that is delivered as one list, the file. docs/host.md describes all of it from the host's side.
  */
 class CANLOGHANDLER_EXPORT CANLogHandler : public QObject
 {
@@ -60,6 +62,14 @@ public:
     bool importFile(QString path, DatachunkHelper::ImportFileType type, QString text, bool flag);
 
     /**
+     * As loadFile(), for a log that is read from @p device, which is open for reading, not owned, and called @p name in
+     * notices and error texts. It is read from where it stands and may be sequential: a pipe, a socket, or one that
+     * decompresses. Archives and native chunks need a file: false for those.
+     */
+    bool loadDevice(QIODevice &device, const QString &name, DatachunkHelper::ImportFileType type, const QString &text,
+                    bool flag);
+
+    /**
      * Loaders, one per format. Each reads the file @p path into the store in batches of 100000 messages and one final
      * batch, which may be empty, and returns false when the file cannot be opened or the import was interrupted. There
      * are notes where it says so.
@@ -80,9 +90,9 @@ public:
     /** @} */
 
     /**
-     * Loaders through the importer classes. Each reads the file @p path as a whole and delivers all its messages and
-     * notes to the store in one call. False, and nothing delivered, when the file cannot be opened, a line of it is
-     * malformed or the import was interrupted; getLastErrorText() is then the importer's.
+     * Loaders of the formats that importer classes offer, too. Each reads the file @p path as a whole and delivers all
+     * its messages and notes to the store in one call. False, and nothing delivered, when the file cannot be opened, a
+     * line of it is malformed or the import was interrupted; getLastErrorText() is then what the importer would say.
      * @{
      */
     /// @p type is one of the PCAN trace versions; PeakTraceReserved has no reader and fails.
@@ -148,8 +158,14 @@ Q_SIGNALS:
 private:
     Q_DISABLE_COPY_MOVE(CANLogHandler)
 
+    friend class Delivery;
+
     void connectStore();
-    std::function<void(qint64, qint64)> progressSignal();
+    bool runWithNotices(const QString &path, DatachunkHelper::ImportFileType type, bool flag,
+                        const std::function<bool()> &import);
+    bool importLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type, const QString &text);
+    bool loadLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type, const QString &columns);
+    static QString noErrorText(DatachunkHelper::ImportFileType type);
 
     QPointer<DatachunkHandler> &pDatachunkHandler;
     QString lastErrorText;

@@ -39,6 +39,8 @@ public:
         if (++used == batchSize)
             deliver();
     }
+    /// Whether nothing was taken since the latest delivery.
+    bool isEmpty() const { return used == 0; }
     /// The final delivery.
     void finish();
     /// How many messages were taken so far.

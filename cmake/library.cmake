@@ -1,4 +1,5 @@
-# The shared library. Dependencies between its folders run downwards only: canloghandler, importers, common.
+# The shared library. Dependencies between its folders run downwards only: canloghandler, importers,
+# readers, common.
 include(GenerateExportHeader)
 
 set(public_headers
@@ -7,19 +8,21 @@ set(public_headers
   common/datachunkhandler.h
   common/datachunkhelper.h
   common/importreport.h
+  common/loginfo.h
   canloghandler/canloghandler.h
   importers/cocttimporter.h
   importers/genericfileimporter.h
   importers/ixxatfileimporter.h
   importers/listimporter.h
   importers/peaktraceimporter.h
+  readers/formats.h
+  readers/framereader.h
 )
 
 # What is not exported but deserves tests of its own is compiled once, as objects, and linked into the library and into
 # those tests.
 add_library(CANLogHandlerInternals OBJECT
   canloghandler/messagebatch.cpp
-  canloghandler/textimport.cpp
   common/importwatch.cpp
   common/text/fields.cpp
   common/text/linereader.cpp
@@ -34,13 +37,8 @@ target_link_libraries(CANLogHandlerInternals PUBLIC Qt5::Core)
 add_library(CANLogHandler SHARED
   common/datachunkhandler.cpp
   canloghandler/canloghandler.cpp
-  canloghandler/importerfiles.cpp
-  canloghandler/kvasercankinglog.cpp
-  canloghandler/kvasertxtlog.cpp
-  canloghandler/norviktxtfile.cpp
-  canloghandler/socketcandump.cpp
-  canloghandler/vectorasclog.cpp
-  canloghandler/wiresharkcsv.cpp
+  canloghandler/delivery.cpp
+  canloghandler/logloading.cpp
   canloghandler/ziploading.cpp
   canloghandler/zipwriting.cpp
   importers/cocttimporter.cpp
@@ -48,6 +46,20 @@ add_library(CANLogHandler SHARED
   importers/ixxatfileimporter.cpp
   importers/listimporter.cpp
   importers/peaktraceimporter.cpp
+  readers/coctt.cpp
+  readers/formats.cpp
+  readers/framereader.cpp
+  readers/generic.cpp
+  readers/ixxat.cpp
+  readers/kvasercankinglog.cpp
+  readers/kvasertxtlog.cpp
+  readers/listreader.cpp
+  readers/norviktxtfile.cpp
+  readers/peaktrace.cpp
+  readers/socketcandump.cpp
+  readers/textreader.cpp
+  readers/vectorasclog.cpp
+  readers/wiresharkcsv.cpp
   ${public_headers}
 )
 add_library(CANLogHandler::CANLogHandler ALIAS CANLogHandler)

@@ -1,8 +1,5 @@
 #include "common/importwatch.h"
 
-#include <QFile>
-#include <QThread>
-
 #include <functional>
 
 QString ImportReport::reasonText(Reason reason)
@@ -24,8 +21,7 @@ QString ImportReport::reasonText(Reason reason)
 
 void ImportWatch::start()
 {
-    report = {};
-    interrupted = false;
+    soFar = {};
     pass();
 }
 
@@ -43,30 +39,25 @@ void ImportWatch::note(QStringView where, Reason why)
 
 void ImportWatch::settle()
 {
+    addFault(soFar);
+    pass();
+}
+
+void ImportWatch::addFault(ImportReport &report) const
+{
     ++report.faultyLines;
     report.droppedLines += isDropped ? 1 : 0;
     if (report.faults.size() < ImportReport::maxFaults)
         report.faults.append({report.lines, column, reason});
     else if (reason == Reason::EndsImport) // why there is no more says more than one fault among so many
         report.faults.last() = {report.lines, column, reason};
-    pass();
 }
 
-LineReader::BlockRead ImportWatch::blockRead(const QFile &file)
+ImportReport ImportWatch::report(qint64 messageCount) const
 {
-    const qint64 total = file.isSequential() ? 0 : file.size();
-    return [this, total](qint64 bytesRead) {
-        if (progress)
-            progress(bytesRead, total);
-        interrupted = QThread::currentThread()->isInterruptionRequested();
-        return !interrupted;
-    };
-}
-
-ImportReport ImportWatch::finishedReport(qint64 messageCount)
-{
+    ImportReport report = soFar;
     if (isFaulty)
-        settle();
+        addFault(report);
     report.messages = messageCount;
     report.otherLines = report.lines - report.messages - report.droppedLines;
     return report;

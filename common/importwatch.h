@@ -1,25 +1,19 @@
 #pragma once
 
 #include "common/importreport.h"
-#include "common/text/linereader.h"
 #include "common/text/numbers.h"
 
-#include <functional>
+#include <QStringView>
 
 /**
- * Watches over one file while it is imported: counts its lines, gathers what is wrong with them for the report, tells
- * how far reading has come, and notices when it is to stop.
+ * Watches over one log while it is read: counts its lines and gathers what is wrong with them for the report.
  *
- * Loaders read the numbers of a line through it. A sound line costs no more than without.
+ * Readers read the numbers of a line through it. A sound line costs no more than without.
  */
 class ImportWatch
 {
 public:
     using Reason = ImportReport::Reason;
-    using Progress = std::function<void(qint64 bytesRead, qint64 bytesTotal)>;
-
-    /// Called after each block that was read; @p bytesTotal is 0 when it is not known.
-    void setProgress(const Progress &newProgress) { progress = newProgress; }
 
     /// Forgets the file before.
     void start();
@@ -30,7 +24,7 @@ public:
             settle();
         begin = line.begin();
         end = line.end();
-        ++report.lines;
+        ++soFar.lines;
     }
     /// The line stays a message, or becomes none by the rules of the format; what is wrong with it stands at @p where.
     /// Only the first fault of a line counts.
@@ -85,23 +79,20 @@ public:
         return time;
     }
 
-    /// For LineReader: tells the progress in @p file. False when reading is to stop.
-    LineReader::BlockRead blockRead(const QFile &file);
     /// To be called after the last line, with LineReader::readError().
-    void setReadError(const QString &error) { report.readError = error; }
-    /// Whether the importing thread was asked to stop, see QThread::requestInterruption().
-    bool isInterrupted() const { return interrupted; }
+    void setReadError(const QString &error) { soFar.readError = error; }
+    /// Of the current line, from 1.
+    qint64 lineNumber() const { return soFar.lines; }
 
-    /// The report on the file that was read, which gave @p messageCount messages.
-    ImportReport finishedReport(qint64 messageCount);
+    /// The report on what was read so far, which gave @p messageCount messages.
+    ImportReport report(qint64 messageCount) const;
 
 private:
     void note(QStringView where, Reason why);
     void settle();
+    void addFault(ImportReport &report) const;
 
-    ImportReport report;
-    Progress progress;
-    bool interrupted = false;
+    ImportReport soFar;
 
     // The current line
     const QChar *begin = nullptr;
@@ -110,30 +101,4 @@ private:
     bool isDropped = false;
     int column = 0;
     Reason reason = Reason::NotANumber;
-};
-
-/// The lines of a file under watch.
-class WatchedLines
-{
-public:
-    /// Neither is owned; both must live as long.
-    WatchedLines(QFile &file, ImportWatch &importWatch)
-        : reader(file, importWatch.blockRead(file))
-        , watch(importWatch)
-    {
-    }
-    bool next()
-    {
-        if (!reader.next()) {
-            watch.setReadError(reader.readError());
-            return false;
-        }
-        watch.beginLine(reader.line());
-        return true;
-    }
-    QStringView line() const { return reader.line(); }
-
-private:
-    LineReader reader;
-    ImportWatch &watch;
 };

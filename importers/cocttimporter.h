@@ -2,8 +2,6 @@
 
 #include "importers/listimporter.h"
 
-#include <memory>
-
 /**
  * Reads one log of the CANopen conformance test tool into a caller's list; the notices, information and errors of the
  * test become notes to the message that follows them. One object reads one file.
@@ -30,12 +28,4 @@ public:
     /// Files @p line, simplified, as a note to the next message, if it has a colon; after a note that is there already
     /// with " | " between.
     void importNoticeLine(QString line);
-
-private:
-    class FrameLine;
-
-    bool importFrame(QStringView line);
-    void importNotice(QStringView line);
-
-    std::unique_ptr<FrameLine> frameLine;
 };

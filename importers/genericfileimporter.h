@@ -2,9 +2,7 @@
 
 #include "importers/listimporter.h"
 
-#include <vector>
-
-class Fields;
+class GenericColumns;
 
 /**
  * Reads one file of lines with one frame each into a caller's list, by a description of their columns. It makes no
@@ -42,9 +40,5 @@ public:
     void resetColumnsPos();
 
 private:
-    enum class Column : unsigned char;
-
-    bool importFields(const Fields &fields);
-
-    std::vector<Column> columns;
+    GenericColumns &columns();
 };

@@ -4,7 +4,7 @@
 
 #include <QStringList>
 
-#include <memory>
+class IxxatTable;
 
 /**
  * Reads one Ixxat log, a table whose header row names the columns, into a caller's list. It makes no notes. One object
@@ -46,20 +46,5 @@ public:
     void convertTimestringAndSetToCanMsg(QString text, CAN::CanRxMessage &message);
 
 private:
-    class Row;
-
-    void importRow(QStringView line);
-
-    static const QList<QChar> possibleSeparators;
-
-    // Positions of the columns, -1 for a missing one. A position above 127 does not fit and becomes another, which no
-    // real file has.
-    qint8 timeColumn = -1;
-    qint8 typeColumn = -1;
-    qint8 idColumn = -1;
-    qint8 dlcColumn = -1;
-    qint8 dataColumn = -1;
-    bool columnsValid = false;
-    QChar separator;
-    std::unique_ptr<Row> row;
+    IxxatTable &table();
 };

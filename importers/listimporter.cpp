@@ -1,12 +1,16 @@
 #include "importers/listimporter.h"
 
-#include "common/importwatch.h"
 #include "common/text/fields.h"
+#include "readers/listreader.h"
 
-ListImporter::ListImporter(const QString &noError, QObject *parent)
+#include <QFile>
+
+#include <utility>
+
+ListImporter::ListImporter(const QString &noError, std::unique_ptr<ListReader> fileReader, QObject *parent)
     : QObject(parent)
     , errorString(noError)
-    , watch(std::make_unique<ImportWatch>())
+    , reader(std::move(fileReader))
 {
 }
 
@@ -19,18 +23,32 @@ QString ListImporter::getErrorString() const
 
 ImportReport ListImporter::getImportReport() const
 {
-    return watch->finishedReport(messageCounter);
+    return reader->lineWatch().report(messageCounter);
 }
 
 void ListImporter::setProgress(const std::function<void(qint64, qint64)> &progress)
 {
-    watch->setProgress(progress);
+    reader->setProgress(progress);
 }
 
-void ListImporter::startFile()
+bool ListImporter::appendFile(const QString &path)
 {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
     messageCounter = 0;
-    watch->start();
+    reader->open(file, path);
+    while (reader->next()) {
+        if (reader->hasNote())
+            addNote(reader->takeNote());
+        CAN::CanRxMessage message = reader->frame();
+        appendNumbered(message);
+    }
+    if (reader->hasNote())
+        addNote(reader->takeNote());
+    if (!reader->errorString().isEmpty())
+        errorString = reader->errorString();
+    return reader->atEnd();
 }
 
 bool ListImporter::setTargets(QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes)

@@ -12,7 +12,7 @@
 #include <functional>
 #include <memory>
 
-class ImportWatch;
+class ListReader;
 
 /**
  * What the importer classes share: the caller's list and notes, which they fill from one whole file, the number of the
@@ -36,14 +36,15 @@ public:
     void addMessageToMessageList(CAN::CanRxMessage msg);
 
 protected:
-    /// @p noError is the error text to begin with.
-    ListImporter(const QString &noError, QObject *parent);
+    /// @p noError is the error text to begin with, @p fileReader reads the files of this importer.
+    ListImporter(const QString &noError, std::unique_ptr<ListReader> fileReader, QObject *parent);
     ~ListImporter() override;
 
     /// Where messages and notes go from now on. False, and nothing changed, without a list; @p notes may be null.
     bool setTargets(QList<CAN::CanRxMessage> *messages, QMap<unsigned int, QString> *notes);
-    /// To be called when a file is read anew: its messages are counted and watched from the beginning.
-    void startFile();
+    /// Reads the file @p path to its end, into the list and the notes. False when it cannot be opened, and when it
+    /// could not be read.
+    bool appendFile(const QString &path);
     /// Numbers @p message and appends it.
     void appendNumbered(CAN::CanRxMessage &message);
     /// Files @p text, simplified, under the next message, after what is filed there already.
@@ -53,7 +54,7 @@ protected:
     QMap<unsigned int, QString> *notesMap = nullptr;
     quint32 messageCounter = 0; ///< number of the next message
     QString errorString;
-    const std::unique_ptr<ImportWatch> watch;
+    const std::unique_ptr<ListReader> reader;
 
 private:
     Q_DISABLE_COPY_MOVE(ListImporter)

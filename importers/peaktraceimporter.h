@@ -5,9 +5,7 @@
 
 #include <QStringList>
 
-#include <initializer_list>
-
-class Fields;
+class PeakTraceReader;
 
 /**
  * Reads one PCAN trace file, version 1.1, 1.2, 1.3, 2.0 or 2.1, into a caller's list, and its warnings (versions 1.x)
@@ -66,19 +64,6 @@ Q_SIGNALS:
     void newMessage(CAN::CanRxMessage msg);
 
 private:
-    bool importVersion1File(const QString &path, std::initializer_list<int> extraColumns);
-    bool importVersion2File(const QString &path, bool needsPlaceholder);
-    bool importVersion1Line(const Fields &words);
-    bool importVersion2Line(const Fields &words);
-    bool failAtLine(int number, const QString &path);
-
-    // Positions of the columns of versions 2.x, -1 for a missing one. A position above 127 does not fit and becomes
-    // another, which no real file has.
-    qint8 timeColumn = 0;      ///< "O"
-    qint8 typeColumn = 0;      ///< "T"
-    qint8 idColumn = 0;        ///< "I"
-    qint8 directionColumn = 0; ///< "d"
-    qint8 lengthColumn = 0;    ///< "l" or "L"
-    qint8 dataColumn = 0;      ///< "D"
-    qint8 reservedColumn = 0;  ///< "R"
+    bool importVersion(const QString &path, DatachunkHelper::ImportFileType type);
+    PeakTraceReader &traceReader();
 };

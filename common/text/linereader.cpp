@@ -14,10 +14,11 @@ namespace
 {
 
 constexpr int blockSize = 16384; // QTextStream's
+constexpr int maxMarkSize = 4;   // of a byte-order mark, by which the codec is found
 
 } // namespace
 
-LineReader::LineReader(QFile &source, BlockRead newBlockRead)
+LineReader::LineReader(QIODevice &source, BlockRead newBlockRead)
     : file(source)
     , blockRead(std::move(newBlockRead))
 {
@@ -26,7 +27,32 @@ LineReader::LineReader(QFile &source, BlockRead newBlockRead)
 bool LineReader::atEnd() const
 {
     // A pipe cannot say whether it is at its end before it is read.
-    return !file.isSequential() && file.atEnd();
+    return seen.size() == seenTaken && !file.isSequential() && file.atEnd();
+}
+
+QString LineReader::peek(int count, const std::function<bool(const QString &)> &isEnough)
+{
+    char block[blockSize];
+    QString text;
+    std::optional<QTextCodec::ConverterState> peekState(std::in_place);
+    while (text.size() < count && !isEnough(text)) {
+        const qint64 size = readDevice(block, seen.isEmpty());
+        if (size <= 0)
+            break;
+        seen.append(block, int(size));
+        text += codecFor(seen)->toUnicode(block, int(size), &*peekState);
+    }
+    error.clear(); // what could not be read shows again
+    text.truncate(count);
+    return text;
+}
+
+/// UTF with a byte-order mark at the beginning of @p start, otherwise the locale's.
+QTextCodec *LineReader::codecFor(const QByteArray &start)
+{
+    if (!codec)
+        codec = QTextCodec::codecForUtfText(start, QTextCodec::codecForLocale());
+    return codec;
 }
 
 bool LineReader::next()
@@ -87,19 +113,60 @@ bool LineReader::fill()
     lineStart = 0;
 
     char block[blockSize];
-    const qint64 count = file.read(block, blockSize);
-    if (count < 0)
-        error = file.errorString();
+    const qint64 count = readBlock(block);
     if (count <= 0)
         return false;
     bytes += count;
     stopped = blockRead && !blockRead(bytes);
     if (stopped)
         return false;
-    if (!codec)
-        codec = QTextCodec::codecForUtfText(QByteArray::fromRawData(block, int(count)), QTextCodec::codecForLocale());
-    buffer += codec->toUnicode(block, int(count), &*state);
+    buffer += codecFor(QByteArray::fromRawData(block, int(count)))->toUnicode(block, int(count), &*state);
     return true;
+}
+
+/// The next block, of what peek() has seen or of the device.
+qint64 LineReader::readBlock(char *block)
+{
+    const int left = std::min(seen.size() - seenTaken, blockSize);
+    if (left == 0)
+        return readDevice(block, bytes == 0);
+    std::copy_n(seen.cbegin() + seenTaken, left, block);
+    seenTaken += left;
+    if (seenTaken == seen.size()) {
+        seen.clear();
+        seenTaken = 0;
+    }
+    return left;
+}
+
+/// The next block of the device; the first one of a log has the whole byte-order mark, where there is one.
+qint64 LineReader::readDevice(char *block, bool isFirst)
+{
+    if (!file.isSequential()) {
+        const qint64 count = file.read(block, blockSize);
+        if (count < 0)
+            error = file.errorString();
+        return count;
+    }
+    qint64 size = 0;
+    do {
+        const qint64 count = file.read(block + size, blockSize - size);
+        if (count > 0)
+            size += count;
+        else if (count < 0)
+            return endOfDevice(size);
+        else if (!file.waitForReadyRead(-1))
+            return size;
+    } while (size == 0 || (isFirst && size < maxMarkSize));
+    return size;
+}
+
+/// A sequential device may say by an error that nothing will come any more: it has no text for that.
+qint64 LineReader::endOfDevice(qint64 size)
+{
+    if (file.errorString() != QIODevice::tr("Unknown error"))
+        error = file.errorString();
+    return size;
 }
 
 bool LineReader::rewind()
@@ -112,6 +179,8 @@ bool LineReader::rewind()
     lineFeeds = 0;
     ended = stopped = false;
     error.clear();
+    seen.clear();
+    seenTaken = 0;
     bytes = 0;
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QFile>
+#include <QByteArray>
+#include <QIODevice>
 #include <QString>
 #include <QTextCodec>
 
@@ -8,7 +9,7 @@
 #include <optional>
 
 /**
- * Hands out the lines of an open file as views: the same lines, to the last character, as
+ * Hands out the lines of an open file or other device as views: the same lines, to the last character, as
  *
  *     QTextStream stream(&file);
  *     while (!stream.atEnd())
@@ -17,9 +18,10 @@
  * gives for a file that stays as it is, with the stream's default codec and its byte-order marks. A line ends at a
  * line feed; one carriage return before it, or at the end of the file, belongs to the line end.
  *
- * A pipe, of which that loop would give nothing, is read to its end. No line costs an allocation. Only the end of a
- * line longer than maxLineLength is lost: no tool writes such a line, and a broken file must not fill the memory. A
- * file that cannot be read any further ends there, and readError() says why.
+ * A pipe, of which that loop would give nothing, is read to its end: until there is nothing to be read and waiting for
+ * more is in vain. Of a sequential device a line is given as soon as its end was read. No line costs an allocation.
+ * Only the end of a line longer than maxLineLength is lost: no tool writes such a line, and a broken file must not fill
+ * the memory. A file that cannot be read any further ends there, and readError() says why.
  */
 class LineReader
 {
@@ -31,7 +33,12 @@ public:
     using BlockRead = std::function<bool(qint64 bytesRead)>;
 
     /// Reads @p file from where it stands; the file is not owned and must be open for reading.
-    explicit LineReader(QFile &file, BlockRead blockRead = {});
+    explicit LineReader(QIODevice &file, BlockRead blockRead = {});
+
+    /// The first @p count characters, or fewer when the file is shorter or @p isEnough says of the text so far that it
+    /// will do. To be called before the first next(), which starts with the first line all the same: what was read is
+    /// kept until then, so that also a pipe can be looked at.
+    QString peek(int count, const std::function<bool(const QString &)> &isEnough);
 
     /// Moves to the next line. False after the last one.
     bool next();
@@ -53,8 +60,14 @@ private:
     bool atEnd() const;
     int findLineFeed();
     bool fill();
+    qint64 readBlock(char *block);
+    qint64 readDevice(char *block, bool isFirst);
+    qint64 endOfDevice(qint64 size);
+    QTextCodec *codecFor(const QByteArray &start);
 
-    QFile &file;
+    QIODevice &file;
+    QByteArray seen;   ///< by peek(), to be read before the rest of the file
+    int seenTaken = 0; ///< how much of it was read
     QTextCodec *codec = nullptr;
     std::optional<QTextCodec::ConverterState> state{std::in_place};
     QString buffer;    ///< decoded text from the current line on

@@ -212,6 +212,14 @@ const Format *formatOf(InputFile &input, const QCommandLineParser &parser)
     return findFormat(*detection.type);
 }
 
+bool isReadable(InputFile &input, const Format &format)
+{
+    const QString problem = format.type == DatachunkHelper::QclFile ? input.copyToFile() : QString();
+    if (!problem.isEmpty())
+        complain(input.name(), problem);
+    return problem.isEmpty();
+}
+
 QString unknownFormatText(const Detection &detection)
 {
     if (!detection.advice.isEmpty())

@@ -114,21 +114,12 @@ private:
             return ExitStatus::Failure;
         }
         const Format *format = formatOf(input, parser);
-        if (!format || !prepareStore())
+        if (!format || !isReadable(input, *format) || !prepareStore())
             return ExitStatus::Failure;
 
         ProgressBar bar(path, isBarWanted(parser));
-        takeInterruptions();
-        const QString copyProblem = input.makeReadable(&bar);
-        if (!copyProblem.isEmpty()) {
-            bar.clear();
-            complain(path, copyProblem);
-            return ExitStatus::Failure;
-        }
         store->setSourceName(input.isCopy() ? path : QString());
         StoreImport import = requestImport(*store, {input.path(), format->type, requestText(parser, *format)}, &bar);
-        if (import.result.report.readError.isEmpty())
-            import.result.report.readError = input.fault();
         if (import.record.state == ImportRecord::State::Succeeded)
             bar.finish(import.record.messageCount);
         else

@@ -4,7 +4,6 @@
 #include "host/cli/formats.h"
 #include "host/cli/interruption.h"
 #include "host/cli/output.h"
-#include "host/cli/progressbar.h"
 #include "host/reading/pipedevice.h"
 #include "host/store/chunkstore.h"
 
@@ -145,20 +144,25 @@ Detection InputFile::detect()
 
 QString InputFile::fault() const
 {
-    const QString fault = copyFault.isEmpty() && content ? content->fault() : copyFault;
-    return gzip && !fault.isEmpty() ? QStringLiteral("%1; try 'gzip --test' on it").arg(fault) : fault;
+    const QString fault = content ? content->fault() : QString();
+    return fault.isEmpty() ? fault : withAdvice(fault);
+}
+
+QString InputFile::withAdvice(const QString &reason) const
+{
+    return gzip ? QStringLiteral("%1; try 'gzip --test' on it").arg(reason) : reason;
 }
 
 qint64 InputFile::bytesRead() const
 {
-    return gzip ? gzip->compressedBytesRead() : copy->pos();
+    return gzip ? gzip->compressedBytesRead() : content->bytesGiven();
 }
 
-QString InputFile::makeReadable(ProgressBar *bar)
+QString InputFile::copyToFile()
 {
     if (!content)
         return {};
-    copy = std::make_unique<QTemporaryFile>(QDir::temp().filePath(QStringLiteral("canlog-XXXXXX.log")));
+    copy = std::make_unique<QTemporaryFile>(QDir::temp().filePath(QStringLiteral("canlog-XXXXXX.qcl")));
     const auto writeProblem = [this] {
         return QStringLiteral("cannot be copied to %1: %2; set TMPDIR to a folder with more space")
             .arg(QDir::tempPath(), copy->errorString());
@@ -170,12 +174,10 @@ QString InputFile::makeReadable(ProgressBar *bar)
     while ((size = content->read(block, sizeof block)) > 0) {
         if (copy->write(block, size) != size)
             return writeProblem();
-        if (bar)
-            bar->update(bytesRead(), source->isSequential() ? 0 : source->size());
         if (wasInterrupted())
             return QStringLiteral("interrupted");
     }
     if (size < 0)
-        copyFault = content->errorString();
+        return QStringLiteral("cannot be read: %1").arg(withAdvice(content->errorString()));
     return copy->flush() ? QString() : writeProblem();
 }

@@ -9,7 +9,6 @@
 
 #include <memory>
 
-class ProgressBar;
 struct Format;
 struct ImportReport;
 
@@ -29,8 +28,8 @@ bool areAllDropped(const ImportReport &report);
 QString faultyLinesText(const ImportReport &report, bool isFailure = false);
 
 /**
- * A log named on the command line: a plain file, which the library reads by its path, or standard input ("-") or what
- * gzip compressed, which is copied to a temporary file before; that goes with this object.
+ * A log named on the command line: a plain file, which the library reads by its path, or a stream, which it reads as it
+ * comes: standard input ("-"), and what gzip compressed.
  */
 class InputFile
 {
@@ -44,29 +43,35 @@ public:
     QString name() const { return argument; }
     /// What its first bytes say of its format; reads no more than is needed for that.
     Detection detect();
-
-    /// Makes path() readable; to be called once, after prepare(). Returns as that does. @p bar, which may be null, is
-    /// kept up to date.
-    QString makeReadable(ProgressBar *bar);
-    /// The plain file to be read.
-    QString path() const { return copy ? copy->fileName() : argument; }
-    bool isCopy() const { return copy != nullptr; }
-    /// Why the file ends before its end, for people; empty when it does not.
+    /// Why what detect() looked at ends before the end of the file; empty when it does not.
     QString fault() const;
+
+    /// A native chunk is read by its path only: a stream is copied to a temporary file, which goes with this object.
+    /// Returns as prepare() does.
+    QString copyToFile();
+
+    /// The plain file to be read, or the name of a stream.
+    QString path() const { return copy ? copy->fileName() : argument; }
+    bool isStream() const { return content && !copy; }
+    /// Of a stream: what is to be read, once; in bytes of the file, how much of it was read and how much there is, 0
+    /// when that is not known.
+    QIODevice &device() const { return *content; }
+    qint64 bytesRead() const;
+    qint64 bytesTotal() const { return source->isSequential() ? 0 : source->size(); }
+    /// What to say of a stream that cannot be read any further because of @p reason.
+    QString withAdvice(const QString &reason) const;
 
 private:
     Q_DISABLE_COPY_MOVE(InputFile)
 
     QString openStream();
-    qint64 bytesRead() const;
 
     const QString argument;
-    // Where not a plain file is read, each reads the one before.
+    // Of a stream, each reads the one before.
     std::unique_ptr<QIODevice> source;
     std::unique_ptr<BeginningDevice> sourceStart;
     std::unique_ptr<GzipDevice> gzip; ///< null: not compressed
     std::unique_ptr<BeginningDevice> content;
 
     std::unique_ptr<QTemporaryFile> copy;
-    QString copyFault;
 };

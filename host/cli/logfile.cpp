@@ -43,20 +43,14 @@ bool LogFile::open()
         return false;
     }
     format = formatOf(input, options);
-    return format != nullptr;
+    return format && isReadable(input, *format);
 }
 
 ExitStatus LogFile::read(LogStore &store, ProgressBar *bar)
 {
-    takeInterruptions();
-    const QString problem = input.makeReadable(bar);
-    if (wasInterrupted())
-        return interrupted(input.name());
-    if (!problem.isEmpty()) {
-        complain(input.name(), problem);
-        return ExitStatus::Failure;
-    }
-    FileResult result = readFile(store, {input.path(), format->type, requestText(options, *format)}, bar);
+    FileRequest request{input.path(), format->type, requestText(options, *format)};
+    request.stream = input.isStream() ? &input : nullptr;
+    const FileResult result = readFile(store, request, bar);
     if (bar && result.ok)
         bar->finish(store.messageCount());
     else if (bar)
@@ -69,8 +63,6 @@ ExitStatus LogFile::read(LogStore &store, ProgressBar *bar)
         complain(input.name(), notReadText(*format, store.fault().isEmpty() ? result.errorText : store.fault()));
         return ExitStatus::Failure;
     }
-    if (result.report.readError.isEmpty())
-        result.report.readError = input.fault();
     if (!result.report.readError.isEmpty()) {
         complain(input.name(), QStringLiteral("cannot be read any further: %1").arg(result.report.readError));
         return ExitStatus::Failure;

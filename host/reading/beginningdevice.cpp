@@ -26,6 +26,7 @@ qint64 BeginningDevice::readData(char *data, qint64 maxSize)
         const int count = int(std::min<qint64>(maxSize, head.size() - given));
         std::memcpy(data, head.constData() + given, std::size_t(count));
         given += count;
+        total += count;
         if (given == head.size()) {
             head.clear();
             given = 0;
@@ -34,6 +35,7 @@ qint64 BeginningDevice::readData(char *data, qint64 maxSize)
     }
     // An end or a fault that beginning() met is not asked for again.
     const qint64 count = result > 0 ? source.read(data, maxSize) : result;
+    total += std::max<qint64>(count, 0);
     if (count < 0)
         setErrorString(source.errorString());
     return count;

@@ -16,6 +16,9 @@ public:
     /// What beginning() met instead of the end, where reading will end, too; empty when it met none.
     QString fault() const { return result < 0 ? source.errorString() : QString(); }
 
+    /// How many bytes were read so far.
+    qint64 bytesGiven() const { return total; }
+
     bool isSequential() const override { return true; }
     bool atEnd() const override { return given == head.size() && source.atEnd() && QIODevice::atEnd(); }
 
@@ -28,6 +31,7 @@ private:
 
     QIODevice &source;
     QByteArray head;
+    qint64 total = 0;
     int given = 0;  ///< of the head
     int result = 1; ///< of the latest read: 0 at the end, -1 after a fault
 };

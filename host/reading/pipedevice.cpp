@@ -57,12 +57,13 @@ bool PipeDevice::waitForInput() const
 
 qint64 PipeDevice::readData(char *data, qint64 maxSize)
 {
-    if (ended || maxSize <= 0)
+    if (maxSize <= 0)
         return 0;
-    // A terminal would want its end typed twice.
-    const qint64 count = waitForInput() ? readSome(file, data, std::min(maxSize, largestRead)) : 0;
-    ended = count <= 0;
-    if (count < 0)
+    // A terminal would want its end typed twice, and who asks again is to hear of the same fault.
+    if (result <= 0)
+        return result;
+    result = waitForInput() ? readSome(file, data, std::min(maxSize, largestRead)) : 0;
+    if (result < 0)
         setErrorString(qt_error_string(errno));
-    return count;
+    return result;
 }

@@ -17,7 +17,7 @@ public:
 
     bool isSequential() const override { return true; }
     /// True once the end was read.
-    bool atEnd() const override { return ended && QIODevice::atEnd(); }
+    bool atEnd() const override { return result == 0 && QIODevice::atEnd(); }
 
 protected:
     qint64 readData(char *data, qint64 maxSize) override;
@@ -30,5 +30,5 @@ private:
 
     const int file;
     const std::function<bool()> isStopped;
-    bool ended = false;
+    qint64 result = 1; ///< of the latest read: 0 at the end, -1 after a fault
 };

@@ -1,7 +1,7 @@
-#include "canloghandler/canloghandler.h"
-#include "canloghandler/textimport.h"
 #include "common/framefields.h"
 #include "common/text/mark.h"
+#include "readers/makers.h"
+#include "readers/textreader.h"
 
 // Text logs of Kvaser's logging tools: a header that ends with the line of the trigger, then one frame a line. Time,
 // channel, identifier, flags (none of which are read), length, data, and one last column that is not data.
@@ -80,18 +80,26 @@ private:
     bool inData = false;
 };
 
+class KvaserReader : public TextReader
+{
+protected:
+    void begin() override { log.emplace(watch); }
+    bool read(CAN::CanRxMessage &message) override
+    {
+        for (; nextLine(); message = emptyMessage) {
+            if (log->read(line(), message))
+                return true;
+        }
+        return false;
+    }
+
+private:
+    std::optional<KvaserLog> log;
+};
+
 } // namespace
 
-bool CANLogHandler::loadKvaserTxtLog(QString path)
+std::unique_ptr<FrameReader> makeKvaserTxtLogReader()
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
-    if (!import.open())
-        return false;
-
-    KvaserLog log(import.watch);
-    while (import.next()) {
-        if (log.read(import.line(), import.batch.next()))
-            import.batch.commit();
-    }
-    return import.finish();
+    return std::make_unique<KvaserReader>();
 }

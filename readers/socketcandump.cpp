@@ -1,6 +1,6 @@
-#include "canloghandler/canloghandler.h"
-#include "canloghandler/textimport.h"
 #include "common/framefields.h"
+#include "readers/makers.h"
+#include "readers/textreader.h"
 
 #include <algorithm>
 #include <iterator>
@@ -142,18 +142,26 @@ private:
     QString scratch;
 };
 
+class CandumpReader : public TextReader
+{
+protected:
+    void begin() override { grammar.emplace(watch); }
+    bool read(CAN::CanRxMessage &message) override
+    {
+        for (; nextLine(); message = emptyMessage) {
+            if (grammar->read(line(), message))
+                return true;
+        }
+        return false;
+    }
+
+private:
+    std::optional<CandumpLine> grammar;
+};
+
 } // namespace
 
-bool CANLogHandler::loadSocketCanDump(QString path)
+std::unique_ptr<FrameReader> makeSocketCanDumpReader()
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
-    if (!import.open())
-        return false;
-
-    CandumpLine line(import.watch);
-    while (import.next()) {
-        if (line.read(import.line(), import.batch.next()))
-            import.batch.commit();
-    }
-    return import.finish();
+    return std::make_unique<CandumpReader>();
 }

@@ -1,7 +1,7 @@
-#include "canloghandler/canloghandler.h"
-#include "canloghandler/textimport.h"
 #include "common/framefields.h"
 #include "common/text/mark.h"
+#include "readers/makers.h"
+#include "readers/textreader.h"
 
 // Packet lists that Wireshark exports as comma-separated values from a SocketCAN capture: number, time, source,
 // destination, protocol, length, info. All of the frame stands in the info; identifier and data in hexadecimal.
@@ -106,26 +106,33 @@ private:
     QString scratch;
 };
 
+class WiresharkReader : public TextReader
+{
+public:
+    WiresharkReader()
+        : TextReader(true)
+    {
+    }
+
+protected:
+    void begin() override { grammar.emplace(watch); }
+    bool read(CAN::CanRxMessage &message) override
+    {
+        for (; nextLine(); message = emptyMessage) {
+            if (grammar->read(line(), message))
+                return true;
+            anyFd |= message.isFd;
+        }
+        return false;
+    }
+
+private:
+    std::optional<WiresharkLine> grammar;
+};
+
 } // namespace
 
-bool CANLogHandler::loadWiresharkCSV(QString path)
+std::unique_ptr<FrameReader> makeWiresharkCsvReader()
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
-    if (!import.open())
-        return false;
-
-    WiresharkLine line(import.watch);
-    bool fdSeen = false;
-    while (import.next()) {
-        CAN::CanRxMessage &message = import.batch.next();
-        const bool isFrame = line.read(import.line(), message);
-        fdSeen |= message.isFd;
-        if (isFrame)
-            import.batch.commitNumbered();
-    }
-    if (!import.finish())
-        return false;
-    if (fdSeen && pDatachunkHandler)
-        pDatachunkHandler->notifyFdMessage(true);
-    return true;
+    return std::make_unique<WiresharkReader>();
 }

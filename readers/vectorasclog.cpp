@@ -1,9 +1,7 @@
-#include "canloghandler/canloghandler.h"
-#include "canloghandler/textimport.h"
 #include "common/framefields.h"
 #include "common/text/mark.h"
-
-#include <utility>
+#include "readers/makers.h"
+#include "readers/textreader.h"
 
 // ASC logs of Vector's tools, in two forms: with the statistics of each frame at the end of its line, and without them,
 // where frames stand between two marks and may be CAN FD frames.
@@ -131,69 +129,86 @@ private:
     QString scratch;
 };
 
-/// The lines that are no frames, as a note for the frame that comes after them.
-class SkippedLines
+class AscReader : public TextReader
 {
 public:
-    void append(QStringView line)
+    ToldFields toldFields() const override
     {
-        // A file of another kind has nothing but such lines: a note that fills the memory serves nobody.
-        if (note.size() > maxLength)
-            return;
-        note += QStringLiteral("Skipped line: ");
-        note += line;
+        ToldFields told;
+        told.channel = true;
+        return told;
     }
-    QString take() { return std::exchange(note, {}); }
+
+protected:
+    void begin() override { grammar.emplace(watch); }
+
+    std::optional<AscLine> grammar;
+};
+
+class BitCountReader : public AscReader
+{
+protected:
+    /// The lines that are no frames become a note for the frame that comes after them.
+    bool read(CAN::CanRxMessage &message) override
+    {
+        for (; nextLine(); message = emptyMessage) {
+            if (grammar->readWithBitCount(line(), message))
+                return true;
+            noteSkippedLine();
+        }
+        return false;
+    }
 
 private:
-    static constexpr int maxLength = 64 * 1024 * 1024;
-    QString note;
+    void noteSkippedLine()
+    {
+        // A file of another kind has nothing but such lines.
+        if (note.size() > maxNoteLength)
+            return;
+        note += QStringLiteral("Skipped line: ");
+        note += line();
+    }
+};
+
+/// Reads the first trigger block.
+class TriggerBlockReader : public AscReader
+{
+protected:
+    void begin() override
+    {
+        AscReader::begin();
+        isInBlock = false;
+    }
+    bool read(CAN::CanRxMessage &message) override
+    {
+        if (!isInBlock)
+            findBlock();
+        for (; nextLine() && !blockEnd.isIn(line()); message = emptyMessage) {
+            if (grammar->readWithoutBitCount(line(), message))
+                return true;
+        }
+        return false;
+    }
+
+private:
+    void findBlock()
+    {
+        while (nextLine() && !blockBegin.isIn(line())) {
+        }
+        isInBlock = true;
+    }
+
+    bool isInBlock = false;
 };
 
 } // namespace
 
-bool CANLogHandler::loadVectorAscLog(QString path)
+std::unique_ptr<FrameReader> makeVectorAscLogReader()
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
-    if (!import.open())
-        return false;
-
-    AscLine line(import.watch);
-    SkippedLines skipped;
-    while (import.next()) {
-        if (line.readWithBitCount(import.line(), import.batch.next()))
-            import.batch.commit(skipped.take());
-        else
-            skipped.append(import.line());
-    }
-    if (!import.finish())
-        return false;
-    const QString rest = skipped.take();
-    if (!rest.isEmpty() && pDatachunkHandler)
-        pDatachunkHandler->addMessageNoteToLastMessage(rest);
-    return true;
+    return std::make_unique<BitCountReader>();
 }
 
-bool CANLogHandler::loadVectorAscLogWithoutBitcount(QString path)
+std::unique_ptr<FrameReader> makeVectorAscLogWithoutBitcountReader()
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
-    if (!import.open())
-        return false;
-
-    AscLine line(import.watch);
-    bool fdSeen = false;
-    while (import.next() && !blockBegin.isIn(import.line())) {
-    }
-    while (import.next() && !blockEnd.isIn(import.line())) {
-        CAN::CanRxMessage &message = import.batch.next();
-        if (!line.readWithoutBitCount(import.line(), message))
-            continue;
-        fdSeen |= message.isFd;
-        import.batch.commit();
-    }
-    if (!import.finish())
-        return false;
-    if (pDatachunkHandler)
-        pDatachunkHandler->notifyFdMessage(fdSeen);
-    return true;
+    return std::make_unique<TriggerBlockReader>();
 }

@@ -1,7 +1,7 @@
-#include "canloghandler/canloghandler.h"
-#include "canloghandler/textimport.h"
 #include "common/framefields.h"
 #include "common/text/mark.h"
+#include "readers/makers.h"
+#include "readers/textreader.h"
 
 #include <algorithm>
 
@@ -62,6 +62,9 @@ public:
         return text.mid(text.lastIndexOf(separator) + 1);
     }
 
+    /// Whether the line read last has a word of flags that is a number.
+    bool hasFlags() const { return flagsRead; }
+
 private:
     /// False when the time has no fraction, or two.
     bool readTime(CAN::CanRxMessage &message)
@@ -87,7 +90,7 @@ private:
     void readFlags(CAN::CanRxMessage &message)
     {
         tail.split(line, QLatin1Char(';'), Fields::KeepEmpty);
-        const quint32 flags = readUnsigned(tail[1], 10);
+        const quint32 flags = readUnsigned(tail[1], 10, &flagsRead);
         message.isExtended = flags & 1;
         message.isFd = flags & 2;
         message.isBrs = flags & 4;
@@ -109,22 +112,46 @@ private:
     QStringView line;
     Fields tokens;
     Fields tail;
+    bool flagsRead = false;
+};
+
+class NorvikReader : public TextReader
+{
+public:
+    ToldFields toldFields() const override
+    {
+        ToldFields told;
+        told.bitRateSwitch = told.errorStateFlag = grammar->hasFlags();
+        return told;
+    }
+
+protected:
+    void begin() override
+    {
+        grammar.emplace(watch);
+        isOver = false;
+    }
+    bool read(CAN::CanRxMessage &message) override
+    {
+        for (; !isOver && nextLine(); message = emptyMessage) {
+            const LineKind kind = grammar->read(line(), message);
+            if (kind == LineKind::Frame) {
+                note = grammar->comment();
+                return true;
+            }
+            isOver = kind == LineKind::End;
+        }
+        return false;
+    }
+
+private:
+    std::optional<NorvikLine> grammar;
+    bool isOver = false; ///< rather than at the end of the file
 };
 
 } // namespace
 
-bool CANLogHandler::loadNorvikTxtFile(QString path)
+std::unique_ptr<FrameReader> makeNorvikTxtReader()
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
-    if (!import.open())
-        return false;
-
-    NorvikLine line(import.watch);
-    LineKind kind = LineKind::Other;
-    while (kind != LineKind::End && import.next()) {
-        kind = line.read(import.line(), import.batch.next());
-        if (kind == LineKind::Frame)
-            import.batch.commit(line.comment());
-    }
-    return import.finish();
+    return std::make_unique<NorvikReader>();
 }

@@ -1,8 +1,6 @@
-#include "canloghandler/canloghandler.h"
-#include "canloghandler/textimport.h"
 #include "common/framefields.h"
-
-#include <QTextStream>
+#include "readers/makers.h"
+#include "readers/textreader.h"
 
 #include <algorithm>
 
@@ -20,12 +18,14 @@ namespace
 /// The base of identifiers and data: 16 as soon as one of the letters a to f comes up in the first million characters,
 /// be it in the heading. CanKing writes hexadecimal digits in upper case, and in a log without the heading those do not
 /// tell: it is read as decimal.
-int detectRadix(QFile &file)
+int detectRadix(LineReader &lines)
 {
-    constexpr qint64 charactersLookedAt = 1024 * 1024;
-    const QString start = QTextStream(&file).read(charactersLookedAt);
-    const auto isHexLetter = [](QChar c) { return c >= QLatin1Char('a') && c <= QLatin1Char('f'); };
-    return std::any_of(start.begin(), start.end(), isHexLetter) ? 16 : 10;
+    constexpr int charactersLookedAt = 1024 * 1024;
+    const auto hasHexLetter = [](const QString &text) {
+        return std::any_of(text.begin(), text.end(),
+                           [](QChar c) { return c >= QLatin1Char('a') && c <= QLatin1Char('f'); });
+    };
+    return hasHexLetter(lines.peek(charactersLookedAt, hasHexLetter)) ? 16 : 10;
 }
 
 enum class LineKind { Frame, Other, CutShort };
@@ -57,7 +57,6 @@ public:
         message.isExtended = length == 3 && holds(fields[2], QLatin1Char('X'));
         // Time and direction count as data here: a line that lacks them alone passes, and they are read twice.
         if (fields.count() <= length + message.dlc) {
-            watch.drop(ImportWatch::Reason::EndsImport, {});
             return LineKind::CutShort;
         }
         readPayload(fields, length + 1, radix, message, watch);
@@ -71,28 +70,45 @@ private:
     int radix;
 };
 
+class CanKingReader : public TextReader
+{
+protected:
+    void begin() override { grammar.reset(); }
+    bool read(CAN::CanRxMessage &message) override
+    {
+        if (!grammar && !makeGrammar())
+            return false;
+        for (; nextLine(); message = emptyMessage) {
+            switch (grammar->read(line(), message)) {
+            case LineKind::Frame:
+                return true;
+            case LineKind::Other:
+                break;
+            case LineKind::CutShort:
+                // The file was damaged or is still being written: whoever asks for it must not take it for whole.
+                failAtLine({}, tr("%1 is cut short in line %2.").arg(name(), QString::number(lineNumber())));
+                return false;
+            }
+        }
+        return false;
+    }
+
+private:
+    /// False for a pipe named by its path: hosts rely on it that such a one is refused, since a file was read twice.
+    bool makeGrammar()
+    {
+        grammar.emplace(detectRadix(*lines), watch);
+        if (isNamedByPath() && isSequential())
+            fail(tr("%1 is a pipe, which cannot be read twice; open it as a device.").arg(name()));
+        return !failed();
+    }
+
+    std::optional<CanKingLine> grammar; ///< from the first frame on
+};
+
 } // namespace
 
-bool CANLogHandler::loadKvaserCanKingLog(QString path)
+std::unique_ptr<FrameReader> makeKvaserCanKingLogReader()
 {
-    TextImport import(path, pDatachunkHandler, importReport, progressSignal());
-    if (!import.open())
-        return false;
-    CanKingLine line(detectRadix(import.file), import.watch);
-    if (!import.file.seek(0))
-        return false; // a pipe: what the radix was found in is gone
-
-    while (import.next()) {
-        switch (line.read(import.line(), import.batch.next())) {
-        case LineKind::Frame:
-            import.batch.commit();
-            break;
-        case LineKind::Other:
-            break;
-        case LineKind::CutShort:
-            // The file was damaged or is still being written: whoever asks for it must not take it for whole.
-            return false;
-        }
-    }
-    return import.finish();
+    return std::make_unique<CanKingReader>();
 }

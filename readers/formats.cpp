@@ -1,0 +1,147 @@
+#include "readers/formats.h"
+
+#include "readers/coctt.h"
+#include "readers/generic.h"
+#include "readers/ixxat.h"
+#include "readers/makers.h"
+#include "readers/peaktrace.h"
+
+#include <QMetaEnum>
+
+#include <algorithm>
+
+using namespace DatachunkHelper;
+
+namespace
+{
+
+using Maker = std::unique_ptr<FrameReader> (*)(ImportFileType, const QString &);
+
+/// The reader of a format that has one type and no columns.
+template <std::unique_ptr<FrameReader> (*makeOne)()>
+std::unique_ptr<FrameReader> make(ImportFileType, const QString &)
+{
+    return makeOne();
+}
+
+template <typename Reader>
+std::unique_ptr<FrameReader> makeNew(ImportFileType, const QString &)
+{
+    return std::make_unique<Reader>();
+}
+
+std::unique_ptr<FrameReader> makeGeneric(ImportFileType, const QString &columns)
+{
+    return std::make_unique<GenericReader>(columns);
+}
+
+std::unique_ptr<FrameReader> makePeakTrace(ImportFileType type, const QString &)
+{
+    return std::make_unique<PeakTraceReader>(type);
+}
+
+LogFormat row(ImportFileType type, const char *shortName, const char *description, const char *suffix, Maker maker)
+{
+    LogFormat format;
+    format.type = type;
+    format.shortNames = QStringList{QString::fromLatin1(shortName)};
+    format.description = QString::fromLatin1(description);
+    format.suffix = QString::fromLatin1(suffix);
+    format.make = maker;
+    return format;
+}
+
+LogFormat withNotes(LogFormat format)
+{
+    format.makesNotes = true;
+    return format;
+}
+
+LogFormat thatMayFail(LogFormat format)
+{
+    format.mayFail = true;
+    return format;
+}
+
+LogFormat asOneList(LogFormat format)
+{
+    format.delivery = LogFormat::Delivery::OneList;
+    return thatMayFail(format);
+}
+
+LogFormat telling(LogFormat::FdNotice notice, LogFormat format)
+{
+    format.fdNotice = notice;
+    return format;
+}
+
+LogFormat withNumbers(LogFormat format)
+{
+    format.bringsNumbers = true;
+    return format;
+}
+
+LogFormat withColumns(LogFormat format)
+{
+    format.hasColumns = true;
+    return format;
+}
+
+LogFormat peakTrace(ImportFileType type, const char *shortName, const char *description)
+{
+    return asOneList(row(type, shortName, description, ".trc", makePeakTrace));
+}
+
+} // namespace
+
+QString LogFormat::name() const
+{
+    return QString::fromLatin1(QMetaEnum::fromType<ImportFileType>().valueToKey(type));
+}
+
+const QVector<LogFormat> &logFormats()
+{
+    using FdNotice = LogFormat::FdNotice;
+    static const QVector<LogFormat> table{
+        withNotes(row(NorvikTxt, "norvik", "Norvik text log", ".txt", make<makeNorvikTxtReader>)),
+        withNotes(peakTrace(PeakTraceV11, "trc11", "PCAN trace, version 1.1")),
+        withNotes(peakTrace(PeakTraceV12, "trc12", "PCAN trace, version 1.2")),
+        withNotes(peakTrace(PeakTraceV13, "trc13", "PCAN trace, version 1.3")),
+        peakTrace(PeakTraceV20, "trc20", "PCAN trace, version 2.0"),
+        peakTrace(PeakTraceV21, "trc21", "PCAN trace, version 2.1"),
+        row(SocketCanDump, "candump", "SocketCAN candump, screen or log-file form", ".log",
+            make<makeSocketCanDumpReader>),
+        row(KvaserTxtLog, "kvaser", "Kvaser text log", ".txt", make<makeKvaserTxtLogReader>),
+        thatMayFail(row(KvaserCanKingLog, "canking", "Kvaser CanKing log", ".txt", make<makeKvaserCanKingLogReader>)),
+        withNotes(row(VectorAscLog, "asc", "Vector ASC log with bit counts", ".asc", make<makeVectorAscLogReader>)),
+        telling(FdNotice::Always,
+                row(VectorAscLogWithoutBitcount, "asc-nobitcount", "Vector ASC log without bit counts, CAN FD included",
+                    ".asc", make<makeVectorAscLogWithoutBitcountReader>)),
+        withNotes(asOneList(row(CoCTTLog, "coctt", "CANopen conformance test tool log", ".txt", makeNew<CoCTTReader>))),
+        asOneList(row(IxxatLog, "ixxat", "Ixxat log", ".csv", makeNew<IxxatReader>)),
+        telling(FdNotice::WhenSeen, withNumbers(row(WiresharkCsv, "wireshark", "Wireshark packet list exported as CSV",
+                                                    ".csv", make<makeWiresharkCsvReader>))),
+        withColumns(asOneList(
+            row(GenericFile, "generic", "one frame a line, in columns that are described", ".txt", makeGeneric))),
+    };
+    return table;
+}
+
+const LogFormat *findLogFormat(ImportFileType type)
+{
+    const QVector<LogFormat> &formats = logFormats();
+    const auto found =
+        std::find_if(formats.cbegin(), formats.cend(), [type](const LogFormat &format) { return format.type == type; });
+    return found == formats.cend() ? nullptr : &*found;
+}
+
+QString defaultColumns()
+{
+    return QStringLiteral("t n i ? ? l d");
+}
+
+std::unique_ptr<FrameReader> makeReader(ImportFileType type, const QString &columns)
+{
+    const LogFormat *const format = findLogFormat(type);
+    return format ? format->make(type, columns) : nullptr;
+}

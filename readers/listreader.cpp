@@ -1,0 +1,12 @@
+#include "readers/listreader.h"
+
+void ListReader::failAtLine(QStringView where)
+{
+    const QString text = QCoreApplication::translate(context, "Import error occured at line %1 of file %2.");
+    TextReader::failAtLine(where, text.arg(QString::number(lineNumber()), name()));
+}
+
+QString ListReader::noColumnsText() const
+{
+    return QCoreApplication::translate(context, "Import error occured. No valid column description found.");
+}
