@@ -22,6 +22,7 @@ QString ImportReport::reasonText(Reason reason)
 void ImportWatch::start()
 {
     soFar = {};
+    latestCut = -1;
     pass();
 }
 

@@ -46,6 +46,14 @@ protected:
 
     /// Whether the log is a pipe or the like.
     bool isSequential() const { return sequential; }
+    /// Whether the note may get more text; when not, the report will tell of it.
+    bool hasRoomInNote()
+    {
+        const bool hasRoom = note.size() <= maxNoteLength;
+        if (!hasRoom)
+            watch.cutNote(frameCount());
+        return hasRoom;
+    }
     /// Appends @p text, simplified, to the note, with " | " between.
     void joinNote(QStringView text);
     /// For formats that lose no more than what they cannot read: the line breaks the format, reading ends here. @p

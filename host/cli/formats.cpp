@@ -206,7 +206,9 @@ const Format *formatOf(InputFile &input, const QCommandLineParser &parser)
         return format;
     const Detection detection = input.detect();
     if (!detection.type) {
-        complain(input.name(), unknownFormatText(detection));
+        const QString fault = input.fault();
+        complain(input.name(),
+                 fault.isEmpty() ? unknownFormatText(detection) : QStringLiteral("cannot be read: %1").arg(fault));
         return nullptr;
     }
     return findFormat(*detection.type);

@@ -118,8 +118,10 @@ private:
             return ExitStatus::Failure;
 
         ProgressBar bar(path, isBarWanted(parser));
-        store->setSourceName(input.isCopy() ? path : QString());
-        StoreImport import = requestImport(*store, {input.path(), format->type, requestText(parser, *format)}, &bar);
+        store->setSourceName(input.isPlainFile() ? QString() : path);
+        FileRequest request{input.path(), format->type, requestText(parser, *format)};
+        request.stream = input.isStream() ? &input : nullptr;
+        const StoreImport import = requestImport(*store, request, &bar);
         if (import.record.state == ImportRecord::State::Succeeded)
             bar.finish(import.record.messageCount);
         else
@@ -156,6 +158,8 @@ private:
         out.writeLine(
             printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, *store), folder)));
         out.flush();
+        if (report.cutNotes > 0)
+            complain(path, cutNotesText(report));
         if (import.record.messageCount == 0)
             complain(path, noMessagesText(format, report));
         if (!report.readError.isEmpty()) {

@@ -77,6 +77,14 @@ QString noMessagesText(const Format &format, const ImportReport &report)
     return text + QLatin1String("; try another --type ('canlog formats' lists them)");
 }
 
+QString cutNotesText(const ImportReport &report)
+{
+    if (report.cutNotes == 0)
+        return {};
+    return QStringLiteral("warning: %1 cut, since what the log says there would fill the memory")
+        .arg(counted(quint64(report.cutNotes), QStringLiteral("note")));
+}
+
 bool areAllDropped(const ImportReport &report)
 {
     return report.messages == 0 && report.droppedLines > 0;

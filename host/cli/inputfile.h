@@ -21,6 +21,8 @@ QString whyUnreadable(const QString &path, FileKind kind);
 QString notReadText(const Format &format, const QString &reason);
 /// What to say of a file that holds no message when it is read as @p format; @p report tells what its lines lacked.
 QString noMessagesText(const Format &format, const ImportReport &report);
+/// What to say of notes that its @p report calls cut; empty when none were.
+QString cutNotesText(const ImportReport &report);
 /// Whether the log held frames by its @p report, and all of them were dropped: nothing of it was read.
 bool areAllDropped(const ImportReport &report);
 /// What to say of a file some of whose lines were faulty by its @p report, for those who see no other of it; empty when
@@ -53,6 +55,7 @@ public:
     /// The plain file to be read, or the name of a stream.
     QString path() const { return copy ? copy->fileName() : argument; }
     bool isStream() const { return content && !copy; }
+    bool isPlainFile() const { return !content; }
     /// Of a stream: what is to be read, once; in bytes of the file, how much of it was read and how much there is, 0
     /// when that is not known.
     QIODevice &device() const { return *content; }

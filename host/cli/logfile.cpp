@@ -74,6 +74,8 @@ ExitStatus LogFile::read(LogStore &store, ProgressBar *bar)
 ExitStatus LogFile::judge(const LogStore &store, const ImportReport &report) const
 {
     const bool isFailure = areAllDropped(report) || (report.faultyLines > 0 && options.isSet(strictName));
+    if (report.cutNotes > 0)
+        complain(input.name(), cutNotesText(report));
     if (store.messageCount() == 0)
         complain(input.name(), noMessagesText(*format, report));
     else if (!report.faults.isEmpty())
