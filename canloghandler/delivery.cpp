@@ -18,13 +18,14 @@ Delivery::Delivery(CANLogHandler &owner, const LogFormat &logFormat, const QStri
 
 bool Delivery::run(const QString &path, QIODevice *device)
 {
+    const bool isOneList = format.delivery == LogFormat::Delivery::OneList;
     const bool isOpen = device ? reader->open(*device, path) : reader->open(path);
     const bool ok = isOpen && deliver();
-    if (handler)
+    if (handler && !(ok && isOneList))
         handler->importReport = reader->report();
     if (handler && !isOpen)
         handler->importReport.readError = reader->errorString();
-    if (handler && !ok && format.delivery == LogFormat::Delivery::OneList)
+    if (handler && !ok && isOneList)
         handler->lastErrorText = isOpen && !reader->errorString().isEmpty() ? reader->errorString()
                                                                             : CANLogHandler::noErrorText(format.type);
     return ok && handler;
@@ -78,7 +79,7 @@ bool Delivery::deliverList()
     fileNote();
     if (!handler || !reader->atEnd())
         return false;
-    handler->importReport = reader->report(); // known before the messages are
+    handler->importReport = reader->report(); // the store may look at it when it gets the messages
     if (store)
         store->addImportedMessages(messages, notes);
     return true;

@@ -1,29 +1,35 @@
 // Imports any bytes as a file of type FUZZ_FILE_TYPE and checks what the store is told: start and finish in their
-// places; from a line format batches of 100000 messages and one final delivery, from an importer class one delivery
-// when it succeeds and none when it fails; notes that belong to messages; and nothing that is not the format's
-// business.
+// places; batches of 100000 messages and one final delivery, or, of a format that is delivered as one list, one when it
+// succeeds and none when it fails; notes that belong to messages; and nothing that is not the format's business.
+// Pulling the same bytes out of a buffer must give the same frames, notes and report.
 
 #include "canloghandler/canloghandler.h"
 #include "host/store/streamstore.h"
+#include "readers/formats.h"
+#include "readers/framereader.h"
 
+#include <QBuffer>
 #include <QTemporaryFile>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 
 namespace
 {
 
 constexpr auto type = DatachunkHelper::ImportFileType(FUZZ_FILE_TYPE);
-/// Formats that an importer class reads.
-constexpr bool deliversAtOnce = (type >= DatachunkHelper::PeakTraceReserved && type <= DatachunkHelper::PeakTraceV21)
-                                || type == DatachunkHelper::CoCTTLog || type == DatachunkHelper::IxxatLog
-                                || type == DatachunkHelper::GenericFile;
-constexpr bool bringsNumbers = type == DatachunkHelper::WiresharkCsv;
-constexpr bool makesNotes =
-    type == DatachunkHelper::VectorAscLog || type == DatachunkHelper::NorvikTxt || deliversAtOnce;
-constexpr bool mayFail = type == DatachunkHelper::KvaserCanKingLog || deliversAtOnce;
+const LogFormat &format()
+{
+    static const LogFormat &row = *findLogFormat(type);
+    return row;
+}
+
+bool deliversAtOnce()
+{
+    return format().delivery == LogFormat::Delivery::OneList;
+}
 
 void require(bool holds)
 {
@@ -53,35 +59,41 @@ public:
                              const QMap<unsigned int, QString> &notes) override
     {
         require(started && !finished && !finalDelivery);
-        require(deliversAtOnce || messages.size() <= batchSize);
-        finalDelivery = deliversAtOnce || messages.size() != batchSize;
+        require(deliversAtOnce() || messages.size() <= batchSize);
+        finalDelivery = deliversAtOnce() || messages.size() != batchSize;
         const quint32 first = count;
         for (const CAN::CanRxMessage &message : messages)
-            require(message.messageIndex == count++ || bringsNumbers);
-        require(notes.isEmpty() || makesNotes);
-        // A note that an importer class read after the last message has the number of the next one.
-        for (auto note = notes.cbegin(); note != notes.cend(); ++note)
-            require(note.key() >= first && note.key() < count + deliversAtOnce && !note.value().isEmpty());
+            require(message.messageIndex == count++ || format().bringsNumbers);
+        require(notes.isEmpty() || format().makesNotes);
+        allMessages += messages;
+        // In one list, a note that was read after the last message has the number of the next one.
+        for (auto note = notes.cbegin(); note != notes.cend(); ++note) {
+            require(note.key() >= first && note.key() < count + (deliversAtOnce() ? 1 : 0) && !note.value().isEmpty());
+            allNotes.insert(note.key(), note.value());
+        }
     }
     void addMessageNoteToLastMessage(QString note) override
     {
         require(type == DatachunkHelper::VectorAscLog && finalDelivery && !finished && !note.isEmpty());
+        allNotes.insert(count, note);
     }
     void notifyFdMessage(bool fdSeen) override
     {
-        require(type == DatachunkHelper::VectorAscLogWithoutBitcount || (bringsNumbers && fdSeen));
+        require(type == DatachunkHelper::VectorAscLogWithoutBitcount || (format().bringsNumbers && fdSeen));
         require(finalDelivery && !finished && !fdNotified);
         fdNotified = true;
     }
     void setImportFinished(bool success, DatachunkHelper::ImportFileType, QString, bool flag) override
     {
         require(started && !finished && flag);
-        require(success == finalDelivery && (success || mayFail));
+        require(success == finalDelivery && (success || format().mayFail));
         require(fdNotified || type != DatachunkHelper::VectorAscLogWithoutBitcount);
         finished = true;
     }
 
     static constexpr int batchSize = 100000;
+    QList<CAN::CanRxMessage> allMessages;
+    QMap<unsigned int, QString> allNotes; ///< by position, also what came after the last message
     quint32 count = 0;
     bool started = false;
     bool finalDelivery = false;
@@ -103,6 +115,40 @@ void requireSoundReport(const ImportReport &report, const ProtocolStore &store)
     }
 }
 
+bool areEqual(const ImportReport &a, const ImportReport &b)
+{
+    const auto areSame = [](const ImportReport::Fault &x, const ImportReport::Fault &y) {
+        return x.line == y.line && x.column == y.column && x.reason == y.reason;
+    };
+    return a.lines == b.lines && a.messages == b.messages && a.otherLines == b.otherLines
+           && a.droppedLines == b.droppedLines && a.faultyLines == b.faultyLines
+           && std::equal(a.faults.begin(), a.faults.end(), b.faults.begin(), b.faults.end(), areSame);
+}
+
+/// What the store got is what pulling gives; of a log that fails that is the beginning at the most.
+void requireSamePulled(QByteArray content, const ProtocolStore &store, const ImportReport &report)
+{
+    QBuffer buffer(&content);
+    const std::unique_ptr<FrameReader> reader = makeReader(type, requestText(content));
+    require(buffer.open(QIODevice::ReadOnly) && reader->open(buffer, QString()));
+    QMap<unsigned int, QString> notes;
+    quint32 frames = 0;
+    const auto takeNote = [&] {
+        if (reader->hasNote())
+            notes.insert(frames, reader->takeNote());
+    };
+    for (; reader->next(); ++frames) {
+        takeNote();
+        if (frames < store.count)
+            require(reader->frame() == store.allMessages.at(int(frames)));
+    }
+    takeNote();
+    require(areEqual(reader->report(), report));
+    require(reader->atEnd() == store.finalDelivery && reader->failed() != reader->atEnd());
+    if (reader->atEnd())
+        require(frames == store.count && notes == store.allNotes);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
@@ -120,5 +166,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     handler.loadFile(file.fileName(), type, requestText(content), false);
     require(store.finished);
     requireSoundReport(handler.getImportReport(), store);
+    requireSamePulled(content, store, handler.getImportReport());
     return 0;
 }

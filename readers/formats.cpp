@@ -121,8 +121,8 @@ const QVector<LogFormat> &logFormats()
         asOneList(row(IxxatLog, "ixxat", "Ixxat log", ".csv", makeNew<IxxatReader>)),
         telling(FdNotice::WhenSeen, withNumbers(row(WiresharkCsv, "wireshark", "Wireshark packet list exported as CSV",
                                                     ".csv", make<makeWiresharkCsvReader>))),
-        withColumns(asOneList(
-            row(GenericFile, "generic", "one frame a line, in columns that are described", ".txt", makeGeneric))),
+        withColumns(asOneList(row(GenericFile, "generic", "one frame a line, with the columns that --columns describes",
+                                  ".txt", makeGeneric))),
     };
     return table;
 }

@@ -21,11 +21,14 @@ namespace
 int detectRadix(LineReader &lines)
 {
     constexpr int charactersLookedAt = 1024 * 1024;
-    const auto hasHexLetter = [](const QString &text) {
-        return std::any_of(text.begin(), text.end(),
-                           [](QChar c) { return c >= QLatin1Char('a') && c <= QLatin1Char('f'); });
-    };
-    return hasHexLetter(lines.peek(charactersLookedAt, hasHexLetter)) ? 16 : 10;
+    const auto isHexLetter = [](QChar c) { return c >= QLatin1Char('a') && c <= QLatin1Char('f'); };
+    int radix = 10;
+    lines.peek(charactersLookedAt, [&](QStringView piece) {
+        if (std::any_of(piece.begin(), piece.end(), isHexLetter))
+            radix = 16;
+        return radix == 10;
+    });
+    return radix;
 }
 
 enum class LineKind { Frame, Other, CutShort };
@@ -86,7 +89,7 @@ protected:
                 break;
             case LineKind::CutShort:
                 // The file was damaged or is still being written: whoever asks for it must not take it for whole.
-                failAtLine({}, tr("%1 is cut short in line %2.").arg(name(), QString::number(lineNumber())));
+                failAtLine({});
                 return false;
             }
         }

@@ -3,7 +3,8 @@
 void ListReader::failAtLine(QStringView where)
 {
     const QString text = QCoreApplication::translate(context, "Import error occured at line %1 of file %2.");
-    TextReader::failAtLine(where, text.arg(QString::number(lineNumber()), name()));
+    watch.drop(ImportWatch::Reason::EndsImport, where);
+    fail(text.arg(QString::number(lineNumber()), name()));
 }
 
 QString ListReader::noColumnsText() const

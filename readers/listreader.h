@@ -19,7 +19,7 @@ protected:
     {
     }
 
-    /// The current line breaks the format, because of what stands at @p where; null: of what is missing.
+    /// As TextReader::failAtLine(), with the text of the importer class.
     void failAtLine(QStringView where);
     QString noColumnsText() const;
 

@@ -27,8 +27,10 @@ void TextReader::joinNote(QStringView text)
     note += simplified(text, room);
 }
 
-void TextReader::failAtLine(QStringView where, const QString &text)
+void TextReader::failAtLine(QStringView where)
 {
     watch.drop(ImportWatch::Reason::EndsImport, where);
-    fail(text);
+    const ImportReport::Fault fault = report().faults.constLast();
+    fail(tr("line %1, column %2: %3")
+             .arg(QString::number(fault.line), QString::number(fault.column), ImportReport::reasonText(fault.reason)));
 }

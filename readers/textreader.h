@@ -56,9 +56,8 @@ protected:
     }
     /// Appends @p text, simplified, to the note, with " | " between.
     void joinNote(QStringView text);
-    /// For formats that lose no more than what they cannot read: the line breaks the format, reading ends here. @p
-    /// where as in ImportWatch::drop(), @p text as in fail().
-    void failAtLine(QStringView where, const QString &text);
+    /// The current line breaks the format, because of what stands at @p where, null: of what is missing. Reading fails.
+    void failAtLine(QStringView where);
 
     /// A note that fills the memory serves nobody; in characters.
     static constexpr int maxNoteLength = 64 * 1024 * 1024;

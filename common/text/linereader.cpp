@@ -30,21 +30,21 @@ bool LineReader::atEnd() const
     return seen.size() == seenTaken && !file.isSequential() && file.atEnd();
 }
 
-QString LineReader::peek(int count, const std::function<bool(const QString &)> &isEnough)
+void LineReader::peek(int count, const std::function<bool(QStringView)> &goesOn)
 {
     char block[blockSize];
-    QString text;
     std::optional<QTextCodec::ConverterState> peekState(std::in_place);
-    while (text.size() < count && !isEnough(text)) {
+    while (count > 0) {
         const qint64 size = readDevice(block, seen.isEmpty());
         if (size <= 0)
             break;
         seen.append(block, int(size));
-        text += codecFor(seen)->toUnicode(block, int(size), &*peekState);
+        const QString text = codecFor(seen)->toUnicode(block, int(size), &*peekState);
+        if (!goesOn(QStringView(text).left(std::min(count, text.size()))))
+            break;
+        count -= text.size();
     }
     error.clear(); // what could not be read shows again
-    text.truncate(count);
-    return text;
 }
 
 /// UTF with a byte-order mark at the beginning of @p start, otherwise the locale's.

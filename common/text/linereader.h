@@ -35,10 +35,10 @@ public:
     /// Reads @p file from where it stands; the file is not owned and must be open for reading.
     explicit LineReader(QIODevice &file, BlockRead blockRead = {});
 
-    /// The first @p count characters, or fewer when the file is shorter or @p isEnough says of the text so far that it
-    /// will do. To be called before the first next(), which starts with the first line all the same: what was read is
-    /// kept until then, so that also a pipe can be looked at.
-    QString peek(int count, const std::function<bool(const QString &)> &isEnough);
+    /// Shows the first @p count characters to @p goesOn, piece by piece, until that is false or the file ends. To be
+    /// called before the first next(), which starts with the first line all the same: what was read is kept until then,
+    /// so that also a pipe can be looked at.
+    void peek(int count, const std::function<bool(QStringView piece)> &goesOn);
 
     /// Moves to the next line. False after the last one.
     bool next();

@@ -334,7 +334,7 @@ QVector<Candidate> fittingFormats(const QStringList &lines)
     return fitting;
 }
 
-/// Whether the reader of @p type takes @p lines: it must not fail at one, nor drop one that should be a frame. A kind
+/// Whether the reader of @p type takes @p lines: it must not drop one that should be a frame, nor end at one. A kind
 /// of frame that it leaves out is no wonder as long as there are others.
 bool areTaken(const QStringList &lines, DatachunkHelper::ImportFileType type)
 {
@@ -349,7 +349,7 @@ bool areTaken(const QStringList &lines, DatachunkHelper::ImportFileType type)
     const ImportReport report = reader->report();
     const auto leftOut = std::count_if(report.faults.cbegin(), report.faults.cend(),
                                        [](const auto &fault) { return fault.reason == ImportReport::Reason::NotRead; });
-    return !reader->failed() && report.droppedLines <= (report.messages > 0 ? leftOut : 0);
+    return report.droppedLines <= (report.messages > 0 ? leftOut : 0);
 }
 
 Detection detectText(const QStringList &lines)
