@@ -107,8 +107,12 @@ bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, 
 {
     importReport = {};
     archiveReport = {};
-    if (!QFile(path).open(QIODevice::ReadOnly))
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        importReport.readError = file.errorString();
         return false;
+    }
+    file.close();
     switch (type) {
     case DatachunkHelper::QclZipArchive:
         return flag ? loadZipMerged(path) : loadZipFile(path);

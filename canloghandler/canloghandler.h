@@ -59,9 +59,11 @@ public:
 
     /// Error text of the latest import that failed in an importer class, or of the latest archive that no folder could
     /// be made for; empty when there was none. A success, or a failure of another kind, leaves it as it is. Where an
-    /// importer class has no reason to give (file not readable, interruption) it is "No error.".
+    /// importer class has no reason to give (file not readable, interruption) it is "No error."; why a file could not
+    /// be opened, or read to its end, is the readError of getImportReport().
     QString getLastErrorText() const;
-    /// What became of the lines of the latest import; empty after a request for an archive or a native chunk.
+    /// What became of the lines of the latest import; empty after a request for an archive or a native chunk, but for
+    /// the reason why the file could not be opened.
     ImportReport getImportReport() const;
     /// What became of the entries of the latest archive that was sorted, checked, unpacked or merged; empty after any
     /// other request, without a store, and where a folder of the archive's name is taken for what was unpacked before.

@@ -23,6 +23,8 @@ bool Delivery::run(const QString &path, QIODevice *device)
     const bool ok = isOpen && deliver();
     if (handler && !(ok && isOneList))
         handler->importReport = reader->report();
+    if (handler && !isOpen)
+        handler->importReport.readError = reader->errorString();
     if (handler && !ok && isOneList)
         handler->lastErrorText = isOpen && !reader->errorString().isEmpty() ? reader->errorString()
                                                                             : CANLogHandler::noErrorText(format.type);

@@ -16,6 +16,14 @@ void MessageBatch::finish()
     deliver();
 }
 
+void MessageBatch::addNote(const QString &note)
+{
+    notes.insert(nextIndex, note);
+    noteBytes += qint64(note.size()) * qint64(sizeof(QChar));
+    if (noteBytes >= maxNoteBytes)
+        fullAt = used + 1; // with the message at hand
+}
+
 void MessageBatch::deliver()
 {
     if (DatachunkHandler *const receiver = store())
@@ -25,6 +33,8 @@ void MessageBatch::deliver()
     if (!messages.isDetached())
         messages = {};
     notes.clear();
+    noteBytes = 0;
+    fullAt = batchSize;
     delivered += used;
     used = 0;
 }

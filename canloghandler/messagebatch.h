@@ -8,7 +8,8 @@
 
 /**
  * Delivers the messages of one file to the store: numbers them from 0, hands them over whenever 100000 are together,
- * and the rest, possibly none, at the end. Keeps no more than one batch.
+ * and the rest, possibly none, at the end. Keeps no more than one batch, and of its notes 16 MiB and the one that goes
+ * beyond: with that it is handed over early, so that a log that is all comments does not fill the memory.
  */
 class MessageBatch
 {
@@ -34,14 +35,14 @@ public:
     {
         message->messageIndex = nextIndex;
         if (!note.isEmpty())
-            notes.insert(nextIndex, note);
+            addNote(note);
         ++nextIndex;
         commitNumbered();
     }
     /// The same for a format with numbers of its own: the message keeps the messageIndex it was given.
     void commitNumbered()
     {
-        if (++used == batchSize)
+        if (++used == fullAt)
             deliver();
     }
     /// Whether nothing was taken since the latest delivery.
@@ -53,14 +54,18 @@ public:
 
 private:
     static constexpr int batchSize = 100000;
+    static constexpr qint64 maxNoteBytes = 16 * 1024 * 1024;
 
     Q_DISABLE_COPY_MOVE(MessageBatch)
 
+    void addNote(const QString &note);
     void deliver();
 
     const StoreAccess store;
     QList<CAN::CanRxMessage> messages; ///< the first `used` are of this batch, the others serve again
     int used = 0;
+    int fullAt = batchSize;               ///< so many messages are handed over
+    qint64 noteBytes = 0;                 ///< of the notes of this batch
     CAN::CanRxMessage *message = nullptr; ///< of next()
     /// Copied, since compilers clear a record with one string instruction, which takes 5 of 60 ns a line.
     const CAN::CanRxMessage empty;

@@ -45,7 +45,9 @@ public:
     qint64 otherLines = 0;   ///< lines that are no frames by the rules of the format
     qint64 droppedLines = 0; ///< lines that should be frames, but gave no message
     qint64 faultyLines = 0;  ///< lines dropped, or read in part
-    QString readError;       ///< why the file could not be read to its end, in the system's words; empty when it was
+    qint64 cutNotes = 0;     ///< messages, or the end of the log, whose note has not all that the log says there
+    QString readError;       ///< why the file could not be opened, or not be read to its end, in the system's words;
+                             ///< empty when it was
     QVector<Fault> faults;   ///< the first fault of each faulty line, of the first maxFaults; a line that ended the
                              ///< import takes the place of the last one when there are more
 };

@@ -24,6 +24,7 @@ QString ImportReport::reasonText(Reason reason)
 void ImportWatch::start()
 {
     soFar = {};
+    latestCut = -1;
     pass();
 }
 

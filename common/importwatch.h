@@ -79,6 +79,12 @@ public:
         return time;
     }
 
+    /// The note of message @p number has no place for what the current line says.
+    void cutNote(qint64 number)
+    {
+        soFar.cutNotes += number == latestCut ? 0 : 1;
+        latestCut = number;
+    }
     /// To be called after the last line, with LineReader::readError().
     void setReadError(const QString &error) { soFar.readError = error; }
     /// Of the current line, from 1.
@@ -93,6 +99,7 @@ private:
     void addFault(ImportReport &report) const;
 
     ImportReport soFar;
+    qint64 latestCut = -1;
 
     // The current line
     const QChar *begin = nullptr;

@@ -19,7 +19,7 @@ bool TextReader::endOfLines()
 
 void TextReader::joinNote(QStringView text)
 {
-    if (note.size() > maxNoteLength)
+    if (!hasRoomInNote())
         return;
     if (!note.isEmpty())
         note += QLatin1String(" | ");

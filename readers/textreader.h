@@ -46,6 +46,14 @@ protected:
 
     /// Whether the log is a pipe or the like.
     bool isSequential() const { return sequential; }
+    /// Whether the note may get more text; when not, the report will tell of it.
+    bool hasRoomInNote()
+    {
+        const bool hasRoom = note.size() <= maxNoteLength;
+        if (!hasRoom)
+            watch.cutNote(frameCount());
+        return hasRoom;
+    }
     /// Appends @p text, simplified, to the note, with " | " between.
     void joinNote(QStringView text);
     /// The current line breaks the format, because of what stands at @p where, null: of what is missing. Reading fails.

@@ -163,7 +163,7 @@ private:
     void noteSkippedLine()
     {
         // A file of another kind has nothing but such lines.
-        if (note.size() > maxNoteLength)
+        if (!hasRoomInNote())
             return;
         note += QStringLiteral("Skipped line: ");
         note += line();

@@ -360,26 +360,38 @@ void CanlogImportTest::compressedLogsAreReadLikePlainOnes()
 
 void CanlogImportTest::damagedCompressedLogIsNamed_data()
 {
-    QTest::addColumn<int>("length"); // of the file, from its end when negative
-    QTest::addColumn<int>("flipped");
-    QTest::newRow("cut off") << -9 << 0;
-    QTest::newRow("wrong checksum") << 0 << 5;
-    QTest::newRow("header only") << 3 << 0;
+    QTest::addColumn<QByteArray>("tail");    ///< in place of the last bytes
+    QTest::addColumn<int>("length");         ///< of the file before it, from its end when negative
+    QTest::addColumn<QByteArray>("problem"); ///< of the file
+    QTest::addColumn<int>("messages");       ///< read before that
+    const QByteArray cutOff = "the compressed data are cut off";
+    QTest::newRow("checksum missing") << QByteArray() << -8 << "cannot be read any further: " + cutOff << 2000;
+    QTest::newRow("wrong checksum") << QByteArray(8, 'x') << -8
+                                    << QByteArray("cannot be read any further: the compressed data are damaged, and "
+                                                  "what was read last may be wrong")
+                                    << 2000;
+    QTest::newRow("text behind it") << QByteArray("(1.5) can0 123#11\n") << 0
+                                    << QByteArray("cannot be read any further: behind the compressed data stands "
+                                                  "something else")
+                                    << 2000;
+    QTest::newRow("header only") << QByteArray() << 3 << "cannot be read: " + cutOff << -1;
 }
 
 void CanlogImportTest::damagedCompressedLogIsNamed()
 {
+    QFETCH(QByteArray, tail);
     QFETCH(int, length);
-    QFETCH(int, flipped);
-    QByteArray content = gzipped(badLog.repeated(1000));
-    if (flipped > 0)
-        content[content.size() - flipped] = char(content.at(content.size() - flipped) ^ 1);
+    QFETCH(QByteArray, problem);
+    QFETCH(int, messages);
+    QByteArray content = gzipped(QByteArray("(1.5) can0 123#11\n").repeated(2000));
     content.truncate(length > 0 ? length : content.size() + length);
-    write(QStringLiteral("x.gz"), content);
+    write(QStringLiteral("x.gz"), content + tail);
     const Outcome outcome = canlog(words("import x.gz"));
-    QCOMPARE(outcome.out, QByteArray());
-    QCOMPARE(outcome.err, QByteArray("canlog: x.gz: is damaged: it cannot be decompressed to its end; try 'gzip "
-                                     "--test' on it\n"));
+    const QByteArray kept = messages >= 0 ? "; what comes before that is stored" : "";
+    QCOMPARE(outcome.err, "canlog: x.gz: " + problem + "; try 'gzip --test' on it" + kept + '\n');
+    QCOMPARE(outcome.out.isEmpty(), messages < 0);
+    if (messages >= 0)
+        QVERIFY2(outcome.out.contains(", " + QByteArray::number(messages) + " messages, "), outcome.out.constData());
     QCOMPARE(outcome.status, 1);
 }
 
@@ -410,7 +422,7 @@ void CanlogImportTest::standardInputThatCannotBeReadIsNamed_data()
     QTest::newRow("folder") << QStringLiteral("\"$canlog\" import - < .")
                             << QByteArray("cannot be read: Is a directory");
     QTest::newRow("cut off") << QStringLiteral("gzip -c bad.log | head -c 30 | \"$canlog\" import -")
-                             << QByteArray("is damaged: it cannot be decompressed to its end; try 'gzip --test' on it");
+                             << QByteArray("cannot be read: the compressed data are cut off; try 'gzip --test' on it");
     QTest::newRow("nothing") << QStringLiteral("\"$canlog\" import - < /dev/null")
                              << QByteArray("is empty; check how it was recorded or copied");
 }
@@ -428,14 +440,16 @@ void CanlogImportTest::standardInputThatCannotBeReadIsNamed()
 
 void CanlogImportTest::temporaryFolderThatIsFullIsNamed()
 {
-    write(QStringLiteral("big.gz"), gzipped(QByteArray("(1.5) can0 123#11\n").repeated(20000)));
-    // A limit on the size of files stands for a full disk.
-    const Outcome outcome = shell(QStringLiteral("ulimit -f 100; TMPDIR=$PWD exec \"$canlog\" import big.gz"));
+    write(QStringLiteral("big.log"), QByteArray("(1.5) can0 123#11\n").repeated(20000));
+    QCOMPARE(canlog(words("import big.log")).status, 0);
+    // Of what is compressed, only a data chunk is copied. A limit on the size of files stands for a full disk.
+    const Outcome outcome = shell(QStringLiteral("gzip -c canlog-store/chunk-00000001.qcl >big.gz; ulimit -f 100; "
+                                                 "TMPDIR=$PWD exec \"$canlog\" import big.gz"));
     QVERIFY2(outcome.err.startsWith("canlog: big.gz: cannot be copied to "), outcome.err.constData());
     QVERIFY2(outcome.err.endsWith("; set TMPDIR to a folder with more space\n"), outcome.err.constData());
     QCOMPARE(outcome.err.count('\n'), 1);
     QCOMPARE(outcome.status, 1);
-    QCOMPARE(QDir(folder->path()).entryList({QStringLiteral("canlog-*.log")}), QStringList());
+    QCOMPARE(QDir(folder->path()).entryList({QStringLiteral("canlog-*.qcl")}), QStringList());
 }
 
 QTEST_GUILESS_MAIN(CanlogImportTest)

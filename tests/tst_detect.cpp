@@ -472,6 +472,11 @@ void TestDetect::certainOrLikely_data()
     QTest::newRow("one frame") << frame << false;
     QTest::newRow("several frames") << frame.repeated(5) << true;
     QTest::newRow("frames among other text") << frame.repeated(5) + QByteArray("other text\n").repeated(10) << false;
+    // What looks like frames, but has more or fewer columns than the reader takes.
+    QTest::newRow("frames with a direction") << QByteArray("(1.5) can0 123#11 R\n").repeated(5) << false;
+    QTest::newRow("frames without data and time") << QByteArray("  can0  123   [0]\n").repeated(50) << false;
+    QTest::newRow("one of them among others") << frame.repeated(30) + "  can0  123   [0]\n" << false;
+    QTest::newRow("cut off within the last one") << frame.repeated(5) + "(1.5) can" << true;
     QTest::newRow("version line") << QByteArray(";$FILEVERSION=2.1\n") << true;
     QTest::newRow("Kvaser header") << QByteArray("Format of data field: HEX\n") << false;
 }

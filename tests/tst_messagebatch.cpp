@@ -33,6 +33,8 @@ private Q_SLOTS:
     void keepsNumbersThatMessagesBring();
     void leavesAloneWhatTheStoreKeeps();
     void deliversNotesWithTheirBatch();
+    void deliversEarlyWhenNotesGrow_data();
+    void deliversEarlyWhenNotesGrow();
     void survivesAStoreDeletedByADelivery();
     void dropsDeliveriesWithoutAStore();
     void deliversToTheStoreOfTheMoment();
@@ -174,6 +176,47 @@ void MessageBatchTest::deliversNotesWithTheirBatch()
         {100000, QStringLiteral("first of the next")},
     };
     QCOMPARE(store.notes(), expected);
+}
+
+void MessageBatchTest::deliversEarlyWhenNotesGrow_data()
+{
+    // 16 MiB are 8 Mi characters.
+    QTest::addColumn<int>("noteLength");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QVector<int>>("sizes");
+    const int mebi = 1024 * 1024;
+    QTest::newRow("16 MiB in one") << 8 * mebi << 3 << QVector<int>{1, 1, 1, 0};
+    QTest::newRow("one character less") << 8 * mebi - 1 << 3 << QVector<int>{2, 1};
+    QTest::newRow("far more in one") << 20 * mebi << 2 << QVector<int>{1, 1, 0};
+    QTest::newRow("16 MiB in four") << 2 * mebi << 10 << QVector<int>{4, 4, 2};
+    QTest::newRow("100000 without") << 0 << 100001 << QVector<int>{100000, 1};
+    QTest::newRow("100000 short ones") << 80 << 100001 << QVector<int>{100000, 1};
+    // 83887 * 100 is the first product from 8388608 on.
+    QTest::newRow("100000 longer ones") << 100 << 100001 << QVector<int>{83887, 16114};
+}
+
+void MessageBatchTest::deliversEarlyWhenNotesGrow()
+{
+    QFETCH(int, noteLength);
+    QFETCH(int, count);
+    QFETCH(QVector<int>, sizes);
+    RecordingStore store;
+    const QPointer<DatachunkHandler> pointer(&store);
+    MessageBatch batch(pointer);
+    const QString note(noteLength, QLatin1Char('n'));
+    for (int i = 0; i < count; ++i) {
+        batch.next();
+        batch.commit(note);
+    }
+    batch.finish();
+    QCOMPARE(store.batchSizes(), sizes);
+    QCOMPARE(batch.messageCount(), qint64(count));
+    const Frames messages = store.messages();
+    for (int i = 0; i < count; ++i) {
+        if (messages.at(i).messageIndex != quint32(i))
+            QFAIL(qPrintable(QStringLiteral("message %1").arg(i)));
+    }
+    QCOMPARE(store.notes().size(), noteLength > 0 ? count : 0);
 }
 
 void MessageBatchTest::survivesAStoreDeletedByADelivery()

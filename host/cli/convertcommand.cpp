@@ -290,6 +290,8 @@ QString understand(const QCommandLineParser &parser, Request &request)
         return QStringLiteral("--type is for a file, a store needs none");
     if (fromStore && parser.isSet(QStringLiteral("columns")))
         return QStringLiteral("--columns is for a file, a store needs none");
+    if (fromStore && parser.isSet(QStringLiteral("strict")))
+        return QStringLiteral("--strict is for a file, a store has no lines");
     if (!fromStore) {
         if (arguments.isEmpty() || arguments.constFirst().isEmpty())
             return QStringLiteral("convert needs a file IN or --store");
@@ -356,6 +358,7 @@ void addOptions(QCommandLineParser &parser)
                                                             "spreadsheet would run as a formula.")});
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
+    parser.addOption(LogFile::strictOption());
     parser.addOption(storeOption());
     parser.addOption(ImportChoice::option());
     parser.addOption({QStringLiteral("skip-damaged"),
@@ -385,7 +388,7 @@ Subcommand convertSubcommand()
         QStringLiteral("convert"),
         QStringLiteral("Writes the messages of a log file or of a store in another format."),
         QStringLiteral(
-            "[--type NAME|NUMBER] [--columns CODES] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
+            "[--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
             "       canlog convert --store DIR [--import N[,N]] [--skip-damaged] [OUT] [--to FORMAT] [filters]"),
         QStringLiteral(
             "Formats and their suffixes:\n"

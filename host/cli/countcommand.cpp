@@ -11,14 +11,19 @@
 namespace
 {
 
-/// How many messages the file @p path holds; nothing after a complaint when that cannot be said.
-std::optional<quint64> countOf(const QString &path, const QCommandLineParser &parser)
+/// How many messages the file @p path holds; nothing after a complaint when that cannot be said. @p status becomes
+/// Failure when something is wrong with it.
+std::optional<quint64> countOf(const QString &path, const QCommandLineParser &parser, ExitStatus &status)
 {
     LogFile file(path, parser);
-    if (!file.open())
+    if (!file.open()) {
+        status = ExitStatus::Failure;
         return {};
+    }
     ProgressBar bar(path, isBarWanted(parser));
     if (file.read({}, &bar) != ExitStatus::Success)
+        status = ExitStatus::Failure;
+    if (!file.wasReadToEnd())
         return {};
     return file.messageCount();
 }
@@ -41,13 +46,11 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     for (const QString &path : paths) {
         if (!out.isOpen())
             return status;
-        const std::optional<quint64> count = countOf(path, parser);
+        const std::optional<quint64> count = countOf(path, parser, status);
         if (wasInterrupted())
             return ExitStatus::Interrupted;
-        if (!count) {
-            status = ExitStatus::Failure;
+        if (!count)
             continue;
-        }
         writeCount(*count, path);
         total += *count;
     }
@@ -61,6 +64,7 @@ void addOptions(QCommandLineParser &parser)
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("A log file."), QStringLiteral("FILE..."));
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
+    parser.addOption(LogFile::strictOption());
     parser.addOption(quietOption());
 }
 
@@ -70,7 +74,7 @@ Subcommand countSubcommand()
 {
     return {QStringLiteral("count"),
             QStringLiteral("Counts the messages of log files."),
-            QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--quiet] FILE..."),
+            QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--strict] [--quiet] FILE..."),
             QStringLiteral(
                 "Every file gives one line with the number of its messages, a blank and its name, and more than\n"
                 "one file another line with their sum and \"total\". A file that cannot be read to its end gives\n"

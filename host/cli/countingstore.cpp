@@ -1,5 +1,7 @@
 #include "host/cli/countingstore.h"
 
+#include "host/cli/interruption.h"
+
 constexpr int countedIds = 65536;
 
 QString CountingStore::identifierCountText() const
@@ -25,7 +27,9 @@ void CountingStore::addImportedMessages(const QList<CAN::CanRxMessage> &messages
 
 void CountingStore::setImportFinished(bool success, DatachunkHelper::ImportFileType type, QString path, bool flag)
 {
-    ChunkStore::setImportFinished(success, type, sourceName.isEmpty() ? path : sourceName, flag);
+    // A pipe ends when it is interrupted, which the library takes for its end.
+    const bool isWhole = sourceName.isEmpty() || !wasInterrupted();
+    ChunkStore::setImportFinished(success && isWhole, type, sourceName.isEmpty() ? path : sourceName, flag);
 }
 
 void CountingStore::chunkAdded(const QVector<CAN::CanRxMessage> &messages)

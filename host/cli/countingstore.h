@@ -13,7 +13,8 @@ class CountingStore : public ChunkStore
 public:
     using ChunkStore::ChunkStore;
 
-    /// The name under which the next import is recorded, where the library reads a copy; empty: that of the file read.
+    /// The name under which the next import is recorded, where the library reads no file of that name;
+    /// empty: that of the file read.
     void setSourceName(const QString &name) { sourceName = name; }
     /// For example "14" or "more than 65536".
     QString identifierCountText() const;

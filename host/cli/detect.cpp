@@ -1,7 +1,10 @@
 #include "host/cli/detect.h"
 
 #include "host/store/chunkformat.h"
+#include "readers/formats.h"
+#include "readers/framereader.h"
 
+#include <QBuffer>
 #include <QFile>
 #include <QRegularExpression>
 #include <QStringList>
@@ -331,19 +334,40 @@ QVector<Candidate> fittingFormats(const QStringList &lines)
     return fitting;
 }
 
+/// Whether the reader of @p type takes @p lines: it must not drop one that should be a frame, nor end at one. A kind
+/// of frame that it leaves out is no wonder as long as there are others.
+bool areTaken(const QStringList &lines, DatachunkHelper::ImportFileType type)
+{
+    const bool mayBeCutOff = lines.size() > 1 && !lines.constLast().endsWith(QLatin1Char('\n'));
+    QByteArray text = "\xEF\xBB\xBF" + lines.mid(0, lines.size() - (mayBeCutOff ? 1 : 0)).join(QString()).toUtf8();
+    QBuffer buffer(&text);
+    const std::unique_ptr<FrameReader> reader = makeReader(type);
+    if (!reader || !buffer.open(QIODevice::ReadOnly) || !reader->open(buffer, {}))
+        return false;
+    while (reader->next()) {
+    }
+    const ImportReport report = reader->report();
+    const auto leftOut = std::count_if(report.faults.cbegin(), report.faults.cend(),
+                                       [](const auto &fault) { return fault.reason == ImportReport::Reason::NotRead; });
+    return report.droppedLines <= (report.messages > 0 ? leftOut : 0);
+}
+
 Detection detectText(const QStringList &lines)
 {
     // Few lines of most logs fit one format only and leave no doubt; to look at all of them takes ten times as long.
+    QStringList looked = lines.mid(0, fewLines);
     QVector<Candidate> fitting;
     if (lines.size() > fewLines)
-        fitting = fittingFormats(lines.mid(0, fewLines));
-    if (fitting.size() != 1 || !fitting.constFirst().leavesNoDoubt())
+        fitting = fittingFormats(looked);
+    if (fitting.size() != 1 || !fitting.constFirst().leavesNoDoubt()) {
+        looked = lines;
         fitting = fittingFormats(lines);
+    }
     if (fitting.isEmpty())
         return noLog(lines.value(0));
     const auto best = std::max_element(fitting.cbegin(), fitting.cend(),
                                        [](const Candidate &a, const Candidate &b) { return b.isBetterThan(a); });
-    return {best->type(), best->isCertain(), best->reason(), {}};
+    return {best->type(), best->isCertain() && areTaken(looked, best->type()), best->reason(), {}};
 }
 
 } // namespace

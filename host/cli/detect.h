@@ -8,10 +8,14 @@
 
 class QIODevice;
 
+/// The first bytes of a file that hold all the characters its format is found from, four bytes each, and one more.
+constexpr int detectionSize = 4 * 65536 + 5;
+
 /// What the content of a file says of its format.
 struct Detection {
     std::optional<DatachunkHelper::ImportFileType> type; ///< none: unknown
-    bool isCertain = false;                              ///< false: likely; another format is not out of the question
+    /// False: likely; another format is not out of the question, or the reader drops some of the lines.
+    bool isCertain = false;
     QString reason; ///< the lines that spoke for the type, or what there is instead
     QString advice; ///< what to try with a file that is no log for sure; empty otherwise
 };

@@ -25,11 +25,13 @@ bool detectFile(const QString &path, Output &out)
         complain(path, problem);
         return false;
     }
-    const Detection detection = detectFormat(input.path());
+    const Detection detection = input.detect();
     out.writeLine(printable(QStringLiteral("%1: %2").arg(path, resultText(detection))));
-    if (!detection.type)
+    if (!input.fault().isEmpty())
+        complain(path, QStringLiteral("cannot be read any further: %1").arg(input.fault()));
+    else if (!detection.type)
         complain(path, unknownFormatText(detection));
-    return detection.type.has_value();
+    return detection.type.has_value() && input.fault().isEmpty();
 }
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
@@ -54,7 +56,8 @@ Subcommand detectSubcommand()
             QStringLiteral("FILE..."),
             QStringLiteral(
                 "Every file gives one line with its type, how sure that is (certain or likely) and the lines that\n"
-                "spoke for it. A file that is none of the formats is \"unknown\"; the exit status is then 1. No\n"
+                "spoke for it. It is never certain of lines that the reader of the type drops. A file that is none of "
+                "the formats is \"unknown\"; the exit status is then 1. No\n"
                 "more than the first 65536 characters are looked at, and 32 lines when they leave no doubt; the\n"
                 "name plays no part. Files of columns are always unknown: nothing in them says what the columns\n"
                 "mean."),

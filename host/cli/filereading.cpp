@@ -1,6 +1,7 @@
 #include "host/cli/filereading.h"
 
 #include "canloghandler/canloghandler.h"
+#include "host/cli/inputfile.h"
 #include "host/cli/interruption.h"
 #include "host/cli/progressbar.h"
 
@@ -53,19 +54,29 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
         QPointer<DatachunkHandler> storePointer(&store);
         // A handler for each file: its error text may otherwise be that of an earlier one.
         CANLogHandler handler(storePointer);
-        const auto progress = [bar](qint64 bytesRead, qint64 bytesTotal) {
-            if (bar)
+        const auto progress = [&](qint64 bytesRead, qint64 bytesTotal) {
+            if (bar && request.stream)
+                bar->update(request.stream->bytesRead(), request.stream->bytesTotal());
+            else if (bar)
                 bar->update(bytesRead, bytesTotal);
             if (wasInterrupted())
                 QThread::currentThread()->requestInterruption();
         };
         QObject::connect(&handler, &CANLogHandler::importProgress, &handler, progress, Qt::DirectConnection);
-        result.ok = handler.loadFile(request.path, request.type, request.text, request.flag);
+        if (request.stream) {
+            result.ok = handler.loadDevice(request.stream->device(), request.path, request.type, request.text, false);
+            // A pipe ends when it is interrupted, which the library takes for its end.
+            result.ok = result.ok && !wasInterrupted();
+        } else {
+            result.ok = handler.loadFile(request.path, request.type, request.text, request.flag);
+        }
         result.report = handler.getImportReport();
         result.archive = handler.getArchiveReport();
+        if (request.stream && !result.report.readError.isEmpty())
+            result.report.readError = request.stream->withAdvice(result.report.readError);
         result.errorText = handler.getLastErrorText();
         if (!result.ok && result.errorText.isEmpty())
-            result.errorText = endText(result.report);
+            result.errorText = result.report.readError.isEmpty() ? endText(result.report) : result.report.readError;
     };
     runInterruptibly(read);
     result.isInterrupted = wasInterrupted() && !result.ok;

@@ -9,14 +9,16 @@
 
 #include <functional>
 
+class InputFile;
 class ProgressBar;
 
 /// What one file is to be read as.
 struct FileRequest {
     QString path;
     DatachunkHelper::ImportFileType type;
-    QString text;      ///< the columns of a GenericFile
-    bool flag = false; ///< for archives: merge
+    QString text;                ///< the columns of a GenericFile
+    bool flag = false;           ///< for archives: merge
+    InputFile *stream = nullptr; ///< what is read in place of the path, which is its name then; null: the file itself
 };
 
 /// What became of it.

@@ -150,16 +150,26 @@ QString formatProblem(const QCommandLineParser &parser)
     return columnsProblem(parser.value(QStringLiteral("columns")));
 }
 
-const Format *formatOf(const InputFile &input, const QCommandLineParser &parser)
+const Format *formatOf(InputFile &input, const QCommandLineParser &parser)
 {
     if (const Format *format = namedFormat(parser))
         return format;
-    const Detection detection = detectFormat(input.path());
+    const Detection detection = input.detect();
     if (!detection.type) {
-        complain(input.name(), unknownFormatText(detection));
+        const QString fault = input.fault();
+        complain(input.name(),
+                 fault.isEmpty() ? unknownFormatText(detection) : QStringLiteral("cannot be read: %1").arg(fault));
         return nullptr;
     }
     return findFormat(*detection.type);
+}
+
+bool isReadable(InputFile &input, const Format &format)
+{
+    const QString problem = format.type == DatachunkHelper::QclFile ? input.copyToFile() : QString();
+    if (!problem.isEmpty())
+        complain(input.name(), problem);
+    return problem.isEmpty();
 }
 
 QString unknownFormatText(const Detection &detection)

@@ -37,7 +37,9 @@ QCommandLineOption columnsOption();
 QString formatProblem(const QCommandLineParser &parser);
 /// The format to read @p input as, which is prepared: what the options say, or what its content says. Null after a
 /// complaint when the content says nothing.
-const Format *formatOf(const InputFile &input, const QCommandLineParser &parser);
+const Format *formatOf(InputFile &input, const QCommandLineParser &parser);
+/// Whether the library can read @p input, which is prepared, as @p format now; false after a complaint.
+bool isReadable(InputFile &input, const Format &format);
 /// The complaint of a file whose @p detection found no type.
 QString unknownFormatText(const Detection &detection);
 /// The text that goes with a request to read a file of @p format.

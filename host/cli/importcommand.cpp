@@ -118,7 +118,7 @@ private:
             return ExitStatus::Failure;
         }
         const Format *format = formatOf(input, parser);
-        if (!format || !prepareStore())
+        if (!format || !isReadable(input, *format) || !prepareStore())
             return ExitStatus::Failure;
         const ImportSource source = path == standardInput ? ImportSource() : ImportSource::of(path);
         if (!isAgain && isStored(path, source))
@@ -126,9 +126,10 @@ private:
 
         store->setImportSource(source);
         ProgressBar bar(path, isBarWanted(parser));
-        store->setSourceName(input.isCopy() ? path : QString());
-        const StoreImport import =
-            requestImport(*store, {input.path(), format->type, requestText(parser, *format)}, &bar);
+        store->setSourceName(input.isPlainFile() ? QString() : path);
+        FileRequest request{input.path(), format->type, requestText(parser, *format)};
+        request.stream = input.isStream() ? &input : nullptr;
+        const StoreImport import = requestImport(*store, request, &bar);
         if (import.record.state == ImportRecord::State::Succeeded)
             bar.finish(import.record.messageCount);
         else
@@ -212,8 +213,12 @@ private:
         out.writeLine(
             printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, *store), folder)));
         out.flush();
+        if (report.cutNotes > 0)
+            complain(path, cutNotesText(report));
         if (import.record.messageCount == 0)
             complain(path, noMessagesText(format, report));
+        if (areAllDropped(report))
+            return ExitStatus::Failure; // after the complaint that there is no message
         if (!isStrict || report.faultyLines == 0)
             return ExitStatus::Success;
         complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))
@@ -279,7 +284,8 @@ Subcommand importSubcommand()
                        "are other ones when they are no frames by the rules of the format, dropped when they should\n"
                        "be, and faulty when they were dropped or something in them could not be read and counts as 0.\n"
                        "A file that cannot be imported, or whose format is unknown, does not stop the others; the\n"
-                       "exit status is then 1. One without messages is no failure, but named on standard error.\n"
+                       "exit status is then 1. One without messages is no failure, but named on standard error; when\n"
+                       "all its frames were dropped, it is one.\n"
                        "A file that the store holds already is not imported again, which is said; the exit status is\n"
                        "then 1. Nothing stays of an import that fails, unless --keep-partial says so, nor of one that\n"
                        "Ctrl-C ends with 130 or that is killed: of that the next import removes the rest."),

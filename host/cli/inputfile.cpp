@@ -5,18 +5,19 @@
 #include "host/cli/formats.h"
 #include "host/cli/interruption.h"
 #include "host/cli/output.h"
+#include "host/reading/pipedevice.h"
 #include "host/store/chunkstore.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <zlib.h>
 
-#include <cerrno>
 #include <cstdio>
 
 #ifdef Q_OS_WIN
 #include <io.h>
+#define fileno _fileno
 #else
 #include <unistd.h>
 #endif
@@ -77,31 +78,100 @@ QString noMessagesText(const Format &format, const ImportReport &report)
     return text + QLatin1String("; try another --type ('canlog formats' lists them)");
 }
 
-QString faultyLinesText(const ImportReport &report)
+QString cutNotesText(const ImportReport &report)
+{
+    if (report.cutNotes == 0)
+        return {};
+    return QStringLiteral("warning: %1 cut, since what the log says there would fill the memory")
+        .arg(counted(quint64(report.cutNotes), QStringLiteral("note")));
+}
+
+bool areAllDropped(const ImportReport &report)
+{
+    return report.messages == 0 && report.droppedLines > 0;
+}
+
+QString faultyLinesText(const ImportReport &report, bool isFailure)
 {
     if (report.faults.isEmpty())
         return {};
-    return QStringLiteral("warning: %1; 'canlog import --report' lists them").arg(faultsText(report));
+    return QStringLiteral("%1%2; 'canlog import --report' lists them")
+        .arg(isFailure ? QString() : QStringLiteral("warning: "), faultsText(report));
 }
+
+InputFile::InputFile(const QString &fileArgument)
+    : argument(fileArgument)
+{
+}
+
+InputFile::~InputFile() = default;
 
 QString InputFile::prepare()
 {
-    // What is not compressed zlib hands on as it is.
-    if (argument == standardInput)
-        return copyUnpacked(gzdopen(dup(fileno(stdin)), "rb"));
+    if (argument == standardInput) {
+        source = std::make_unique<PipeDevice>(fileno(stdin), wasInterrupted);
+        source->open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+        return openStream();
+    }
     QString problem = whyUnreadable(argument, FileKind::Log);
     if (!problem.isEmpty())
         return problem;
-    QFile file(argument);
-    const bool isCompressed = file.open(QIODevice::ReadOnly) && file.peek(2) == "\x1F\x8B";
-    return isCompressed ? copyUnpacked(gzopen(QFile::encodeName(argument).constData(), "rb")) : QString();
+    auto file = std::make_unique<QFile>(argument);
+    if (!file->open(QIODevice::ReadOnly) || !GzipDevice::isCompressed(file->peek(2)))
+        return {};
+    source = std::move(file);
+    return openStream();
 }
 
-/// Copies what @p read(block, size) gives, until that is 0 bytes; a negative number is an error that the caller knows.
-template <typename Read>
-QString InputFile::copyFrom(Read read)
+/// Opens what the source gives, compressed or not. A fault that nothing comes before leaves nothing to be read.
+QString InputFile::openStream()
 {
-    copy = std::make_unique<QTemporaryFile>(QDir::temp().filePath(QStringLiteral("canlog-XXXXXX.log")));
+    sourceStart = std::make_unique<BeginningDevice>(*source);
+    QIODevice *plain = sourceStart.get();
+    if (GzipDevice::isCompressed(sourceStart->beginning(2))) {
+        gzip = std::make_unique<GzipDevice>(*sourceStart);
+        if (!gzip->open(QIODevice::ReadOnly))
+            return QStringLiteral("cannot be read: %1").arg(gzip->errorString());
+        plain = gzip.get();
+    }
+    content = std::make_unique<BeginningDevice>(*plain);
+    const bool isEmpty = content->beginning(1).isEmpty();
+    if (wasInterrupted())
+        return QStringLiteral("interrupted");
+    return isEmpty && !fault().isEmpty() ? QStringLiteral("cannot be read: %1").arg(fault()) : QString();
+}
+
+Detection InputFile::detect()
+{
+    if (!content)
+        return detectFormat(argument);
+    QByteArray beginning = content->beginning(detectionSize);
+    QBuffer buffer(&beginning);
+    buffer.open(QIODevice::ReadOnly);
+    return detectFormat(buffer);
+}
+
+QString InputFile::fault() const
+{
+    const QString fault = content ? content->fault() : QString();
+    return fault.isEmpty() ? fault : withAdvice(fault);
+}
+
+QString InputFile::withAdvice(const QString &reason) const
+{
+    return gzip ? QStringLiteral("%1; try 'gzip --test' on it").arg(reason) : reason;
+}
+
+qint64 InputFile::bytesRead() const
+{
+    return gzip ? gzip->compressedBytesRead() : content->bytesGiven();
+}
+
+QString InputFile::copyToFile()
+{
+    if (!content)
+        return {};
+    copy = std::make_unique<QTemporaryFile>(QDir::temp().filePath(QStringLiteral("canlog-XXXXXX.qcl")));
     const auto writeProblem = [this] {
         return QStringLiteral("cannot be copied to %1: %2; set TMPDIR to a folder with more space")
             .arg(QDir::tempPath(), Files::errorText(*copy));
@@ -111,35 +181,13 @@ QString InputFile::copyFrom(Read read)
     takeInterruptions(); // the copy is not to stay
     char block[65536];
     qint64 size = 0;
-    while ((size = read(block, sizeof block)) > 0) {
-        if (wasInterrupted())
-            return QStringLiteral("interrupted");
+    while ((size = content->read(block, sizeof block)) > 0) {
         if (copy->write(block, size) != size)
             return writeProblem();
+        if (wasInterrupted())
+            return QStringLiteral("interrupted");
     }
+    if (size < 0)
+        return QStringLiteral("cannot be read: %1").arg(withAdvice(content->errorString()));
     return copy->flush() ? QString() : writeProblem();
-}
-
-QString InputFile::copyUnpacked(gzFile input)
-{
-    if (!input)
-        return QStringLiteral("cannot be read; check its permissions");
-    int latest = 0;
-    QString readProblem;
-    QString problem = copyFrom([&](char *block, qint64 size) {
-        latest = gzread(input, block, unsigned(size));
-        int state = Z_OK;
-        if (latest < 0 && (gzerror(input, &state), state == Z_ERRNO))
-            readProblem = QStringLiteral("cannot be read: %1").arg(qt_error_string(errno));
-        return latest;
-    });
-    if (wasInterrupted())
-        problem = QStringLiteral("interrupted");
-    // That the end is missing shows only here.
-    const bool isWhole = gzclose_r(input) == Z_OK && latest == 0;
-    if (!problem.isEmpty() || isWhole)
-        return problem;
-    return readProblem.isEmpty()
-               ? QStringLiteral("is damaged: it cannot be decompressed to its end; try 'gzip --test' on it")
-               : readProblem;
 }

@@ -8,7 +8,12 @@
 #include "readers/formats.h"
 #include "readers/framereader.h"
 
+#include <QCommandLineOption>
+#include <QCommandLineParser>
+
 #include <memory>
+
+static const QLatin1String strictName("strict");
 
 namespace
 {
@@ -65,7 +70,7 @@ bool LogFile::open()
         return false;
     }
     format = formatOf(input, options);
-    return format != nullptr;
+    return format && isReadable(input, *format);
 }
 
 bool LogFile::readChunk(const MessageVisitor &visitor)
@@ -84,12 +89,17 @@ bool LogFile::pull(const MessageVisitor &visitor, ProgressBar *bar)
     const LogFormat &row = *findLogFormat(format->type);
     const std::unique_ptr<FrameReader> reader = row.make(row.type, requestText(options, *format));
     reader->setProgress([&](qint64 bytesRead, qint64 bytesTotal) {
-        if (bar)
+        if (bar && input.isStream())
+            bar->update(input.bytesRead(), input.bytesTotal());
+        else if (bar)
             bar->update(bytesRead, bytesTotal);
         if (wasInterrupted())
             reader->stop();
     });
-    reader->open(input.path());
+    if (input.isStream())
+        reader->open(input.device(), input.name());
+    else
+        reader->open(input.path());
     FinalNotes notes(visitor, row);
     while (!isStopped && reader->next())
         isStopped = visitor && !notes.take(reader->frame(), reader->takeNote());
@@ -98,6 +108,8 @@ bool LogFile::pull(const MessageVisitor &visitor, ProgressBar *bar)
     count = quint64(reader->frameCount());
     fault = reader->errorString();
     report = reader->report();
+    if (input.isStream() && !report.readError.isEmpty())
+        report.readError = input.withAdvice(report.readError);
     return reader->atEnd();
 }
 
@@ -121,19 +133,31 @@ ExitStatus LogFile::read(const MessageVisitor &visitor, ProgressBar *bar)
         complain(input.name(), QStringLiteral("cannot be read any further: %1").arg(report.readError));
         return ExitStatus::Failure;
     }
-    if (count == 0) {
+    reachedEnd = true;
+    return judge();
+}
+
+ExitStatus LogFile::judge() const
+{
+    const bool isFailure = areAllDropped(report) || (report.faultyLines > 0 && options.isSet(strictName));
+    if (report.cutNotes > 0)
+        complain(input.name(), cutNotesText(report));
+    if (count == 0)
         complain(input.name(), noMessagesText(*format, report));
-        return ExitStatus::Success;
-    }
-    const QString faulty = faultyLinesText(report);
-    if (!faulty.isEmpty())
-        complain(input.name(), faulty);
-    return ExitStatus::Success;
+    else if (!report.faults.isEmpty())
+        complain(input.name(), faultyLinesText(report, isFailure));
+    return isFailure ? ExitStatus::Failure : ExitStatus::Success;
+}
+
+QCommandLineOption LogFile::strictOption()
+{
+    return {strictName, QStringLiteral("Ends with 1 when a line of a FILE was dropped or read in part.")};
 }
 
 QString LogFile::warningHelp()
 {
     return QStringLiteral(
         "Lines of a FILE that were dropped or read in part are counted on standard error at the end,\n"
-        "and a file without any message is named there; the exit status is then 0 all the same.");
+        "and a file without any message is named there; the exit status is then 0 all the same, unless all\n"
+        "frames of a file were dropped, or --strict is given.");
 }

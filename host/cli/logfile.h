@@ -9,6 +9,7 @@
 
 class ProgressBar;
 struct Format;
+class QCommandLineOption;
 class QCommandLineParser;
 
 /// Gets one message and its final note (empty: none); returns false when it wants no more. The message is valid during
@@ -27,8 +28,9 @@ public:
     bool open();
     /**
      * Gives all messages to @p visitor, in this thread and as soon as they are read; without a visitor they are counted
-     * alone. Failure when not all could be read, which is known only after those that could be; a visitor that wants no
-     * more makes none. Interrupted after Ctrl-C, see takeInterruptions().
+     * alone. Failure when not all could be read, which is known only after those that could be, when all frames were
+     * dropped, or, with --strict, when a line is faulty; a visitor that wants no more makes none. Interrupted after
+     * Ctrl-C, see takeInterruptions().
      *
      * @p bar, which may be null, is kept up to date.
      */
@@ -36,15 +38,23 @@ public:
     /// How many messages were read.
     quint64 messageCount() const { return count; }
 
+    /// Whether read() came to the end of the file, whatever its lines were.
+    bool wasReadToEnd() const { return reachedEnd; }
+
+    /// `--strict`
+    static QCommandLineOption strictOption();
     /// What the help says of logs that are not read in full.
     static QString warningHelp();
 
 private:
     bool readChunk(const MessageVisitor &visitor);
     bool pull(const MessageVisitor &visitor, ProgressBar *bar);
+    /// Of a file that was read to its end.
+    ExitStatus judge() const;
 
     InputFile input;
     const QCommandLineParser &options;
+    bool reachedEnd = false;
     const Format *format = nullptr; ///< once it is open
 
     // Of what was read

@@ -41,6 +41,8 @@ QString usageProblem(const QCommandLineParser &parser, const QString &subcommand
         return QStringLiteral("--columns is for a FILE, a store needs none");
     if (files == 1 && parser.isSet(QStringLiteral("import")))
         return QStringLiteral("--import is for a store, a FILE has none");
+    if (files == 0 && parser.isSet(QStringLiteral("strict")))
+        return QStringLiteral("--strict is for a FILE, a store has no lines");
     const QString problem = storeProblem(parser);
     return problem.isEmpty() ? formatProblem(parser) : problem;
 }
@@ -58,11 +60,12 @@ void MessageSource::addOptions(QCommandLineParser &parser)
     parser.addOption(ImportChoice::option());
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
+    parser.addOption(LogFile::strictOption());
 }
 
 QString MessageSource::synopsis()
 {
-    return QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]]");
+    return QStringLiteral("[--store DIR | FILE [--type NAME|NUMBER] [--columns CODES] [--strict]]");
 }
 
 bool MessageSource::choose(const QCommandLineParser &parser, const QString &subcommand)

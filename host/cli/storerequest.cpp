@@ -7,7 +7,8 @@ StoreImport requestImport(ChunkStore &store, FileRequest request, ProgressBar *b
     StoreImport import;
     const auto connection = QObject::connect(&store, &ChunkStore::importFinished,
                                              [&](const ImportRecord &record) { import.record = record; });
-    request.path = QFileInfo(request.path).absoluteFilePath();
+    if (!request.stream)
+        request.path = QFileInfo(request.path).absoluteFilePath();
     import.result = readFile(store, request, bar);
     QObject::disconnect(connection);
     if (import.record.errorText.isEmpty())
