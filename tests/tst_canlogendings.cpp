@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QScopeGuard>
 
 #include <csignal>
@@ -59,6 +60,8 @@ private Q_SLOTS:
     void fullDiskIsTold();
     void outputIsOnTheDiskBeforeItHasItsName_data();
     void outputIsOnTheDiskBeforeItHasItsName();
+    void longWorkShowsItsProgress_data();
+    void longWorkShowsItsProgress();
 
 private:
     /// All names in the folder that begin so, hidden ones included.
@@ -71,8 +74,8 @@ private:
         QFile file(path(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    /// Starts the program and sends it @p number as soon as a file whose name begins with @p temporary is there. Its
-    /// status is 128 + @p number also where the signal itself ended it, as shells have it.
+    /// Starts the program and sends it @p number as soon as a file whose name begins with @p temporary is there; empty:
+    /// after a second. Its status is 128 + @p number also where the signal itself ended it, as shells have it.
     Outcome signalled(const QStringList &arguments, const QString &temporary, int number);
     /// Makes the store "store", which takes a while to be packed.
     void makeStore();
@@ -90,7 +93,9 @@ Outcome CanlogEndingsTest::signalled(const QStringList &arguments, const QString
         return {};
     QElapsedTimer time;
     time.start();
-    while (names(temporary).isEmpty() && time.elapsed() < patience)
+    if (temporary.isEmpty())
+        QThread::msleep(1000); // nothing tells that a program waits
+    while (!temporary.isEmpty() && names(temporary).isEmpty() && time.elapsed() < patience)
         QThread::usleep(200);
     ::kill(pid_t(process.processId()), number);
     if (!process.waitForFinished(patience)) {
@@ -145,10 +150,11 @@ void CanlogEndingsTest::signalEndsTheWaitForInput()
     QFETCH(int, number);
     QFETCH(int, status);
     // Nothing is written to its standard input, which stays open.
-    const Outcome outcome = signalled(words("count -"), QStringLiteral("canlog-"), number);
+    const Outcome outcome = signalled(words("count -"), QString(), number);
     QCOMPARE(outcome.status, status);
     QCOMPARE(outcome.out, QByteArray());
-    QCOMPARE(names(QStringLiteral("canlog-")), QStringList());
+    QCOMPARE(outcome.err, QByteArray("canlog: -: interrupted\n"));
+    QCOMPARE(names(QString()), QStringList());
 }
 
 void CanlogEndingsTest::signalThatIsIgnoredStaysIgnored()
@@ -314,6 +320,40 @@ void CanlogEndingsTest::outputIsOnTheDiskBeforeItHasItsName()
 #else
     QSKIP("needs a library that stands before the C library");
 #endif
+}
+
+void CanlogEndingsTest::longWorkShowsItsProgress_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("total");
+    QTest::newRow("zip, looking for damage") << QStringLiteral("zip --store store out.zip")
+                                             << QStringLiteral("out.zip: \\[[#.]+\\] [0-9]+ % of 300000 messages");
+    QTest::newRow("zip, packing") << QStringLiteral("zip --store store out.zip")
+                                  << QStringLiteral("out.zip: \\[[#.]+\\] [0-9]+ % of [0-9.]+ MB");
+    QTest::newRow("convert") << QStringLiteral("convert --store store out.csv")
+                             << QStringLiteral("store: \\[[#.]+\\] [0-9]+ % of 300000 messages");
+    QTest::newRow("stats") << QStringLiteral("stats --store store")
+                           << QStringLiteral("store: \\[[#.]+\\] [0-9]+ % of 300000 messages");
+}
+
+void CanlogEndingsTest::longWorkShowsItsProgress()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, total);
+    if (shell(QStringLiteral("script -qec true /dev/null")).status != 0)
+        QSKIP("needs the program script, which gives it a terminal");
+    write(QStringLiteral("a.log"), candumpLog(300000));
+    QCOMPARE(canlog(words("import --store store a.log")).status, 0);
+    const QByteArray much = noise(4 * 1024 * 1024);
+    for (int i = 0; i < 8; ++i)
+        write(QStringLiteral("store/noise-%1").arg(i), much);
+    const QRegularExpression bar(total);
+    const Outcome outcome = shell(QStringLiteral("script -qec '\"$canlog\" %1' /dev/null").arg(arguments));
+    QCOMPARE(outcome.status, 0);
+    QVERIFY2(bar.match(QString::fromUtf8(outcome.out)).hasMatch(), outcome.out.right(500).constData());
+    const Outcome quiet = shell(QStringLiteral("script -qec '\"$canlog\" %1 --quiet' /dev/null").arg(arguments));
+    QCOMPARE(quiet.status, 0);
+    QVERIFY(!quiet.out.contains(" % of "));
 }
 
 QTEST_GUILESS_MAIN(CanlogEndingsTest)
