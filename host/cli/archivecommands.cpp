@@ -239,6 +239,8 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
     // The last chunk alone says whether the library calls it a success; chunks it never came to are another matter.
     if (wasInterrupted() && !import.result.ok
         && (import.result.archive.count.contains(ArchiveReport::Reason::NotReached) || record.messageCount == 0)) {
+        if (record.messageCount == 0)
+            return interrupted(path);
         complain(path, QStringLiteral("interrupted; the %1 merged until then stay in %2")
                            .arg(counted(record.messageCount, QStringLiteral("message")), storeFolder));
         return ExitStatus::Interrupted;
