@@ -75,7 +75,7 @@ void TestGvretCsv::headers_data()
         "250000,Tx,1,false,000001A4,1,0C,00,00,00,00,00,00,00,", expected);
     row("column that nothing reads", "Time Stamp,ID,Extended,Dir,Bus,Name,LEN,D1,D2,D3,D4,D5,D6,D7,D8\n",
         "250000,000001A4,false,Tx,1,door,1,0C,00,00,00,00,00,00,00,", expected);
-    row("empty line", v2, line + "\n", expected);
+    row("empty line", v2, "\n" + line, expected);
     row("table without times is of another kind", "ID,Data Bytes\n", "000001A4,0C 1D 2E ", noFrame());
 }
 

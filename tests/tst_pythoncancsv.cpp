@@ -60,7 +60,7 @@ void TestPythonCanCsv::headers_data()
         frame(0x1A4, "0C1D2E").at(1700000000, 250000));
     row("again among the rows", head, "1700000000.25,0x1a4,0,0,0,3,DB0u\n" + head + "1700000000.5,0x1a4,0,0,0,1,DA==",
         {frame(0x1A4, "0C1D2E").at(1700000000, 250000), frame(0x1A4, "0C").at(1700000000, 500000)});
-    row("empty line", head, "1700000000.25,0x1a4,0,0,0,3,DB0u\n", frame(0x1A4, "0C1D2E").at(1700000000, 250000));
+    row("empty line", head, "\n1700000000.25,0x1a4,0,0,0,3,DB0u", frame(0x1A4, "0C1D2E").at(1700000000, 250000));
     row("other columns are another kind of table", "time,addr,bus,data\n", "10.5,420,0,0c1d2e", noFrame());
 }
 

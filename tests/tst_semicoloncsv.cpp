@@ -71,7 +71,7 @@ void TestSemicolonCsv::headers_data()
         "1700000000.250000;1;1A4;1;0;0;0;0;0;1;1;0C", expected);
     row("old header, FD", oldHead, "1700000000.250000;1;1A4;0;1;1;1;1;1;0C",
         frame(0x1A4, "0C").fd().brs().esiUntold().at(1700000000, 250000).channel(1).tx());
-    row("empty line", head, line + "\n", expected);
+    row("empty line", head, "\n" + line, expected);
     row("the log of another device", "Timestamp;Type;ID;Data\n", "02T030405123;0;1a4;0c1d2e", noFrame());
     row("no column of data", "TimestampEpoch;BusChannel;ID;Length\n", "1700000000.250000;1;1A4;1", noFrame());
 }
