@@ -385,6 +385,23 @@ inline QByteArray sampleLines(const char *name)
     return sampleContent(name).replace("\r\n", "\n").chopped(1);
 }
 
+/// The first frames of examples/drive.log, which the other examples of that drive hold, too; can0 is channel 1.
+inline QVector<LogFrame> driveFrames(int count)
+{
+    QVector<LogFrame> result;
+    const QList<QByteArray> lines = sampleContent("drive.log", CANLOG_EXAMPLES).split('\n');
+    for (const QByteArray &line : lines.mid(0, count)) {
+        const QList<QByteArray> words = line.split(' '); // (1716284412.084712) can0 0C9#0C801E514000003B
+        const QList<QByteArray> parts = words.at(2).split('#');
+        LogFrame frame(parts.first().toUInt(nullptr, 16), parts.last());
+        frame.message.isExtended = parts.first().size() == 8;
+        frame.at(words.first().mid(1, 10).toInt(), words.first().mid(12, 6).toInt());
+        frame.channel(words.at(1) == "can0" ? 1 : 2);
+        result.append(frame);
+    }
+    return result;
+}
+
 /// A number of bytes 00, 01, 02 ... as hexadecimal text, each followed by @p separator but the last.
 inline QByteArray countedPayload(int count, const char *separator = "")
 {

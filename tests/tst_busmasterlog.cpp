@@ -47,6 +47,7 @@ private Q_SLOTS:
     void whatTheHeaderSays();
     void samples_data();
     void samples() { checkRow(DatachunkHelper::BusmasterLog); }
+    void example();
 };
 
 void TestBusmasterLog::lines_data()
@@ -252,6 +253,20 @@ void TestBusmasterLog::samples_data()
     sample("busmasterlog/relative-times-and-comment.log",
            {frame(0x1A4, "0C").at(0, 10000).channel(1).rx().note(""), frame(0x1A4, "1D").at(1, 60000).channel(1).rx(),
             frame(0x1A4, "2E").at(1, 70000).channel(1).rx().note("")});
+}
+
+void TestBusmasterLog::example()
+{
+    QVector<LogFrame> expected = driveFrames(120);
+    for (LogFrame &frame : expected) {
+        const CanTimeStamp time = frame.message.timeStamp; // of May 21, 2024, 9:40:12 and on; the log has 0.1 ms
+        frame.rx().at(9 * 3600 + 40 * 60 + 12 + (time.seconds - 1716284412), time.microseconds / 100 * 100);
+    }
+    expected.last().note(""); // the end of the session
+    expected.first().note("");
+    const PulledLog log = pullLog(DatachunkHelper::BusmasterLog, sampleContent("drive-busmaster.log", CANLOG_EXAMPLES));
+    QCOMPARE(differenceOf(log, expected), QString());
+    QCOMPARE(log.report.faultyLines, 0);
 }
 
 QTEST_GUILESS_MAIN(TestBusmasterLog)

@@ -406,6 +406,8 @@ void TestCandump::lineCutAnywhereIsNoOtherFrame()
     const CAN::CanRxMessage expected = whole.frames.first().frame;
     QCOMPARE(int(expected.dlc), 8);
     for (int size = 1; size < line.size(); ++size) {
+        if (line.mid(size - 1, 2) == "##") // a classic frame without data, as far as it goes
+            continue;
         const PulledLog cut = pullLog(DatachunkHelper::Candump, line.left(size));
         QCOMPARE(cut.report.lines, qint64(1));
         QVERIFY2(cut.frames.size() <= 1, line.left(size));

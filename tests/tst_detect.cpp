@@ -91,10 +91,14 @@ QVector<SampleOf> samples()
     add(data, "peaktrace/windows-line-ends.trc", Type::PeakTraceV11);
     add(examples, "columns.txt", {});
     add(examples, "conformance-test.txt", Type::CoCTTLog);
+    add(examples, "drive-busmaster.log", {}); // {}: the reader of this format is still to come
     add(examples, "drive-canking.txt", Type::KvaserCanKingLog);
+    add(examples, "drive-gvret.csv", {});
     add(examples, "drive-kvaser.txt", Type::KvaserTxtLog);
     add(examples, "drive-nobitcount.asc", Type::VectorAscLogWithoutBitcount);
     add(examples, "drive-norvik.txt", Type::NorvikTxt);
+    add(examples, "drive-python-can.csv", {});
+    add(examples, "drive-semicolon.csv", {});
     add(examples, "drive-wireshark.csv", Type::WiresharkCsv);
     add(examples, "drive.asc", Type::VectorAscLog);
     add(examples, "drive.log", Type::SocketCanDump);

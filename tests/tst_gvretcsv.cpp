@@ -30,6 +30,7 @@ private Q_SLOTS:
     void timeBase();
     void samples_data();
     void samples() { checkRow(DatachunkHelper::GvretCsv); }
+    void example();
 };
 
 void TestGvretCsv::lines_data()
@@ -181,6 +182,20 @@ void TestGvretCsv::samples_data()
                                               frame(0x18F00503, "0C").extended().at(1, 500290).channel(0)});
     sample("gvretcsv/epoch-times.csv", {frame(0x1A4, "0C").at(1700000000, 123456).channel(0).rx(),
                                         frame(0x1A4, "1D").at(1700000000, 223456).channel(0).rx()});
+}
+
+void TestGvretCsv::example()
+{
+    QVector<LogFrame> expected = driveFrames(120);
+    for (LogFrame &frame : expected) {
+        const CanTimeStamp time = frame.message.timeStamp; // the device counts from the second of the first frame
+        frame.rx()
+            .at(time.seconds - 1716284412, time.microseconds)
+            .channel(static_cast<quint16>(frame.message.channel - 1));
+    }
+    const PulledLog log = pullLog(DatachunkHelper::GvretCsv, sampleContent("drive-gvret.csv", CANLOG_EXAMPLES));
+    QCOMPARE(differenceOf(log, expected), QString());
+    QCOMPARE(log.report.faultyLines, 0);
 }
 
 QTEST_GUILESS_MAIN(TestGvretCsv)

@@ -31,6 +31,7 @@ private Q_SLOTS:
     void timeBase();
     void samples_data();
     void samples() { checkRow(DatachunkHelper::PythonCanCsv); }
+    void example();
 };
 
 void TestPythonCanCsv::lines_data()
@@ -178,6 +179,19 @@ void TestPythonCanCsv::samples_data()
     sample("pythoncancsv/hexadecimal-data.csv",
            {frame(0x1A4, "0C1D2E").at(0, 250000), frame(0x1A4, "0C1D").at(0, 500000), frame(0x1A4).at(0, 750000)});
     sample("pythoncancsv/no-header.csv", {frame(0x7DF).at(0, 15), frame(0x123, "0C").extended().at(0, 250000)});
+}
+
+void TestPythonCanCsv::example()
+{
+    QVector<LogFrame> expected = driveFrames(120);
+    for (LogFrame &frame : expected) {
+        frame.channel(0); // the log has none
+        frame.channelIsTold = false;
+    }
+    const PulledLog log =
+        pullLog(DatachunkHelper::PythonCanCsv, sampleContent("drive-python-can.csv", CANLOG_EXAMPLES));
+    QCOMPARE(differenceOf(log, expected), QString());
+    QCOMPARE(log.report.faultyLines, 0);
 }
 
 QTEST_GUILESS_MAIN(TestPythonCanCsv)

@@ -30,6 +30,7 @@ private Q_SLOTS:
     void timeBase();
     void samples_data();
     void samples() { checkRow(DatachunkHelper::SemicolonCsv); }
+    void example();
 };
 
 void TestSemicolonCsv::lines_data()
@@ -167,6 +168,16 @@ void TestSemicolonCsv::samples_data()
     sample("semicoloncsv/damaged-row.csv", Outcome{frame(0x1A4, "0C").at(1700000002, 250000).on("vcan0", 1).rx(),
                                                    frame(0x1A4, "0C1D2E").at(1700000002, 750000).on("vcan0", 1).rx()}
                                                .losing({3}));
+}
+
+void TestSemicolonCsv::example()
+{
+    QVector<LogFrame> expected = driveFrames(120);
+    for (LogFrame &frame : expected)
+        frame.rx();
+    const PulledLog log = pullLog(DatachunkHelper::SemicolonCsv, sampleContent("drive-semicolon.csv", CANLOG_EXAMPLES));
+    QCOMPARE(differenceOf(log, expected), QString());
+    QCOMPARE(log.report.faultyLines, 0);
 }
 
 QTEST_GUILESS_MAIN(TestSemicolonCsv)
