@@ -71,6 +71,7 @@ private Q_SLOTS:
     void showsAtMost64Bytes();
     void showsAFile();
     void showsAChunkFile();
+    void showsWhatStandsBeforeALineThatEndsTheLog();
     void idFilter_data();
     void idFilter();
     void limit_data();
@@ -1107,6 +1108,21 @@ void TestCanlog::showsAChunkFile()
     QCOMPARE(refused.err,
              QByteArray("canlog: small.log: cannot be read as QclFile (it is no data chunk); try another --type\n"));
     QCOMPARE(refused.status, 1);
+}
+
+void TestCanlog::showsWhatStandsBeforeALineThatEndsTheLog()
+{
+    // The first line is a frame; of the second one the identifier and all after it are missing.
+    write(QStringLiteral("cut.trc"), "     1)      2457.5  Rx         0300  2  00 11\n     2)      2458.0  Rx\n");
+    const Outcome shown = canlog(words("show --type trc11 cut.trc"));
+    QCOMPARE(shown.out.count('\n'), 2); // heading and frame
+    QVERIFY2(shown.out.contains("  2.457500 ") && shown.out.contains(" 00 11"), shown.out.constData());
+    QCOMPARE(shown.err, QByteArray("canlog: cut.trc: cannot be read as PeakTraceV11 (Import error occured at line 2 of "
+                                   "file cut.trc.); try another --type\n"));
+    QCOMPARE(shown.status, 1);
+    const Outcome counted = canlog(words("count --type trc11 cut.trc"));
+    QCOMPARE(counted.out, QByteArray());
+    QCOMPARE(counted.status, 1);
 }
 
 void TestCanlog::idFilter_data()

@@ -20,13 +20,12 @@ std::optional<quint64> countOf(const QString &path, const QCommandLineParser &pa
         status = ExitStatus::Failure;
         return {};
     }
-    LogStore store;
     ProgressBar bar(path, isBarWanted(parser));
-    if (file.read(store, &bar) != ExitStatus::Success)
+    if (file.read({}, &bar) != ExitStatus::Success)
         status = ExitStatus::Failure;
     if (!file.wasReadToEnd())
         return {};
-    return store.messageCount();
+    return file.messageCount();
 }
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)

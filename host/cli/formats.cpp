@@ -3,6 +3,7 @@
 #include "host/cli/detect.h"
 #include "host/cli/inputfile.h"
 #include "host/cli/output.h"
+#include "readers/formats.h"
 
 #include <QCommandLineParser>
 #include <QMetaEnum>
@@ -11,78 +12,27 @@
 #include <functional>
 
 static const QLatin1String automatic("auto");
-static const QLatin1String defaultColumns("t n i ? ? l d"); // the library's own
 
 QString Format::name() const
 {
     return QString::fromLatin1(QMetaEnum::fromType<DatachunkHelper::ImportFileType>().valueToKey(type));
 }
 
+/// Data chunks, which the store reads, and every log that the library has a reader for.
+static QVector<Format> allFormats()
+{
+    QVector<Format> all{{DatachunkHelper::QclFile,
+                         {QStringLiteral("qcl")},
+                         QStringLiteral("one data-chunk file of a store"),
+                         QStringLiteral(".qcl")}};
+    for (const LogFormat &log : logFormats())
+        all.append({log.type, log.shortNames, log.description, log.suffix});
+    return all;
+}
+
 const QVector<Format> &formats()
 {
-    static const QVector<Format> table{
-        {DatachunkHelper::QclFile,
-         {QStringLiteral("qcl")},
-         QStringLiteral("one data-chunk file of a store"),
-         QStringLiteral(".qcl")},
-        {DatachunkHelper::NorvikTxt,
-         {QStringLiteral("norvik")},
-         QStringLiteral("Norvik text log"),
-         QStringLiteral(".txt")},
-        {DatachunkHelper::PeakTraceV11,
-         {QStringLiteral("trc11")},
-         QStringLiteral("PCAN trace, version 1.1"),
-         QStringLiteral(".trc")},
-        {DatachunkHelper::PeakTraceV12,
-         {QStringLiteral("trc12")},
-         QStringLiteral("PCAN trace, version 1.2"),
-         QStringLiteral(".trc")},
-        {DatachunkHelper::PeakTraceV13,
-         {QStringLiteral("trc13")},
-         QStringLiteral("PCAN trace, version 1.3"),
-         QStringLiteral(".trc")},
-        {DatachunkHelper::PeakTraceV20,
-         {QStringLiteral("trc20")},
-         QStringLiteral("PCAN trace, version 2.0"),
-         QStringLiteral(".trc")},
-        {DatachunkHelper::PeakTraceV21,
-         {QStringLiteral("trc21")},
-         QStringLiteral("PCAN trace, version 2.1"),
-         QStringLiteral(".trc")},
-        {DatachunkHelper::SocketCanDump,
-         {QStringLiteral("candump")},
-         QStringLiteral("SocketCAN candump, screen or log-file form"),
-         QStringLiteral(".log")},
-        {DatachunkHelper::KvaserTxtLog,
-         {QStringLiteral("kvaser")},
-         QStringLiteral("Kvaser text log"),
-         QStringLiteral(".txt")},
-        {DatachunkHelper::KvaserCanKingLog,
-         {QStringLiteral("canking")},
-         QStringLiteral("Kvaser CanKing log"),
-         QStringLiteral(".txt")},
-        {DatachunkHelper::VectorAscLog,
-         {QStringLiteral("asc")},
-         QStringLiteral("Vector ASC log with bit counts"),
-         QStringLiteral(".asc")},
-        {DatachunkHelper::VectorAscLogWithoutBitcount,
-         {QStringLiteral("asc-nobitcount")},
-         QStringLiteral("Vector ASC log without bit counts, CAN FD included"),
-         QStringLiteral(".asc")},
-        {DatachunkHelper::CoCTTLog,
-         {QStringLiteral("coctt")},
-         QStringLiteral("CANopen conformance test tool log"),
-         QStringLiteral(".txt")},
-        {DatachunkHelper::IxxatLog, {QStringLiteral("ixxat")}, QStringLiteral("Ixxat log"), QStringLiteral(".csv")},
-        {DatachunkHelper::WiresharkCsv,
-         {QStringLiteral("wireshark")},
-         QStringLiteral("Wireshark packet list exported as CSV"),
-         QStringLiteral(".csv")},
-        {DatachunkHelper::GenericFile,
-         {QStringLiteral("generic")},
-         QStringLiteral("one frame a line, with the columns that --columns describes"),
-         QStringLiteral(".txt")},
-    };
+    static const QVector<Format> table = allFormats();
     return table;
 }
 
@@ -121,8 +71,8 @@ QCommandLineOption columnsOption()
                            "t time, n channel, i hexadecimal, I decimal or 0xi prefixed identifier, l length, d data "
                            "after it, each once at most; ? a column that is not read. Default: \"%1\". Without --type "
                            "the file is of that type.")
-                .arg(defaultColumns),
-            QStringLiteral("CODES"), defaultColumns};
+                .arg(defaultColumns()),
+            QStringLiteral("CODES"), defaultColumns()};
 }
 
 static bool isAutomatic(const QCommandLineParser &parser)

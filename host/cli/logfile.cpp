@@ -1,33 +1,60 @@
 #include "host/cli/logfile.h"
 
-#include "host/cli/filereading.h"
 #include "host/cli/formats.h"
 #include "host/cli/interruption.h"
 #include "host/cli/output.h"
 #include "host/cli/progressbar.h"
+#include "host/store/notes.h"
+#include "readers/formats.h"
+#include "readers/framereader.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
-#include <QThread>
+
+#include <memory>
 
 static const QLatin1String strictName("strict");
 
-bool LogStore::loadQclFile(QString path)
+namespace
 {
-    ChunkFormat::Chunk chunk;
-    chunkFault = ChunkFormat::readChunkFile(path, chunk);
-    if (!chunkFault.isEmpty())
-        return false;
-    count = quint64(chunk.messages.size());
-    takeChunk(chunk);
-    return true;
-}
 
-void LogStore::stop()
+/// Hands on each message as soon as its note is final: that of the latest one grows by what is read after it.
+class FinalNotes
 {
-    stopped = true;
-    QThread::currentThread()->requestInterruption();
-}
+public:
+    FinalNotes(const MessageVisitor &messageVisitor, const LogFormat &format)
+        : visitor(messageVisitor)
+        , waits(format.makesNotes)
+    {
+    }
+
+    /// False when the visitor wants no more.
+    bool take(const CAN::CanRxMessage &message, const QString &note)
+    {
+        if (!waits)
+            return visitor(message, note);
+        const bool goesOn = !hasLatest || visitor(latest, latestNote);
+        latest = message;
+        latestNote = note;
+        hasLatest = goesOn;
+        return goesOn;
+    }
+    /// The same, at the end, with the note after the last message.
+    bool finish(const QString &rest)
+    {
+        joinNote(latestNote, rest);
+        return !hasLatest || visitor(latest, latestNote);
+    }
+
+private:
+    const MessageVisitor &visitor;
+    const bool waits;
+    CAN::CanRxMessage latest;
+    QString latestNote;
+    bool hasLatest = false;
+};
+
+} // namespace
 
 LogFile::LogFile(const QString &path, const QCommandLineParser &parser)
     : input(path)
@@ -46,37 +73,78 @@ bool LogFile::open()
     return format && isReadable(input, *format);
 }
 
-ExitStatus LogFile::read(LogStore &store, ProgressBar *bar)
+bool LogFile::readChunk(const MessageVisitor &visitor)
 {
-    FileRequest request{input.path(), format->type, requestText(options, *format)};
-    request.stream = input.isStream() ? &input : nullptr;
-    const FileResult result = readFile(store, request, bar);
-    if (bar && result.ok)
-        bar->finish(store.messageCount());
+    ChunkFormat::Chunk chunk;
+    fault = ChunkFormat::readChunkFile(input.path(), chunk);
+    if (!fault.isEmpty())
+        return false;
+    count = quint64(chunk.messages.size());
+    isStopped = visitor && !ChunkFormat::forEachMessage(chunk, visitor);
+    return !isStopped;
+}
+
+bool LogFile::pull(const MessageVisitor &visitor, ProgressBar *bar)
+{
+    const LogFormat &row = *findLogFormat(format->type);
+    const std::unique_ptr<FrameReader> reader = row.make(row.type, requestText(options, *format));
+    reader->setProgress([&](qint64 bytesRead, qint64 bytesTotal) {
+        if (bar && input.isStream())
+            bar->update(input.bytesRead(), input.bytesTotal());
+        else if (bar)
+            bar->update(bytesRead, bytesTotal);
+        if (wasInterrupted())
+            reader->stop();
+    });
+    if (input.isStream())
+        reader->open(input.device(), input.name());
+    else
+        reader->open(input.path());
+    FinalNotes notes(visitor, row);
+    while (!isStopped && reader->next())
+        isStopped = visitor && !notes.take(reader->frame(), reader->takeNote());
+    if (!isStopped && visitor)
+        isStopped = !notes.finish(reader->takeNote());
+    count = quint64(reader->frameCount());
+    fault = reader->errorString();
+    report = reader->report();
+    if (!report.readError.isEmpty())
+        report.readError = input.withAdvice(report.readError);
+    else if (!isStopped) // of a line that is cut off, too, that is the reason
+        report.readError = input.fault();
+    return reader->atEnd() || !report.readError.isEmpty();
+}
+
+ExitStatus LogFile::read(const MessageVisitor &visitor, ProgressBar *bar)
+{
+    takeInterruptions();
+    const bool ok = format->type == DatachunkHelper::QclFile ? readChunk(visitor) : pull(visitor, bar);
+    if (bar && ok)
+        bar->finish(count);
     else if (bar)
         bar->clear();
     if (wasInterrupted())
         return interrupted(input.name());
-    if (store.isStopped())
+    if (isStopped)
         return ExitStatus::Success;
-    if (!result.ok) {
-        complain(input.name(), notReadText(*format, store.fault().isEmpty() ? result.errorText : store.fault()));
+    if (!ok) {
+        complain(input.name(), notReadText(*format, fault));
         return ExitStatus::Failure;
     }
-    if (!result.report.readError.isEmpty()) {
-        complain(input.name(), QStringLiteral("cannot be read any further: %1").arg(result.report.readError));
+    if (!report.readError.isEmpty()) {
+        complain(input.name(), QStringLiteral("cannot be read any further: %1").arg(report.readError));
         return ExitStatus::Failure;
     }
     reachedEnd = true;
-    return judge(store, result.report);
+    return judge();
 }
 
-ExitStatus LogFile::judge(const LogStore &store, const ImportReport &report) const
+ExitStatus LogFile::judge() const
 {
     const bool isFailure = areAllDropped(report) || (report.faultyLines > 0 && options.isSet(strictName));
     if (report.cutNotes > 0)
         complain(input.name(), cutNotesText(report));
-    if (store.messageCount() == 0)
+    if (count == 0)
         complain(input.name(), noMessagesText(*format, report));
     else if (!report.faults.isEmpty())
         complain(input.name(), faultyLinesText(report, isFailure));

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "common/importreport.h"
 #include "host/cli/inputfile.h"
 #include "host/cli/subcommand.h"
 #include "host/store/chunkformat.h"
-#include "host/store/streamstore.h"
 
 #include <QString>
 
@@ -12,33 +12,9 @@ struct Format;
 class QCommandLineOption;
 class QCommandLineParser;
 
-/// Counts the messages of one log and keeps none. What else is to be done with them, a class derived from it does.
-class LogStore : public StreamStore
-{
-public:
-    quint64 messageCount() const { return count; }
-    /// Whether stop() was called.
-    bool isStopped() const { return stopped; }
-    /// Why the data-chunk file could not be read; empty when it could be, and of other formats.
-    QString fault() const { return chunkFault; }
-
-    void addImportedMessages(const QList<CAN::CanRxMessage> &messages, const QMap<unsigned int, QString> &) override
-    {
-        count += quint64(messages.size());
-    }
-    bool loadQclFile(QString path) override;
-
-protected:
-    /// Gets all that a data-chunk file holds, which addImportedMessages() does not.
-    virtual void takeChunk(const ChunkFormat::Chunk &) {}
-    /// Has no more of the log read: the rest may be gigabytes long.
-    void stop();
-
-private:
-    quint64 count = 0;
-    bool stopped = false;
-    QString chunkFault;
-};
+/// Gets one message and its final note (empty: none); returns false when it wants no more. The message is valid during
+/// the call.
+using MessageVisitor = ChunkFormat::Visitor;
 
 /// A log named on the command line that is read without a store on disk. Whatever goes wrong is said on standard error.
 class LogFile
@@ -51,13 +27,16 @@ public:
     /// Whether it can be read(), which is asked first; false after a complaint.
     bool open();
     /**
-     * Has @p store take all messages, see readFile(). Failure when not all could be read, which is known only after
-     * those that could be, when all frames were dropped, or, with --strict, when a line is faulty; a store that stops
-     * makes none. Interrupted after Ctrl-C.
+     * Gives all messages to @p visitor, in this thread and as soon as they are read; without a visitor they are counted
+     * alone. Failure when not all could be read, which is known only after those that could be, when all frames were
+     * dropped, or, with --strict, when a line is faulty; a visitor that wants no more makes none. Interrupted after
+     * Ctrl-C, see takeInterruptions().
      *
      * @p bar, which may be null, is kept up to date.
      */
-    ExitStatus read(LogStore &store, ProgressBar *bar);
+    ExitStatus read(const MessageVisitor &visitor, ProgressBar *bar);
+    /// How many messages were read.
+    quint64 messageCount() const { return count; }
 
     /// Whether read() came to the end of the file, whatever its lines were.
     bool wasReadToEnd() const { return reachedEnd; }
@@ -68,11 +47,19 @@ public:
     static QString warningHelp();
 
 private:
+    bool readChunk(const MessageVisitor &visitor);
+    bool pull(const MessageVisitor &visitor, ProgressBar *bar);
     /// Of a file that was read to its end.
-    ExitStatus judge(const LogStore &store, const ImportReport &report) const;
+    ExitStatus judge() const;
 
     InputFile input;
     const QCommandLineParser &options;
     bool reachedEnd = false;
     const Format *format = nullptr; ///< once it is open
+
+    // Of what was read
+    quint64 count = 0;
+    bool isStopped = false; ///< by the visitor
+    QString fault;          ///< why not all could be read
+    ImportReport report;
 };

@@ -5,71 +5,11 @@
 #include "host/cli/logfile.h"
 #include "host/cli/output.h"
 #include "host/cli/storefolder.h"
-#include "host/store/notes.h"
 
 #include <QCommandLineParser>
 
 namespace
 {
-
-/// Hands on each message that the library delivers as soon as its note is final: the latest one may get more of it.
-class VisitingStore : public LogStore
-{
-public:
-    explicit VisitingStore(const MessageVisitor &messageVisitor)
-        : visitor(messageVisitor)
-    {
-    }
-
-    void addImportedMessages(const QList<CAN::CanRxMessage> &messages,
-                             const QMap<unsigned int, QString> &notes) override
-    {
-        if (messages.isEmpty()) {
-            addMessageNoteToLastMessage(joinedNotes(notes));
-            return;
-        }
-        LogStore::addImportedMessages(messages, notes);
-        visitLatest();
-        const QMap<int, QString> allNotes = notesByPosition(messages, notes);
-        const int last = messages.size() - 1;
-        for (int i = 0; i < last; ++i)
-            visit(messages.at(i), allNotes.value(i));
-        latest = messages.at(last);
-        latestNote = allNotes.value(last);
-        hasLatest = true;
-    }
-    void addMessageNoteToLastMessage(QString note) override
-    {
-        if (hasLatest)
-            joinNote(latestNote, note);
-    }
-    void setImportFinished(bool, DatachunkHelper::ImportFileType, QString, bool) override { visitLatest(); }
-
-protected:
-    void takeChunk(const ChunkFormat::Chunk &chunk) override
-    {
-        if (!ChunkFormat::forEachMessage(chunk, visitor))
-            stop();
-    }
-
-private:
-    void visit(const CAN::CanRxMessage &message, const QString &note)
-    {
-        if (!isStopped() && !visitor(message, note))
-            stop();
-    }
-    void visitLatest()
-    {
-        if (hasLatest)
-            visit(latest, latestNote);
-        hasLatest = false;
-    }
-
-    const MessageVisitor &visitor;
-    CAN::CanRxMessage latest;
-    QString latestNote;
-    bool hasLatest = false;
-};
 
 /// What is wrong with the combination of options and arguments; empty when nothing is.
 QString usageProblem(const QCommandLineParser &parser, const QString &subcommand)
@@ -149,8 +89,7 @@ ExitStatus MessageSource::visit(const MessageVisitor &visitor, ProgressBar *bar)
     };
     if (!file)
         return visitStore(untilInterrupted);
-    VisitingStore visiting(untilInterrupted);
-    return file->read(visiting, bar);
+    return file->read(untilInterrupted, bar);
 }
 
 ExitStatus MessageSource::visitStore(const MessageVisitor &visitor)

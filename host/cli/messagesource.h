@@ -1,20 +1,15 @@
 #pragma once
 
+#include "host/cli/logfile.h"
 #include "host/cli/subcommand.h"
-#include "host/store/chunkformat.h"
 
 #include <QString>
 
 #include <memory>
 
 class ChunkStore;
-class LogFile;
 class ProgressBar;
 class QCommandLineParser;
-
-/// Gets one message and its final note (empty: none); returns false when it wants no more. The message is valid during
-/// the call.
-using MessageVisitor = ChunkFormat::Visitor;
 
 /**
  * Where a subcommand that reads messages gets them from: one log file, or one store. Whatever goes wrong is said on
@@ -47,8 +42,6 @@ public:
      * Gives all messages in their order to @p visitor. Failure when something could not be read, which is known only
      * after the messages that could be; a visitor that wants no more makes none. Interrupted after Ctrl-C, see
      * takeInterruptions(). @p bar, which may be null, is kept up to date; a store has none.
-     *
-     * Of a file, the visitor is called as runInterruptibly() has it.
      */
     ExitStatus visit(const MessageVisitor &visitor, ProgressBar *bar = nullptr);
 

@@ -19,10 +19,12 @@ endif()
 run_or_fail(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE_DIR} -B ${WORK_DIR}/build
   -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug)
 run_or_fail(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-run_or_fail(${WORK_DIR}/build/consumer ${LOG})
-if(NOT output MATCHES "^${EXPECTED} messages\n$")
-  message(FATAL_ERROR "expected ${EXPECTED} messages, got: ${output}")
-endif()
+foreach(program consumer pulling)
+  run_or_fail(${WORK_DIR}/build/${program} ${LOG})
+  if(NOT output MATCHES "^${EXPECTED} messages\n$")
+    message(FATAL_ERROR "${program}: expected ${EXPECTED} messages, got: ${output}")
+  endif()
+endforeach()
 
 # The installed command finds the installed library.
 run_or_fail(${prefix}/bin/canlog --version)
