@@ -144,17 +144,16 @@ void TestCanlog::help_data()
                        QStringLiteral("--store <DIR>"),        QStringLiteral("canlog-store"),
                        QStringLiteral("Default: auto"),        QStringLiteral("exit status"),
                        QStringLiteral("-h, --help"),           QStringLiteral("\nExample:\n  canlog import ")};
-    QTest::newRow("show") << words("show -h")
-                          << QByteArray(
-                                 "Usage: canlog show [--store DIR | FILE [--type NAME|NUMBER] [--columns CODES]] "
-                                 "[--id HEX[,HEX]] [--channel N[,N]] [--from SECONDS] [--to SECONDS] "
-                                 "[--direction rx|tx] [--notes-only] [--limit N] [--quiet]\n")
-                          << QStringList{
-                                 QStringLiteral("--store <DIR>"),     QStringLiteral("--type <NAME|NUMBER>"),
-                                 QStringLiteral("--id <HEX[,HEX]>"),  QStringLiteral("--limit <N>"),
-                                 QStringLiteral("--columns <CODES>"), QStringLiteral("canlog-store"),
-                                 QStringLiteral("Default: auto"),     QStringLiteral("R remote frame"),
-                                 QStringLiteral("exit status"),       QStringLiteral("\nExample:\n  canlog show ")};
+    QTest::newRow("show")
+        << words("show -h")
+        << QByteArray("Usage: canlog show [--store DIR | FILE [--type NAME|NUMBER] [--columns CODES] [--strict]] "
+                      "[--id HEX[,HEX]] [--channel N[,N]] [--from SECONDS] [--to SECONDS] "
+                      "[--direction rx|tx] [--notes-only] [--limit N] [--quiet]\n")
+        << QStringList{QStringLiteral("--store <DIR>"),     QStringLiteral("--type <NAME|NUMBER>"),
+                       QStringLiteral("--id <HEX[,HEX]>"),  QStringLiteral("--limit <N>"),
+                       QStringLiteral("--columns <CODES>"), QStringLiteral("canlog-store"),
+                       QStringLiteral("Default: auto"),     QStringLiteral("R remote frame"),
+                       QStringLiteral("exit status"),       QStringLiteral("\nExample:\n  canlog show ")};
     QTest::newRow("formats") << words("formats --help") << QByteArray("Usage: canlog formats\n")
                              << QStringList{QStringLiteral("--type"), QStringLiteral("\nExample:\n  canlog formats\n")};
 }

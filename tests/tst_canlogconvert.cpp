@@ -157,7 +157,7 @@ void CanlogConvertTest::help()
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
     QVERIFY(outcome.out.startsWith(
-        "Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] IN [OUT] [--to FORMAT] [filters] "
+        "Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] "
         "[--quiet]\n"));
     for (const char *mention : {"\n  candump   .log ", "\n  asc       .asc ", "\n  trc       .trc ",
                                 "\n  csv       .csv ", "\n  json      .jsonl, .json ", "\n  sqlite    .db, .sqlite ",

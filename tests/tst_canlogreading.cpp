@@ -41,6 +41,7 @@ private Q_SLOTS:
     void everyFormatIsReadCompressed();
     void faultBehindACompressedLogIsTold_data();
     void faultBehindACompressedLogIsTold();
+    void cutOffLineIsNoFaultOfTheFormat();
     void paddingOfACompressedLogIsNone();
     void detectionReadsTheBeginningOnly();
     void compressedChunkIsRead();
@@ -218,6 +219,23 @@ void CanlogReadingTest::faultBehindACompressedLogIsTold()
     QVERIFY(!QFileInfo::exists(path(QStringLiteral("out.csv"))));
     if (subcommand == QLatin1String("show"))
         QCOMPARE(outcome.out.count('\n'), 3); // what could be read
+}
+
+void CanlogReadingTest::cutOffLineIsNoFaultOfTheFormat()
+{
+    // A trace breaks at a line that is not whole.
+    const QByteArray trace = ";$FILEVERSION=1.1\n" + QByteArray("1) 1.0 Rx 0300 1 AA\n").repeated(1000);
+    write(QStringLiteral("x.trc"), trace + "1) 2.0 Rx 0300 8 BB");
+    const Outcome plain = canlog(words("count x.trc"));
+    QVERIFY2(plain.err.contains("Import error occured at line 1002"), plain.err.constData());
+    QCOMPARE(shell(QStringLiteral("gzip x.trc; head -c -8 x.trc.gz >cut.gz")).status, 0);
+    for (const char *line : {"count cut.gz", "stats cut.gz", "import cut.gz"}) {
+        const Outcome outcome = canlog(words(line));
+        QVERIFY2(outcome.err.contains("the compressed data are cut off; try 'gzip --test' on it"),
+                 outcome.err.constData());
+        QCOMPARE(outcome.err.count('\n'), 1);
+        QCOMPARE(outcome.status, 1);
+    }
 }
 
 void CanlogReadingTest::paddingOfACompressedLogIsNone()

@@ -10,6 +10,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <cerrno>
 #include <future>
 #include <memory>
 
@@ -120,6 +121,9 @@ private Q_SLOTS:
     void lineThatEndsTheImportIsNamedWhateverCameBefore();
     void reportIsOnTheLatestImport();
     void importerClassesReportToo();
+    void fileThatCannotBeOpenedHasAReason_data();
+    void fileThatCannotBeOpenedHasAReason();
+    void notesThatAreCutAreCounted();
     void everyReasonHasAText();
 
     void progressGoesUpToTheWholeFile_data();
@@ -386,6 +390,46 @@ void ImportReportTest::importerClassesReportToo()
         QCOMPARE(textOf(importer.getImportReport()), QStringLiteral("1 messages, 0 other, 1 dropped; 2:5 NotANumber"));
     }
     QCOMPARE(progress, (QVector<qint64>{26, 26, 26, 26}));
+}
+
+void ImportReportTest::fileThatCannotBeOpenedHasAReason_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::newRow("candump") << int(DatachunkHelper::SocketCanDump);
+    QTest::newRow("importer class") << int(DatachunkHelper::PeakTraceV11);
+    QTest::newRow("native chunk") << int(DatachunkHelper::QclFile);
+    QTest::newRow("archive") << int(DatachunkHelper::QclZipArchive);
+}
+
+void ImportReportTest::fileThatCannotBeOpenedHasAReason()
+{
+    QFETCH(int, type);
+    const QTemporaryDir folder;
+    const QString missing = folder.filePath(QStringLiteral("missing.log"));
+    Host host;
+    QVERIFY(!host.handler.importFile(missing, ImportFileType(type), {}, false));
+    QCOMPARE(host.handler.getImportReport().readError, qt_error_string(ENOENT));
+    QVERIFY(!host.handler.importFile(folder.path(), ImportFileType(type), {}, false));
+    QVERIFY(!host.handler.getImportReport().readError.isEmpty());
+    QVERIFY(!host.handler.loadSocketCanDump(missing));
+    QVERIFY(host.handler.getImportReport().readError.contains(qt_error_string(ENOENT)));
+
+    const Log good("(1.5) can0 123#11\n");
+    QVERIFY(host.handler.importFile(good.path(), DatachunkHelper::SocketCanDump, {}, false));
+    QCOMPARE(host.handler.getImportReport().readError, QString());
+}
+
+void ImportReportTest::notesThatAreCutAreCounted()
+{
+    // With 14 characters before each, 64 lines of a mebi are the first that are more than 64 Mi characters.
+    const QByteArray skipped = QByteArray(1024 * 1024, 'x') + '\n';
+    const QByteArray frame = "0.5 1 123 Rx d 1 AA  Length = 246000 BitCount = 64 ID = 291\n";
+    const auto cutNotes = [](const QByteArray &content) {
+        return reportOn(content, DatachunkHelper::VectorAscLog).cutNotes;
+    };
+    QCOMPARE(cutNotes(skipped.repeated(64) + frame), qint64(0));
+    QCOMPARE(cutNotes(skipped.repeated(66) + frame), qint64(1));
+    QCOMPARE(cutNotes(skipped.repeated(65) + frame + skipped + frame + skipped.repeated(65)), qint64(2));
 }
 
 void ImportReportTest::everyReasonHasAText()

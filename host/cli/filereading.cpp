@@ -75,6 +75,8 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
         if (request.stream && !result.report.readError.isEmpty())
             result.report.readError = request.stream->withAdvice(result.report.readError);
         result.errorText = handler.getLastErrorText();
+        if (request.stream && !result.ok && !request.stream->fault().isEmpty())
+            result.errorText = request.stream->fault(); // of a line that is cut off, too, that is the reason
         if (!result.ok && result.errorText.isEmpty())
             result.errorText = result.report.readError.isEmpty() ? endText(result.report) : result.report.readError;
     };

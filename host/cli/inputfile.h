@@ -45,7 +45,7 @@ public:
     QString name() const { return argument; }
     /// What its first bytes say of its format; reads no more than is needed for that.
     Detection detect();
-    /// Why what detect() looked at ends before the end of the file; empty when it does not.
+    /// Why what was looked at or read so far ends before the end of a stream; empty when it does not.
     QString fault() const;
 
     /// A native chunk is read by its path only: a stream is copied to a temporary file, which goes with this object.

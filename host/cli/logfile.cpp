@@ -108,9 +108,11 @@ bool LogFile::pull(const MessageVisitor &visitor, ProgressBar *bar)
     count = quint64(reader->frameCount());
     fault = reader->errorString();
     report = reader->report();
-    if (input.isStream() && !report.readError.isEmpty())
+    if (!report.readError.isEmpty())
         report.readError = input.withAdvice(report.readError);
-    return reader->atEnd();
+    else if (!isStopped) // of a line that is cut off, too, that is the reason
+        report.readError = input.fault();
+    return reader->atEnd() || !report.readError.isEmpty();
 }
 
 ExitStatus LogFile::read(const MessageVisitor &visitor, ProgressBar *bar)

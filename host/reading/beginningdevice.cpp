@@ -36,7 +36,9 @@ qint64 BeginningDevice::readData(char *data, qint64 maxSize)
     // An end or a fault that beginning() met is not asked for again.
     const qint64 count = result > 0 ? source.read(data, maxSize) : result;
     total += std::max<qint64>(count, 0);
-    if (count < 0)
-        setErrorString(source.errorString());
+    if (count < 0) {
+        result = -1;
+        setErrorString(fault());
+    }
     return count;
 }

@@ -13,7 +13,7 @@ public:
     /// The first @p size bytes, or all of them when there are fewer before the end or a fault. Waits for them. To be
     /// called before anything is read; a later call may ask for more.
     QByteArray beginning(int size);
-    /// What beginning() met instead of the end, where reading will end, too; empty when it met none.
+    /// What beginning() or reading met instead of the end; empty when it met none.
     QString fault() const { return result < 0 ? source.errorString() : QString(); }
 
     /// How many bytes were read so far.
