@@ -241,7 +241,7 @@ void TestCanlog::wrongUsage_data()
                                            "canlog: show takes either --store or a FILE; try 'canlog show --help'\n");
     QTest::newRow("columns of another type")
         << QStringList{QStringLiteral("import"), QStringLiteral("--columns"), QStringLiteral("t i"),
-                       QStringLiteral("--type"), QStringLiteral("candump"),   QStringLiteral("small.log")}
+                       QStringLiteral("--type"), QStringLiteral("SocketCanDump"),  QStringLiteral("small.log")}
         << QByteArray("canlog: --columns is for --type GenericFile; try 'canlog import --help'\n");
     QTest::newRow("columns of a store")
         << QStringList{QStringLiteral("show"), QStringLiteral("--columns"), QStringLiteral("t i")}
@@ -275,7 +275,7 @@ void TestCanlog::wrongUsage_data()
                                                        QStringLiteral("a.zip")}
                                         << QByteArray("canlog: --store needs a folder; try 'canlog zip --help'\n");
     QTest::newRow("type without file")
-        << words("show --type candump")
+        << words("show --type SocketCanDump")
         << QByteArray("canlog: --type is for a FILE, a store needs none; try 'canlog show --help'\n");
     for (const char *id : {"12G", "", "123,", "20000000", "-1", "0x", "0x0x1", "1 2", "FFFF00EF", "+1"}) {
         QTest::addRow("id '%s'", id)
@@ -618,7 +618,7 @@ void TestCanlog::importerErrorText()
 void TestCanlog::typeIsTakenByNumberAndName_data()
 {
     QTest::addColumn<QString>("type");
-    for (const char *type : {"11", "candump", "CANDump", "SocketCanDump", "SOCKETCANDUMP"})
+    for (const char *type : {"11", "SocketCanDump", "SOCKETCANDUMP"})
         QTest::newRow(type) << QString::fromLatin1(type);
 }
 
@@ -685,7 +685,7 @@ void TestCanlog::everyFailureHasItsOwnReason()
 void TestCanlog::noMessages()
 {
     write(QStringLiteral("notes.txt"), "no frame in here\n");
-    const Outcome imported = canlog(words("import --type candump notes.txt"));
+    const Outcome imported = canlog(words("import --type SocketCanDump notes.txt"));
     QCOMPARE(imported.out,
              QByteArray("notes.txt: SocketCanDump, 0 messages, CAN FD: no, 0 notes, 1 line (1 dropped, 1 faulty), "
                         "stored in canlog-store\n"));
@@ -694,7 +694,7 @@ void TestCanlog::noMessages()
                                       "frame); try another --type ('canlog formats' lists them)\n"));
     QCOMPARE(imported.status, 1); // all there is was dropped
 
-    const Outcome shown = canlog(words("show --type candump notes.txt"));
+    const Outcome shown = canlog(words("show --type SocketCanDump notes.txt"));
     QCOMPARE(shown.out, heading);
     QCOMPARE(shown.err, imported.err);
     QCOMPARE(shown.status, 1);
@@ -1085,7 +1085,7 @@ void TestCanlog::showsAtMost64Bytes()
 void TestCanlog::showsAFile()
 {
     write(QStringLiteral("small.log"), smallLog);
-    for (const char *arguments : {"show small.log --type candump", "show --type 11 small.log", "show small.log"}) {
+    for (const char *arguments : {"show small.log --type SocketCanDump", "show --type 11 small.log", "show small.log"}) {
         const Outcome outcome = canlog(words(arguments));
         QCOMPARE(outcome.err, QByteArray());
         QCOMPARE(outcome.out, heading + smallTable);

@@ -185,13 +185,13 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert small.log - --to sqlite", "a database needs a file, name OUT");
     row("convert small.log a.csv b.csv", "convert takes one IN and one OUT");
     row("convert --store s small.log a.csv", "convert takes either --store or IN, and one OUT");
-    row("convert --store s --type asc a.csv", "--type is for a file, a store needs none");
+    row("convert --store s --type VectorAscLog a.csv", "--type is for a file, a store needs none");
     row("convert small.log a.csv --type nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("convert small.log --to 1.5",
         "unknown format '1.5', wanted is one of candump, asc, trc, csv, json, sqlite; a time is given by --until");
     row("convert small.log a.csv --until x", "bad --until 'x', wanted are seconds with up to six decimals");
     row("convert --store s --columns t a.csv", "--columns is for a file, a store needs none");
-    row("convert small.log a.csv --type candump --columns t", "--columns is for --type GenericFile");
+    row("convert small.log a.csv --type SocketCanDump --columns t", "--columns is for --type GenericFile");
     row("convert small.log small.log", "IN and OUT are the same file");
     row("convert small.log ./small.log", "IN and OUT are the same file");
     row("convert --store= a.csv", "--store needs a folder");

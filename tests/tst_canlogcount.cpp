@@ -63,7 +63,7 @@ void CanlogCountTest::oneFile_data()
         QTest::newRow(name) << arguments << count + (' ' + arguments.constLast().toUtf8()) + '\n';
     };
     row("as given", words("./three.log"), "3");
-    row("type", words("--type candump two.log"), "2");
+    row("type", words("--type SocketCanDump two.log"), "2");
     row("each line a frame", {examples + QStringLiteral("drive.log")}, "4059");
     // 31 lines without 4 of the header, a statistic and the end.
     row("lines of other kinds", {examples + QStringLiteral("drive.asc")}, "25");
@@ -138,7 +138,7 @@ void CanlogCountTest::nothingToCount()
     QFETCH(QByteArray, why);
     QFETCH(int, status);
     write(QStringLiteral("x.log"), content);
-    const Outcome outcome = canlog(words("count --type candump x.log two.log"));
+    const Outcome outcome = canlog(words("count --type SocketCanDump x.log two.log"));
     QCOMPARE(outcome.err, "canlog: x.log: no message in it when read as SocketCanDump" + why
                               + "; try another --type ('canlog formats' lists them)\n");
     QCOMPARE(outcome.out, QByteArray("0 x.log\n2 two.log\n2 total\n"));
@@ -198,7 +198,7 @@ void CanlogCountTest::fileThatCannotBeReadAnyFurther()
     const QString unreadable = QStringLiteral("/sys/class/net/lo/speed"); // opens, but the loopback device has none
     if (!QFileInfo(unreadable).isReadable())
         QSKIP("needs a file that opens and cannot be read");
-    const Outcome outcome = canlog(words("count --type candump two.log") << unreadable);
+    const Outcome outcome = canlog(words("count --type SocketCanDump two.log") << unreadable);
     QCOMPARE(outcome.err,
              QByteArray("canlog: /sys/class/net/lo/speed: cannot be read any further: Invalid argument\n"));
     QCOMPARE(outcome.out, QByteArray("2 two.log\n2 total\n"));
@@ -239,7 +239,7 @@ void CanlogCountTest::wrongUsage_data()
     row("", "count needs at least one FILE");
     row("--quiet", "count needs at least one FILE");
     row("--type nonsense two.log", "unknown type 'nonsense', 'canlog formats' lists the types");
-    row("--type candump --columns t two.log", "--columns is for --type GenericFile");
+    row("--type SocketCanDump --columns t two.log", "--columns is for --type GenericFile");
     row("--store s", "unknown option 'store'");
     row("two.log --type", "missing value after '--type'");
 }

@@ -83,7 +83,7 @@ void TestCanlogDetect::wrongUsage()
     const Outcome nothing = canlog(words("detect"));
     QCOMPARE(nothing.err, QByteArray("canlog: detect needs at least one FILE; try 'canlog detect --help'\n"));
     QCOMPARE(nothing.status, 2);
-    const Outcome option = canlog(words("detect --type candump x"));
+    const Outcome option = canlog(words("detect --type SocketCanDump x"));
     QCOMPARE(option.err, QByteArray("canlog: unknown option 'type'; try 'canlog detect --help'\n"));
     QCOMPARE(option.status, 2);
 }
@@ -120,7 +120,10 @@ void TestCanlogDetect::examplesNeedNoType()
     for (const char *subcommand : {"import", "show"}) {
         const QString name = QLatin1String(subcommand);
         const Outcome byItself = canlog({name, example});
-        const Outcome named = canlog({name, QStringLiteral("--type"), type, example});
+        QStringList arguments{name, QStringLiteral("--type"), type, example};
+        if (name == QLatin1String("import"))
+            arguments.append(QStringLiteral("--again"));
+        const Outcome named = canlog(arguments);
         QCOMPARE(byItself.err, named.err);
         QCOMPARE(byItself.status, 0);
         QVERIFY(!byItself.out.isEmpty());
@@ -147,7 +150,7 @@ void TestCanlogDetect::autoIsTheDefault()
     write(QStringLiteral("x.log"), candump);
     const QByteArray table = canlog(words("show x.log")).out;
     QVERIFY2(table.contains("11") && table.contains("22"), table.constData());
-    for (const char *arguments : {"show x.log --type auto", "show x.log --type AUTO", "show x.log --type candump"})
+    for (const char *arguments : {"show x.log --type auto", "show x.log --type AUTO", "show x.log --type SocketCanDump"})
         QCOMPARE(canlog(words(arguments)).out, table);
 }
 

@@ -86,10 +86,10 @@ void CanlogFiltersTest::notesThatComeLate()
         content += " 1.000000 1  123  Rx   d 1 0C  Length = 222000 BitCount = 111 ID = 291\n";
     content += " 2.000000 1  124  Rx   d 1 0D  Length = 222000 BitCount = 111 ID = 292\nEnd TriggerBlock\n";
     write(QStringLiteral("x.asc"), content);
-    QCOMPARE(shownIndices(words("x.asc --type asc --notes-only")), QByteArray("99999"));
-    QCOMPARE(shownIndices(words("x.asc --type asc --notes-only --limit 1")), QByteArray("99999"));
-    QCOMPARE(shownIndices(words("x.asc --type asc --notes-only --id 123")), QByteArray());
-    QVERIFY(canlog(words("show x.asc --type asc --notes-only")).out.trimmed().endsWith("End TriggerBlock"));
+    QCOMPARE(shownIndices(words("x.asc --type VectorAscLog --notes-only")), QByteArray("99999"));
+    QCOMPARE(shownIndices(words("x.asc --type VectorAscLog --notes-only --limit 1")), QByteArray("99999"));
+    QCOMPARE(shownIndices(words("x.asc --type VectorAscLog --notes-only --id 123")), QByteArray());
+    QVERIFY(canlog(words("show x.asc --type VectorAscLog --notes-only")).out.trimmed().endsWith("End TriggerBlock"));
 }
 
 void CanlogFiltersTest::wrongValuesAreToldInOneLine_data()

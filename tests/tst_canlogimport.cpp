@@ -69,7 +69,7 @@ void CanlogImportTest::reportListsFaultyLinesLikeACompiler()
 void CanlogImportTest::reportTellsHowManyItDoesNotList()
 {
     write(QStringLiteral("bad.log"), QByteArray("bad\n").repeated(1001) + "(1.5) can0 123#11\n");
-    const QList<QByteArray> lines = canlog(words("import --report --type candump bad.log")).out.split('\n');
+    const QList<QByteArray> lines = canlog(words("import --report --type SocketCanDump bad.log")).out.split('\n');
     QCOMPARE(lines.at(999), QByteArray("bad.log:1000:4: too few columns for a frame"));
     QCOMPARE(lines.at(1000), QByteArray("bad.log: 1 faulty line more"));
 }
@@ -144,7 +144,7 @@ void CanlogImportTest::strictMindsNoOtherLines()
 {
     const QString example = QStringLiteral(CANLOG_EXAMPLES "/drive.asc"); // headers and statistics
     const Outcome outcome = canlog({QStringLiteral("import"), QStringLiteral("--strict"), QStringLiteral("--type"),
-                                    QStringLiteral("asc"), example});
+                                    QStringLiteral("VectorAscLog"), example});
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
 }

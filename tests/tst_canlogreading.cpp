@@ -293,7 +293,7 @@ void CanlogReadingTest::barShowsTheCompressedBytes()
 void CanlogReadingTest::waitingForAPipeIsInterrupted()
 {
 #ifdef Q_OS_UNIX
-    for (const char *line : {"count - --type candump", "import - --type candump"}) {
+    for (const char *line : {"count - --type SocketCanDump", "import - --type SocketCanDump"}) {
         QProcess process;
         process.setWorkingDirectory(folder->path());
         process.start(QStringLiteral(CANLOG_PROGRAM), words(line));

@@ -242,7 +242,7 @@ void CanlogStatsTest::jsonOfStepsBack()
 void CanlogStatsTest::jsonKeepsMicroseconds()
 {
     write(QStringLiteral("x.log"), "(1345212884.318851) can0 123#\n(2147483647.999999) can0 123#\n");
-    const QByteArray out = canlog(words("stats x.log --type candump --json")).out;
+    const QByteArray out = canlog(words("stats x.log --type SocketCanDump --json")).out;
     QVERIFY2(out.contains("\"firstTime\": 1345212884.318851"), out.constData());
     QVERIFY2(out.contains("\"lastTime\": 2147483647.999999"), out.constData());
     QVERIFY2(out.contains("\"duration\": 802270763.681148"), out.constData());
@@ -309,9 +309,9 @@ void CanlogStatsTest::notesThatComeLate()
         content += " 1.000000 1  123  Rx   d 1 0C  Length = 222000 BitCount = 111 ID = 291\n";
     content += " 2.000000 1  124  Rx   d 1 0C  Length = 222000 BitCount = 111 ID = 292\nEnd TriggerBlock\n";
     write(QStringLiteral("x.asc"), content);
-    const QJsonObject object = json(words("x.asc --type asc"));
+    const QJsonObject object = json(words("x.asc --type VectorAscLog"));
     QCOMPARE(at(object, "frames"), QJsonValue(100000));
-    const QJsonObject noted = json(words("x.asc --type asc --notes-only --id 124"));
+    const QJsonObject noted = json(words("x.asc --type VectorAscLog --notes-only --id 124"));
     QCOMPARE(at(noted, "frames"), QJsonValue(1));
     QCOMPARE(at(noted, "identifiers/0/identifier"), QJsonValue(QStringLiteral("124")));
 }
@@ -364,7 +364,7 @@ void CanlogStatsTest::nothingToCount()
     QFETCH(QByteArray, content);
     QFETCH(int, status);
     write(QStringLiteral("x.log"), content);
-    const Outcome table = canlog(words("stats x.log --type candump --bitrate 500000"));
+    const Outcome table = canlog(words("stats x.log --type SocketCanDump --bitrate 500000"));
     QCOMPARE(table.out, QByteArray("Frames                   0\n"
                                    "Remote frames            0\n"
                                    "CAN FD frames            0\n"
@@ -373,7 +373,7 @@ void CanlogStatsTest::nothingToCount()
     QCOMPARE(table.err.count('\n'), 1);
     QCOMPARE(table.status, status);
 
-    const Outcome outcome = canlog(words("stats x.log --type candump --json"));
+    const Outcome outcome = canlog(words("stats x.log --type SocketCanDump --json"));
     QCOMPARE(outcome.err, table.err);
     QCOMPARE(outcome.status, status);
     const QJsonObject object = QJsonDocument::fromJson(outcome.out).object();
@@ -411,7 +411,7 @@ void CanlogStatsTest::moreIdentifiersThanRows()
     for (int i = 0; i < 65538; ++i)
         content += "(1.0) can0 " + QByteArray::number(0x10000000 + i, 16) + "#\n";
     write(QStringLiteral("x.log"), content);
-    const Outcome outcome = canlog(words("stats x.log --type candump --json"));
+    const Outcome outcome = canlog(words("stats x.log --type SocketCanDump --json"));
     QCOMPARE(outcome.err, QByteArray("canlog: 2 frames of further identifiers than the first 65536 not listed; choose "
                                      "some with --id\n"));
     QCOMPARE(outcome.status, 0);
@@ -485,7 +485,7 @@ void CanlogStatsTest::wrongUsage_data()
         "bad --id '200-100', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges 100-1FF, masks 100:700 or "
         "'error'");
     row("--type", "nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
-    row("--type candump --columns", "t i", "--columns is for --type GenericFile");
+    row("--type SocketCanDump --columns", "t i", "--columns is for --type GenericFile");
     row("--store s", nullptr, "stats takes either --store or a FILE");
     row("small.log", nullptr, "stats takes one FILE");
     row("--fast", nullptr, "unknown option 'fast'");

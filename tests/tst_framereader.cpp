@@ -223,8 +223,10 @@ void FrameReaderTest::everyTypeOfALogHasARow()
         if (!isLog)
             continue;
         QCOMPARE(format->name(), QString::fromLatin1(types.key(i)));
-        QVERIFY(!format->shortNames.isEmpty() && !format->description.isEmpty()
-                && format->suffix.startsWith(QLatin1Char('.')));
+        // The short names of two formats went to what their tools write today.
+        const bool isFormer = type == DatachunkHelper::SocketCanDump || type == DatachunkHelper::VectorAscLog;
+        QCOMPARE(format->shortNames.isEmpty(), isFormer);
+        QVERIFY(!format->description.isEmpty() && format->suffix.startsWith(QLatin1Char('.')));
         for (const QString &name : format->shortNames)
             QVERIFY2(!names.contains(name), qPrintable(name));
         names.unite(QSet<QString>(format->shortNames.begin(), format->shortNames.end()));

@@ -144,7 +144,7 @@ void ImportThreadTest::failingRequestsRunInTheHandlersThread_data()
     QTest::newRow("missing file") << 11 << false;
     QTest::newRow("missing native file") << 1 << false;
     QTest::newRow("type without loader") << 3 << true;
-    QTest::newRow("unknown type") << 25 << true;
+    QTest::newRow("unknown type") << 30 << true;
 }
 
 void ImportThreadTest::failingRequestsRunInTheHandlersThread()

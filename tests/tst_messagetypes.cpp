@@ -299,6 +299,13 @@ void MessageTypesTest::importFileTypesHaveTheirNumbers_data()
     QTest::newRow("IxxatLog") << int(Helper::IxxatLog) << 18;
     QTest::newRow("WiresharkCsv") << int(Helper::WiresharkCsv) << 19;
     QTest::newRow("GenericFile") << int(Helper::GenericFile) << 20;
+    QTest::newRow("Candump") << int(Helper::Candump) << 21;
+    QTest::newRow("VectorAsc") << int(Helper::VectorAsc) << 22;
+    QTest::newRow("PcanTrace") << int(Helper::PcanTrace) << 23;
+    QTest::newRow("BusmasterLog") << int(Helper::BusmasterLog) << 24;
+    QTest::newRow("GvretCsv") << int(Helper::GvretCsv) << 25;
+    QTest::newRow("PythonCanCsv") << int(Helper::PythonCanCsv) << 26;
+    QTest::newRow("SemicolonCsv") << int(Helper::SemicolonCsv) << 27;
 }
 
 void MessageTypesTest::importFileTypesHaveTheirNumbers()
@@ -314,7 +321,7 @@ void MessageTypesTest::importFileTypesHaveTheirNumbers()
 void MessageTypesTest::noImportFileTypeHasAReservedNumber_data()
 {
     QTest::addColumn<int>("number");
-    for (const int number : {-1, 3, 10, 16, 21})
+    for (const int number : {-1, 3, 10, 16, 28})
         QTest::newRow(QByteArray::number(number).constData()) << number;
 }
 

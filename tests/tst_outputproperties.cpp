@@ -158,7 +158,7 @@ void OutputPropertiesTest::nastyNotes()
 void OutputPropertiesTest::damagedLogs()
 {
     const std::pair<const char *, const char *> examples[] = {
-        {"candump", "drive.log"},       {"asc", "drive.asc"},           {"asc-nobitcount", "drive-nobitcount.asc"},
+        {"SocketCanDump", "drive.log"}, {"VectorAscLog", "drive.asc"},  {"asc-nobitcount", "drive-nobitcount.asc"},
         {"kvaser", "drive-kvaser.txt"}, {"norvik", "drive-norvik.txt"}, {"wireshark", "drive-wireshark.csv"},
         {"trc21", "washer-trc21.trc"},  {"ixxat", "ixxat.csv"},
     };
