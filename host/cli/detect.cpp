@@ -74,30 +74,6 @@ struct Signature {
     QVector<Rule> rules; ///< the first one that a line matches decides; those of frames stand behind the header lines
 };
 
-/// PCAN traces of the versions 1.1 to 1.3, whose frame lines differ in what follows the time and the identifier.
-Signature peakTrace1(DatachunkHelper::ImportFileType type, const char *otherVersion, const char *version,
-                     const char *frame)
-{
-    return {type,
-            {{Role::Never, 0, "", otherVersion},
-             {Role::Sign, 100, "version line", version},
-             {Role::Frame, 50, "frames of this version", frame},
-             {Role::Ordinary, 0, "", R"(^\s*(?:;|\d+\)))"}}};
-}
-
-/// PCAN traces of the versions 2.0 and 2.1, which name their columns: only the newer one has a reserved column. A file
-/// with a version line may have its columns in any order.
-Signature peakTrace2(DatachunkHelper::ImportFileType type, const char *otherVersion, const char *version,
-                     const char *columns, const char *frame)
-{
-    return {type,
-            {{Role::Never, 0, "", otherVersion},
-             {Role::Sign, 100, "version line", version},
-             {Role::Sign, 40, "column line", columns},
-             {Role::Frame, 50, "frames of this version", frame},
-             {Role::Ordinary, 0, "", R"(^\s*(?:;|\S+(?:\s+\S+){5}))"}}};
-}
-
 /// Of two formats that read as many frames the earlier one is taken.
 const QVector<Signature> &signatures()
 {
@@ -105,25 +81,22 @@ const QVector<Signature> &signatures()
         {DatachunkHelper::NorvikTxt,
          {{Role::Frame, 60, "frames with a length in parentheses",
            R"(^\s*%t\s+(?:%h{1,8}(?:/\S*)?|\S*Error\S*)\s+\(\d{1,3}\):\s)"}}},
-        peakTrace1(DatachunkHelper::PeakTraceV11, R"(^;\$FILEVERSION=(?!1\.1\s*$))", R"(^;\$FILEVERSION=1\.1\s*$)",
-                   R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-        peakTrace1(DatachunkHelper::PeakTraceV12, R"(^;\$FILEVERSION=(?!1\.2\s*$))", R"(^;\$FILEVERSION=1\.2\s*$)",
-                   R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-        peakTrace1(DatachunkHelper::PeakTraceV13, R"(^;\$FILEVERSION=(?!1\.3\s*$))", R"(^;\$FILEVERSION=1\.3\s*$)",
-                   R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+-\s+\d{1,2}\s)"),
-        peakTrace2(DatachunkHelper::PeakTraceV20, R"(^;\$FILEVERSION=(?!2\.0\s*$))", R"(^;\$FILEVERSION=2\.0\s*$)",
-                   R"(^;\$COLUMNS=(?!(?:.*,)?R(?:,|\s*$)).*\n$)",
-                   R"(^\s*\d+\s+\d+[.,]\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+\d{1,3}\s)"),
-        peakTrace2(DatachunkHelper::PeakTraceV21, R"(^;\$FILEVERSION=(?!2\.1\s*$))", R"(^;\$FILEVERSION=2\.1\s*$)",
-                   R"(^;\$COLUMNS=(?:.*,)?R(?:,.*)?\n$)",
-                   R"(^\s*\d+\s+\d+[.,]\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+-\s+\d{1,3}\s)"),
-        {DatachunkHelper::SocketCanDump,
+        {DatachunkHelper::PcanTrace,
+         {{Role::Sign, 100, "version line", R"(^;\$FILEVERSION=[1-3]\.\d\s*$)"},
+          {Role::Sign, 40, "column line", R"(^;\$COLUMNS=[A-Za-z,]+\s*$)"},
+          {Role::Frame, 50, "frames of version 1",
+           R"(^\s*\d+\)\s+\d+(?:\.\d+)?\s+(?:\d{1,2}\s+)?(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+(?:-\s+)?\d{1,2}\s)"},
+          {Role::Frame, 50, "frames of version 1.0", R"(^\s*\d+\)\s+\d+\s+%h{4,8}\s+\d\s)"},
+          {Role::Frame, 50, "frames of version 2", R"(^\s*\d+\s+\d+\.\d+\s+(?:DT|RR|FD|FB|FE|BI|ER|ST|EC|EV)\s)"},
+          {Role::Ordinary, 0, "", R"(^\s*;)"}}},
+        {DatachunkHelper::Candump,
          {{Role::Frame, 50, "frames as in a log file",
-           R"(^\s*\(\d+(?:\.\d+)?\)\s+[\w.@:-]{1,15}\s+%h{1,8}#[0-9A-Fa-fR#._]*(?:\s+[RT])?\s*$)"},
+           R"(^\s*\(\d+(?:\.\d+)?\)\s+\S{1,21}\s+%h{3,8}#[0-9A-FRa-fr#._:]*(?:\s+[RT])?\s*$)"},
           {Role::Frame, 50, "frames as on the screen",
-           R"(^\s*(?:\(\d+(?:\.\d+)?\)\s+)?[\w.@:-]{1,15}\s+(?:[RT]X\s+[-B]\s+[-E]\s+)?(?:%h{3}|%h{8})\s+\[\d{1,3}\])"
-           R"((?:\s+%h{2})*(?:\s+(?:remote request|ERRORFRAME|'.*))?\s*$)"},
-          {Role::Ordinary, 0, "", R"(^\s*#)"}}},
+           R"(^\s*(?:\x1B\[[\d;]*m)*(?:\((?:\d+(?:\.\d+)?|\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+)\)\s+)?)"
+           R"((?:\x1B\[[\d;]*m)*[\w.@:-]{1,21}\s+(?:[RT]X\s+[-B]\s+[-E]\s+)?(?:%h{3}|%h{8})\s+)"
+           R"((?:\[\d{1,2}\]|\{[9A-F]\})(?:\s|$))"},
+          {Role::Ordinary, 0, "", R"(^(?:\s*#|DROPCOUNT:|\t))"}}},
         {DatachunkHelper::KvaserTxtLog,
          {{Role::Never, 0, "", R"(^\s*(?:base\s+(?:hex|dec)\b|(?i:Begin Triggerblock)))"},
           {Role::Opening, 20, "trigger line", R"(\bTrigger\b)"},
@@ -134,16 +107,29 @@ const QVector<Signature> &signatures()
          {{Role::Sign, 60, "column titles", R"(^\s*Chn\s+Identifier\s+Flg\s+DLC\b)"},
           {Role::Frame, 30, "frames with the time near the end",
            R"(^ *\d{1,2} +%h{1,8} +(?:[A-Za-z]{1,3} +)?%n +%t +[RT]x?\s*$)"}}},
-        // The reader for logs without bit counts reads frames with them as well: both fit a log that has nothing else.
-        {DatachunkHelper::VectorAscLog,
-         {{Role::Sign, 5, "header lines", R"(^\s*(?:date\s|base\s+(?:hex|dec)\b|(?i:Begin Triggerblock)))"},
-          {Role::Frame, 60, "frames with bit count", R"(^\s*%t\s+\w+\s+%h{1,8}x?\s+[RT]x\s+[dr]\s.*\bBitCount\b)"},
-          {Role::Ordinary, 0, "", R"(^\s*(?:%t\s|//|(?:no\s+)?internal events|(?i:End TriggerBlock)))"}}},
-        {DatachunkHelper::VectorAscLogWithoutBitcount,
-         {{Role::Opening, 10, "trigger block", R"((?i:Begin Triggerblock))"},
-          {Role::Frame, 50, "frames", R"(^\s*%t\s+\w+\s+%h{1,8}x?\s+[RT]x\s+(?:d\s+\d+|r)(?:\s.*)?\n$)"},
-          {Role::Frame, 60, "CAN FD frames", R"(^\s*%t\s+CANFD\s+\d+\s+[RT]x\s+%h{1,8}x?\s.*\n$)"},
-          {Role::Ordinary, 0, "", R"(^\s*(?:%t\s|//|(?i:End TriggerBlock)))"}}},
+        {DatachunkHelper::VectorAsc,
+         {{Role::Sign, 40, "number base", R"(^\s*base\s+(?:hex|dec)\b)"},
+          {Role::Sign, 40, "trigger block", R"((?i:^\s*Begin Triggerblock))"},
+          {Role::Frame, 50, "frames",
+           R"((?i:^\s*%t\s+\d+\s+\S+\s+(?:(?:Rx|Tx|TxRq)\s+(?:d\s+(?:#\s+)?%h|r)|--\s+r)(?:\s|$)))"},
+          {Role::Frame, 60, "CAN FD frames", R"((?i:^\s*%t\s+CAN(?:FD|XL)\s+\d+\s+(?:Rx|Tx|TxRq)\s))"},
+          {Role::Frame, 50, "error frames", R"((?i:^\s*%t\s+\d+\s+ErrorFrame))"},
+          {Role::Ordinary, 0, "",
+           R"((?i:^\s*(?:%t\s|//|;|date\s|(?:no\s+)?internal event|End TriggerBlock|DateTime)))"}}},
+        {DatachunkHelper::BusmasterLog,
+         {{Role::Opening, 100, "first line", R"(^-?\s*\*\*\*BUSMASTER\b.*\*\*\*\s*$)"},
+          {Role::Sign, 20, "header lines", R"(^\*\*\*)"},
+          {Role::Frame, 30, "rows", R"(^\s*\d+:\d+:\d+:\d{3,4}\s)"},
+          {Role::Ordinary, 0, "", R"(^)"}}},
+        {DatachunkHelper::GvretCsv,
+         {{Role::Opening, 100, "column titles", R"((?i:^\s*Time Stamp[,;]ID[,;]Extended[,;].*\bD1\b))"},
+          {Role::Frame, 30, "rows", R"(^\s*-?[\d.]+[,;](?:0x)?%h+[,;])"}}},
+        {DatachunkHelper::PythonCanCsv,
+         {{Role::Opening, 100, "column titles", R"(^timestamp,arbitration_id,extended,remote,error,dlc,data\s*$)"},
+          {Role::Frame, 30, "rows", R"(^-?\d[\d.e+-]*,(?:0x)?%h+,[01],[01],[01],\d+,)"}}},
+        {DatachunkHelper::SemicolonCsv,
+         {{Role::Opening, 100, "column titles", R"((?i:^\s*TimestampEpoch;BusChannel;ID;.*\bIDE\b.*\bDataBytes\b))"},
+          {Role::Frame, 30, "rows", R"(^\s*\d+(?:\.\d+)?;[^;]*;%h+;[01];)"}}},
         {DatachunkHelper::CoCTTLog,
          {{Role::Frame, 60, "Test CAN lines",
            R"(^\s*(?:\d+\s+:\s+)?(?:\d\d:\d\d:\d\d\.\d{3}\s+:\s+)?Test CAN\s+:\s+\S+\s+%h{1,8}\s+[RT]x\s+\S+\s+\d)"},
