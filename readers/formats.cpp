@@ -116,7 +116,7 @@ const QVector<LogFormat> &logFormats()
         withNotes(peakTrace(PeakTraceV13, "trc13", "PCAN trace, version 1.3")),
         peakTrace(PeakTraceV20, "trc20", "PCAN trace, version 2.0"),
         peakTrace(PeakTraceV21, "trc21", "PCAN trace, version 2.1"),
-        row(SocketCanDump, "", "SocketCAN candump, screen or log-file form, its first dialect", ".log",
+        row(SocketCanDump, "", "SocketCAN candump, screen or log-file form", ".log",
             make<makeSocketCanDumpReader>),
         row(KvaserTxtLog, "kvaser", "Kvaser text log", ".txt", make<makeKvaserTxtLogReader>),
         thatMayFail(row(KvaserCanKingLog, "canking", "Kvaser CanKing log", ".txt", make<makeKvaserCanKingLogReader>)),

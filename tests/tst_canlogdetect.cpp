@@ -150,7 +150,8 @@ void TestCanlogDetect::autoIsTheDefault()
     write(QStringLiteral("x.log"), candump);
     const QByteArray table = canlog(words("show x.log")).out;
     QVERIFY2(table.contains("11") && table.contains("22"), table.constData());
-    for (const char *arguments : {"show x.log --type auto", "show x.log --type AUTO", "show x.log --type SocketCanDump"})
+    for (const char *arguments :
+         {"show x.log --type auto", "show x.log --type AUTO", "show x.log --type SocketCanDump"})
         QCOMPARE(canlog(words(arguments)).out, table);
 }
 

@@ -72,7 +72,8 @@ void CanlogFiltersTest::filesAndStoresAreFiltered()
 
 void CanlogFiltersTest::limitCountsWhatPasses()
 {
-    write(QStringLiteral("x.log"), "(1.0) can0 1#\n(1.1) can0 2#\n(1.2) can0 1#\n(1.3) can0 2#\n(1.4) can0 1#\n");
+    write(QStringLiteral("x.log"),
+          "(1.0) can0 001#\n(1.1) can0 002#\n(1.2) can0 001#\n(1.3) can0 002#\n(1.4) can0 001#\n");
     QCOMPARE(shownIndices(words("x.log --id 1 --limit 2")), QByteArray("0 2"));
     QCOMPARE(shownIndices(words("x.log --id 2 --limit 2")), QByteArray("1 3"));
     QCOMPARE(shownIndices(words("x.log --from 1.2 --limit 1")), QByteArray("2"));

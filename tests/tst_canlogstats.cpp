@@ -126,9 +126,9 @@ void CanlogStatsTest::tableOfASmallLog()
              "Gaps > 1.000000 s        1, longest 2.000000 s from 10.030000 to 12.030000\n"
              "Steps back in time       0\n"
              "\n" + tableHeading
-                 + "      0         123           4    80.00    0-8          10.000000          10.030000         8.000"
+                 + "      1         123           4    80.00    0-8          10.000000          10.030000         8.000"
                    "        10.000        12.000         1.633       0\n"
-                   "      0    18FEF100           1    20.00      8          12.030000          12.030000             -"
+                   "      1    18FEF100           1    20.00      8          12.030000          12.030000             -"
                    "             -             -             -       0\n");
 }
 
@@ -179,12 +179,12 @@ void CanlogStatsTest::jsonOfASmallLog()
     QCOMPARE(at(object, "unlistedFrames"), QJsonValue(0));
 
     QCOMPARE(at(object, "channels").toArray().size(), 1);
-    QCOMPARE(at(object, "channels/0/channel"), QJsonValue(0));
+    QCOMPARE(at(object, "channels/0/channel"), QJsonValue(1));
     QCOMPARE(at(object, "channels/0/frames"), QJsonValue(5));
     QVERIFY(at(object, "channels/0/busLoadPercent").isNull());
 
     QCOMPARE(at(object, "identifiers").toArray().size(), 2);
-    QCOMPARE(at(object, "identifiers/0/channel"), QJsonValue(0));
+    QCOMPARE(at(object, "identifiers/0/channel"), QJsonValue(1));
     QCOMPARE(at(object, "identifiers/0/identifier"), QJsonValue(QStringLiteral("123")));
     QCOMPARE(at(object, "identifiers/0/extended"), QJsonValue(false));
     QCOMPARE(at(object, "identifiers/0/count"), QJsonValue(4));
@@ -223,7 +223,7 @@ void CanlogStatsTest::jsonOfBusLoads()
 
 void CanlogStatsTest::jsonOfStepsBack()
 {
-    write(QStringLiteral("x.log"), "(5.0) can0 123#\n(4.0) can0 123#\n(4.5) can0 123#\n(4.4) can0 7#\n");
+    write(QStringLiteral("x.log"), "(5.0) can0 123#\n(4.0) can0 123#\n(4.5) can0 123#\n(4.4) can0 007#\n");
     const QJsonObject object = json(words("x.log"));
     QCOMPARE(at(object, "backwardSteps"), QJsonValue(2));
     QCOMPARE(at(object, "duration"), QJsonValue(1));
