@@ -32,8 +32,9 @@ void CandumpWriterTest::writesOneLine_data()
     row("low extended", Frame(0x12).extended().at(1, 0), "(1.000000) can0 00000012#\n");
     row("high without the mark", Frame(0x800).at(1, 0), "(1.000000) can0 00000800#\n");
     row("eight bytes", Frame(0x1, "0102030405060708"), "(0.000000) can0 001#0102030405060708\n");
-    row("channel", Frame(0x1).channel(1), "(0.000000) can1 001#\n");
-    row("highest channel", Frame(0x1).channel(65535), "(0.000000) can65535 001#\n");
+    row("channel", Frame(0x1).channel(1), "(0.000000) can0 001#\n");
+    row("second channel", Frame(0x1).channel(2), "(0.000000) can1 001#\n");
+    row("highest channel", Frame(0x1).channel(65535), "(0.000000) can65534 001#\n");
     row("remote", Frame(0x123).remote(), "(0.000000) can0 123#R\n");
     row("remote with length", Frame(0x123).remote().dlc(8), "(0.000000) can0 123#R8\n");
     row("remote has no data", Frame(0x123, "AA BB").remote(), "(0.000000) can0 123#R2\n");

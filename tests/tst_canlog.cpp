@@ -1079,7 +1079,7 @@ void TestCanlog::showsAtMost64Bytes()
     const QByteArray row =
         "       0           1.000000        0  Rx          123  -      200 " + QByteArray(" 5A").repeated(64) + '\n';
     QCOMPARE(canlog(words("show --type SocketCanDump long.log")).out, heading + row);
-    QCOMPARE(canlog(words("import long.log")).status, 0);
+    QCOMPARE(canlog(words("import --type SocketCanDump long.log")).status, 0);
     QCOMPARE(canlog(words("show")).out, heading + row);
 }
 

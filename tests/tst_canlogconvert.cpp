@@ -15,9 +15,9 @@ const QByteArray smallLog = "(1345212884.318850) can0 123#11223344\n"
                             "(1345212884.400000) can1 18FEF100#FF00AB\n"
                             "(1345212885.568850) can0 7FF#\n";
 const QByteArray smallCsv = "time,channel,direction,id,extended,remote,fd,brs,esi,error,dlc,data,note\n"
-                            "1345212884.318850,0,Rx,0x123,0,0,0,0,0,0,4,11 22 33 44,\n"
-                            "1345212884.400000,0,Rx,0x18FEF100,1,0,0,0,0,0,3,FF 00 AB,\n"
-                            "1345212885.568850,0,Rx,0x7FF,0,0,0,0,0,0,0,,\n";
+                            "1345212884.318850,1,Rx,0x123,0,0,0,0,0,0,4,11 22 33 44,\n"
+                            "1345212884.400000,2,Rx,0x18FEF100,1,0,0,0,0,0,3,FF 00 AB,\n"
+                            "1345212885.568850,1,Rx,0x7FF,0,0,0,0,0,0,0,,\n";
 
 /// One frame of every kind, on the channels 1 and 2.
 Frames everyKind()
@@ -364,15 +364,15 @@ void CanlogConvertTest::everythingIsCarried_data()
     QTest::addColumn<QByteArray>("expected");
     const QByteArray z64 = QByteArray("5A").repeated(64);
     QTest::newRow("candump") << QStringLiteral("candump")
-                             << QByteArray("(1716284412.084712) can1 123#112233\n"
-                                           "(1716284412.085812) can2 18FEF100#FF\n"
-                                           "(1716284412.900000) can1 7E8#R8\n"
-                                           "(1716284413.000005) can1 1A0##10102030405060708090A0B0C\n"
-                                           "(1716284414.000000) can2 18DA10F1##3"
+                             << QByteArray("(1716284412.084712) can0 123#112233\n"
+                                           "(1716284412.085812) can1 18FEF100#FF\n"
+                                           "(1716284412.900000) can0 7E8#R8\n"
+                                           "(1716284413.000005) can0 1A0##10102030405060708090A0B0C\n"
+                                           "(1716284414.000000) can1 18DA10F1##3"
                                            + z64
                                            + "\n"
-                                             "(1716284415.000000) can1 20000080#0000000000000000\n"
-                                             "(1716284416.999999) can1 7FF#\n");
+                                             "(1716284415.000000) can0 20000080#0000000000000000\n"
+                                             "(1716284416.999999) can0 7FF#\n");
     QTest::newRow("csv") << QStringLiteral("csv")
                          << QByteArray(
                                 "time,channel,direction,id,extended,remote,fd,brs,esi,error,dlc,data,note\n"
@@ -614,15 +614,15 @@ void CanlogConvertTest::pythonCanReads_data()
     const QByteArray z64 = QByteArray("5a").repeated(64);
     // Microseconds since the first message, identifier, flags, length, data, channel.
     QTest::newRow("candump") << QStringLiteral("CanutilsLogReader") << QStringLiteral("out.log")
-                             << QByteArray("0 123 S 3 112233 can1\n"
-                                           "1100 18FEF100 X 1 ff can2\n"
-                                           "815288 7E8 SR 8  can1\n"
-                                           "915293 1A0 SFB 12 0102030405060708090a0b0c can1\n"
+                             << QByteArray("0 123 S 3 112233 can0\n"
+                                           "1100 18FEF100 X 1 ff can1\n"
+                                           "815288 7E8 SR 8  can0\n"
+                                           "915293 1A0 SFB 12 0102030405060708090a0b0c can0\n"
                                            "1915288 18DA10F1 XFBE 64 "
                                            + z64
-                                           + " can2\n"
+                                           + " can1\n"
                                              "2915288 error\n"
-                                             "4915287 7FF S 0  can1\n");
+                                             "4915287 7FF S 0  can0\n");
     QTest::newRow("asc") << QStringLiteral("ASCReader") << QStringLiteral("out.asc")
                          << QByteArray("0 123 S 3 112233 0\n"
                                        "1100 18FEF100 XT 1 ff 1\n"
@@ -674,7 +674,7 @@ void CanlogConvertTest::log2ascReadsCandump()
         return missing("can-utils");
     makeStore(everyKind());
     QCOMPARE(canlog(words("convert --store s out.log")).status, 0);
-    const Outcome outcome = run(QStringLiteral("log2asc"), words("-I out.log can1 can2"));
+    const Outcome outcome = run(QStringLiteral("log2asc"), words("-I out.log can0 can1"));
     QStringList lines;
     for (const QString &line : QString::fromLatin1(outcome.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
         if (line.startsWith(QLatin1Char(' ')))
@@ -787,7 +787,7 @@ void CanlogConvertTest::filters_data()
     row("--until 1.9", "1");
     row("--direction tx", "");
     row("--notes-only", "");
-    row("--channel 0", "1234");
+    row("--channel 1", "1234");
 }
 
 void CanlogConvertTest::filters()

@@ -210,7 +210,7 @@ void CanlogEndingsTest::memoryThatRunsOutIsTold_data()
 {
     QTest::addColumn<QString>("arguments");
     QTest::newRow("in the program's thread") << QStringLiteral("zip --store store a.zip");
-    QTest::newRow("in a thread of its own") << QStringLiteral("count --type 5 a.trc");
+    QTest::newRow("in a thread of its own") << QStringLiteral("import --again --type 5 a.trc");
 }
 
 void CanlogEndingsTest::memoryThatRunsOutIsTold()

@@ -90,15 +90,15 @@ void CanlogImportsTest::table()
              "Import  State                Messages    Notes   Chunks              First               Last  Type"
              "              File\n"
              "     1  succeeded                   2        0        1        1000.000000        1000.500000  "
-             "SocketCanDump     "
+             "Candump           "
                  + place
                  + "/a.log\n"
                    "     2  succeeded                   3        0        1           5.000000           6.000000  "
-                   "SocketCanDump     "
+                   "Candump           "
                  + place
                  + "/b.log\n"
                    "     3  succeeded                   1        0        1        9000.000000        9000.000000  "
-                   "SocketCanDump     "
+                   "Candump           "
                  + place + "/c.log\n");
 }
 
@@ -109,7 +109,7 @@ void CanlogImportsTest::json()
     QCOMPARE(imports.size(), 3);
     const QJsonObject second = imports.at(1).toObject();
     QCOMPARE(second.value(QStringLiteral("number")).toInt(), 2);
-    QCOMPARE(second.value(QStringLiteral("type")).toString(), QStringLiteral("SocketCanDump"));
+    QCOMPARE(second.value(QStringLiteral("type")).toString(), QStringLiteral("Candump"));
     QCOMPARE(second.value(QStringLiteral("state")).toString(), QStringLiteral("succeeded"));
     QCOMPARE(second.value(QStringLiteral("messages")).toInt(), 3);
     QCOMPARE(second.value(QStringLiteral("chunks")).toInt(), 1);

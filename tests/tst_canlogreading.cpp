@@ -12,9 +12,9 @@
 namespace
 {
 
-const QByteArray badLog("(1.5) can0 123#11\nbad\n(2.5) can0 124#22\n");
+const QByteArray badLog("(1.5) can0 123#11\n(2.0) can0 12345#11\n(2.5) can0 124#22\n");
 const QByteArray goodLog("(1.5) can0 123#11\n(2.5) can0 124#22\n");
-const QByteArray droppedLog("(1.5) can0 123#11 R\n(2.5) can0 124#22 R\n");
+const QByteArray droppedLog("(1.5) can0 12345#11\n(2.5) can0 12345#22\n");
 
 } // namespace
 
@@ -77,8 +77,10 @@ void CanlogReadingTest::strictEndsWithOneWhenALineIsFaulty()
     write(QStringLiteral("bad.log"), badLog);
     const QString subcommand = QString::fromLatin1(QTest::currentDataTag());
     const Outcome outcome = runOn(subcommand, QStringLiteral("bad.log"), QStringLiteral("--strict"));
-    QCOMPARE(outcome.err, QByteArray("canlog: bad.log: 1 of 3 lines dropped or read in part, the first at line 2, "
-                                     "column 4 (too few columns for a frame); 'canlog import --report' lists them\n"));
+    QCOMPARE(
+        outcome.err,
+        QByteArray("canlog: bad.log: 1 of 3 lines dropped or read in part, the first at line 2, "
+                   "column 12 (the identifier has neither 3 nor 8 digits); 'canlog import --report' lists them\n"));
     QVERIFY2(outcome.out.contains(out), outcome.out.constData());
     QCOMPARE(outcome.out.isEmpty(), out.isEmpty());
     QCOMPARE(outcome.status, 1);
@@ -126,7 +128,7 @@ void CanlogReadingTest::logThatWasDroppedAsAWholeFails()
     QFETCH(QString, subcommand);
     write(QStringLiteral("x.log"), droppedLog);
     const Outcome outcome = runOn(subcommand, QStringLiteral("x.log"));
-    QVERIFY2(outcome.err.startsWith("canlog: x.log: no message in it when read as SocketCanDump: 2 of 2 lines dropped"),
+    QVERIFY2(outcome.err.startsWith("canlog: x.log: no message in it when read as Candump: 2 of 2 lines dropped"),
              outcome.err.constData());
     QCOMPARE(outcome.err.count('\n'), 1);
     QCOMPARE(outcome.status, 1);
@@ -170,7 +172,7 @@ void CanlogReadingTest::compressedLogNeedsNoRoomOnDisk()
     // No file may be written at all.
     const Outcome outcome = shell(QStringLiteral("gzip x; ulimit -f 0; TMPDIR=/nowhere; export TMPDIR; ") + command);
     QCOMPARE(outcome.err, QByteArray());
-    QVERIFY2(outcome.out.startsWith("200000 ") || outcome.out.startsWith("x.gz: SocketCanDump, certain"),
+    QVERIFY2(outcome.out.startsWith("200000 ") || outcome.out.startsWith("x.gz: Candump, certain"),
              outcome.out.constData());
     QCOMPARE(outcome.status, 0);
 }
@@ -226,10 +228,10 @@ void CanlogReadingTest::cutOffLineIsNoFaultOfTheFormat()
     // A trace breaks at a line that is not whole.
     const QByteArray trace = ";$FILEVERSION=1.1\n" + QByteArray("1) 1.0 Rx 0300 1 AA\n").repeated(1000);
     write(QStringLiteral("x.trc"), trace + "1) 2.0");
-    const Outcome plain = canlog(words("count x.trc"));
+    const Outcome plain = canlog(words("count --type trc11 x.trc"));
     QVERIFY2(plain.err.contains("Import error occured at line 1002"), plain.err.constData());
     QCOMPARE(shell(QStringLiteral("gzip x.trc; head -c -8 x.trc.gz >cut.gz")).status, 0);
-    for (const char *line : {"count cut.gz", "stats cut.gz", "import cut.gz"}) {
+    for (const char *line : {"count --type trc11 cut.gz", "stats --type trc11 cut.gz", "import --type trc11 cut.gz"}) {
         const Outcome outcome = canlog(words(line));
         QVERIFY2(outcome.err.contains("the compressed data are cut off; try 'gzip --test' on it"),
                  outcome.err.constData());
@@ -253,8 +255,7 @@ void CanlogReadingTest::detectionReadsTheBeginningOnly()
     for (const char *command : {"yes '(1.5) can0 123#11' | gzip -c | \"$canlog\" detect -",
                                 "yes '(1.5) can0 123#11' | \"$canlog\" detect -"}) {
         const Outcome outcome = shell(QString::fromLatin1(command));
-        QCOMPARE(outcome.out,
-                 QByteArray("-: SocketCanDump, certain: frames as in a log file (32 lines from line 1)\n"));
+        QCOMPARE(outcome.out, QByteArray("-: Candump, certain: frames as in a log file (32 lines from line 1)\n"));
         QCOMPARE(outcome.status, 0);
     }
 }

@@ -109,6 +109,7 @@ InputFile::~InputFile() = default;
 QString InputFile::prepare()
 {
     if (argument == standardInput) {
+        takeInterruptions(); // it may wait for ever
         source = std::make_unique<PipeDevice>(fileno(stdin), wasInterrupted);
         source->open(QIODevice::ReadOnly | QIODevice::Unbuffered);
         return openStream();

@@ -70,6 +70,8 @@ bool LogFile::open()
         return false;
     }
     format = formatOf(input, options);
+    if (!format && wasInterrupted())
+        interrupted(input.name());
     return format && isReadable(input, *format);
 }
 

@@ -2,7 +2,7 @@
 
 #include "host/store/framekind.h"
 
-// The log-file form of candump, "canN" being channel N:
+// The log-file form of candump. Channel 1 is "can0", as it is read, and so is what has no channel:
 //
 //   (1345212884.318850) can0 123#11223344           three digits: standard identifier
 //   (1345212884.318850) can0 18FEF100#FF            eight digits: extended identifier
@@ -33,7 +33,7 @@ bool CandumpWriter::write(const CAN::CanRxMessage &message, const QString &note)
     line.addCharacter('(');
     addTime(line, message.timeStamp);
     line.addText(") can");
-    line.addNumber(message.channel);
+    line.addNumber(message.channel > 0 ? message.channel - 1U : 0U);
     line.addCharacter(' ');
     addFrame(line, message);
     line.addCharacter('\n');

@@ -149,9 +149,12 @@ bool SqliteWriter::failed()
 {
     if (!d->connection)
         return fail(QStringLiteral("out of memory"));
-    // SQLite calls every failed write an I/O error; the system knows whether the disk is full.
+    const int code = sqlite3_errcode(d->connection);
+    if (code == SQLITE_FULL)
+        return fail(Files::errorText(ENOSPC));
+    // SQLite calls other failed writes I/O errors; the system knows whether the disk is full.
     const int cause = sqlite3_system_errno(d->connection);
-    if (sqlite3_errcode(d->connection) == SQLITE_IOERR && cause != 0)
+    if (code == SQLITE_IOERR && cause != 0)
         return fail(Files::errorText(cause));
     return fail(QString::fromUtf8(sqlite3_errmsg(d->connection)));
 }
