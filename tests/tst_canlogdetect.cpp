@@ -42,9 +42,8 @@ void TestCanlogDetect::oneLineForEachFile()
     write(QStringLiteral("y"), ";$FILEVERSION=1.3\n1) 1250.5 1 Rx 0123 - 2 AA BB\n");
     const Outcome outcome = canlog(words("detect x.asc y"));
     QCOMPARE(outcome.err, QByteArray());
-    QCOMPARE(outcome.out,
-             QByteArray("x.asc: SocketCanDump, certain: frames as in a log file (2 lines from line 1)\n"
-                        "y: PeakTraceV13, certain: version line (line 1), frames of this version (line 2)\n"));
+    QCOMPARE(outcome.out, QByteArray("x.asc: Candump, certain: frames as in a log file (2 lines from line 1)\n"
+                                     "y: PcanTrace, certain: version line (line 1), frames of version 1 (line 2)\n"));
     QCOMPARE(outcome.status, 0);
 }
 
@@ -58,7 +57,7 @@ void TestCanlogDetect::unknownFilesDoNotStopTheOthers()
     QCOMPARE(outcome.out, QByteArray("notes.txt: unknown\n"
                                      "empty: unknown\n"
                                      "trip.zip: unknown\n"
-                                     "x.log: SocketCanDump, likely: frames as in a log file (line 1)\n"));
+                                     "x.log: Candump, likely: frames as in a log file (line 1)\n"));
     QCOMPARE(outcome.err,
              "canlog: notes.txt" + unknown + "canlog: missing: no such file; check its name and the folder\n"
                  + "canlog: empty: is empty; check how it was recorded or copied\n"
@@ -73,7 +72,7 @@ void TestCanlogDetect::unusualFileNames()
     write(QStringLiteral("%1%2.log"), candump);
     write(QStringLiteral("a\nb"), candump);
     const Outcome outcome = canlog({QStringLiteral("detect"), QStringLiteral("%1%2.log"), QStringLiteral("a\nb")});
-    const QByteArray result = ": SocketCanDump, certain: frames as in a log file (2 lines from line 1)\n";
+    const QByteArray result = ": Candump, certain: frames as in a log file (2 lines from line 1)\n";
     QCOMPARE(outcome.out, "%1%2.log" + result + "aU+000Ab" + result);
     QCOMPARE(outcome.status, 0);
 }
@@ -93,16 +92,20 @@ void TestCanlogDetect::examplesNeedNoType_data()
     QTest::addColumn<QString>("type");
     const auto row = [](const char *file, const char *type) { QTest::newRow(file) << QString::fromLatin1(type); };
     row("conformance-test.txt", "CoCTTLog");
+    row("drive-busmaster.log", "BusmasterLog");
     row("drive-canking.txt", "KvaserCanKingLog");
+    row("drive-gvret.csv", "GvretCsv");
     row("drive-kvaser.txt", "KvaserTxtLog");
-    row("drive-nobitcount.asc", "VectorAscLogWithoutBitcount");
+    row("drive-nobitcount.asc", "VectorAsc");
     row("drive-norvik.txt", "NorvikTxt");
+    row("drive-python-can.csv", "PythonCanCsv");
+    row("drive-semicolon.csv", "SemicolonCsv");
     row("drive-wireshark.csv", "WiresharkCsv");
-    row("drive.asc", "VectorAscLog");
-    row("drive.log", "SocketCanDump");
+    row("drive.asc", "VectorAsc");
+    row("drive.log", "Candump");
     row("ixxat.csv", "IxxatLog");
-    row("washer-trc11.trc", "PeakTraceV11");
-    row("washer-trc21.trc", "PeakTraceV21");
+    row("washer-trc11.trc", "PcanTrace");
+    row("washer-trc21.trc", "PcanTrace");
 }
 
 void TestCanlogDetect::examplesNeedNoType()
@@ -151,7 +154,7 @@ void TestCanlogDetect::autoIsTheDefault()
     const QByteArray table = canlog(words("show x.log")).out;
     QVERIFY2(table.contains("11") && table.contains("22"), table.constData());
     for (const char *arguments :
-         {"show x.log --type auto", "show x.log --type AUTO", "show x.log --type SocketCanDump"})
+         {"show x.log --type auto", "show x.log --type AUTO", "show x.log --type Candump", "show x.log --type candump"})
         QCOMPARE(canlog(words(arguments)).out, table);
 }
 
@@ -173,7 +176,7 @@ void TestCanlogDetect::importGoesOnAfterAnUnknownFile()
     QCOMPARE(outcome.err, "canlog: b.txt" + unknown);
     const QList<QByteArray> lines = outcome.out.split('\n');
     QCOMPARE(lines.size(), 3);
-    QVERIFY2(lines.at(0).startsWith("a.log: SocketCanDump, 2 messages, "), outcome.out.constData());
+    QVERIFY2(lines.at(0).startsWith("a.log: Candump, 2 messages, "), outcome.out.constData());
     QVERIFY2(lines.at(1).startsWith("c.txt: NorvikTxt, 1 message, "), outcome.out.constData());
     QCOMPARE(outcome.status, 1);
     QCOMPARE(canlog(words("show")).out.count('\n'), 1 + 3);

@@ -47,13 +47,14 @@ QRegularExpression compiled(const char *pattern)
     QString text = QString::fromLatin1(pattern);
     text.replace(QLatin1String("%n"), lengthAndBytes());
     text.replace(QLatin1String("%t"), QLatin1String("\\d+\\.\\d+"));
+    text.replace(QLatin1String("%c"), QLatin1String(R"(\((?:\d+(?:\.\d+)?|\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+)\))"));
     text.replace(QLatin1String("%h"), QLatin1String("[0-9A-Fa-f]"));
     return QRegularExpression(text);
 }
 
-/// A kind of line. `%h` in a pattern is a hexadecimal digit, `%t` a time in seconds with a fraction, `%n` a length with
-/// as many bytes. A line keeps its line feed, so that a pattern can demand it where a line that is cut off looks like
-/// one of another format.
+/// A kind of line. `%h` in a pattern is a hexadecimal digit, `%t` a time in seconds with a fraction, `%c` a time in
+/// parentheses as candump has it, `%n` a length with as many bytes. A line keeps its line feed, so that a pattern can
+/// demand it where a line that is cut off looks like one of another format.
 struct Rule {
     Role role;
     int weight; ///< in points, of each frame or of all header lines; likelyScore of them make a format likely
@@ -74,6 +75,17 @@ struct Signature {
     QVector<Rule> rules; ///< the first one that a line matches decides; those of frames stand behind the header lines
 };
 
+/// PCAN traces with a comma in their times, which only the readers of a single version take.
+Signature traceWithCommas(DatachunkHelper::ImportFileType type, const char *otherVersion, const char *version,
+                          const char *frame)
+{
+    return {type,
+            {{Role::Never, 0, "", otherVersion},
+             {Role::Sign, 100, "version line", version},
+             {Role::Frame, 50, "frames of this version with a comma in the time", frame},
+             {Role::Ordinary, 0, "", R"(^\s*(?:;|\d+\)?\s))"}}};
+}
+
 /// Of two formats that read as many frames the earlier one is taken.
 const QVector<Signature> &signatures()
 {
@@ -86,17 +98,33 @@ const QVector<Signature> &signatures()
           {Role::Sign, 40, "column line", R"(^;\$COLUMNS=[A-Za-z,]+\s*$)"},
           {Role::Frame, 50, "frames of version 1",
            R"(^\s*\d+\)\s+\d+(?:\.\d+)?\s+(?:\d{1,2}\s+)?(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+(?:-\s+)?\d{1,2}\s)"},
-          {Role::Frame, 50, "frames of version 1.0", R"(^\s*\d+\)\s+\d+\s+%h{4,8}\s+\d\s)"},
-          {Role::Frame, 50, "frames of version 2", R"(^\s*\d+\s+\d+\.\d+\s+(?:DT|RR|FD|FB|FE|BI|ER|ST|EC|EV)\s)"},
-          {Role::Ordinary, 0, "", R"(^\s*;)"}}},
+          {Role::Frame, 50, "frames of version 1.0",
+           R"(^\s*\d+\)\s+\d+\s+(?:%h{4}|%h{8})\s+[0-8](?:\s+(?:RTR|ERROR|%h{2})\s|\s*$))"},
+          {Role::Frame, 50, "frames of version 2", R"(^\s*\d+\s+\d+\.\d+\s+(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV)\s)"},
+          // With a version line the columns may stand in any order, and the numbers without a parenthesis.
+          {Role::Ordinary, 0, "", R"(^\s*(?:;|\d.*\s(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV|Rx|Tx|Warng|Error)\s))"}}},
+        traceWithCommas(DatachunkHelper::PeakTraceV11, R"(^;\$FILEVERSION=(?!1\.1\s*$))", R"(^;\$FILEVERSION=1\.1\s*$)",
+                        R"(^\s*\d+\)\s+\d+,\d+\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
+        traceWithCommas(DatachunkHelper::PeakTraceV12, R"(^;\$FILEVERSION=(?!1\.2\s*$))", R"(^;\$FILEVERSION=1\.2\s*$)",
+                        R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
+        traceWithCommas(DatachunkHelper::PeakTraceV13, R"(^;\$FILEVERSION=(?!1\.3\s*$))", R"(^;\$FILEVERSION=1\.3\s*$)",
+                        R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+-\s+\d{1,2}\s)"),
+        traceWithCommas(DatachunkHelper::PeakTraceV20, R"(^;\$FILEVERSION=(?!2\.0\s*$))", R"(^;\$FILEVERSION=2\.0\s*$)",
+                        R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+\d{1,3}\s)"),
+        traceWithCommas(DatachunkHelper::PeakTraceV21, R"(^;\$FILEVERSION=(?!2\.1\s*$))", R"(^;\$FILEVERSION=2\.1\s*$)",
+                        R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+-\s+\d{1,3}\s)"),
         {DatachunkHelper::Candump,
          {{Role::Frame, 50, "frames as in a log file",
-           R"(^\s*\(\d+(?:\.\d+)?\)\s+\S{1,21}\s+%h{3,8}#[0-9A-FRa-fr#._:]*(?:\s+[RT])?\s*$)"},
+           R"(^\s*%c\s+\S{1,21}\s+%h{3,8}#)"
+           R"((?:(?:#%h)?(?:%h%h\.?)*|[Rr]\d?|%h%h:%h%h:%h{8}#%h*)(?:_%h)?(?:\s+[RT])?\s*$)"},
+          // Before and behind them colours (ESC ... m), and what the animation of option -s takes back.
           {Role::Frame, 50, "frames as on the screen",
-           R"(^\s*(?:\x1B\[[\d;]*m)*(?:\((?:\d+(?:\.\d+)?|\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d+)\)\s+)?)"
-           R"((?:\x1B\[[\d;]*m)*[\w.@:-]{1,21}\s+(?:[RT]X\s+[-B]\s+[-E]\s+)?(?:%h{3}|%h{8})\s+)"
-           R"((?:\[\d{1,2}\]|\{[9A-F]\})(?:\s|$))"},
-          {Role::Ordinary, 0, "", R"(^(?:\s*#|DROPCOUNT:|\t))"}}},
+           R"(^(?:[|/\\-]\x08)*\s*(?:\x1B\[[\d;]*m)*\s*(?:%c\s+)?(?:\x1B\[[\d;]*m)*[\w.@:-]{1,21}(?:\x1B\[[\d;]*m)*\s+)"
+           R"((?:[RT]X\s+[-B]\s+[-E]\s+)?(?:%h{3}|%h{8})\s+(?:\[(?:\d\d?|\d{4})\]|\{[9A-F]\}))"
+           R"((?:\s+(?:%h{2}|[01]{8}|%h{2}`[`\w]*|remote request|ERRORFRAME|\(\S+\)|'.*)(?:\s|\x1B|$)|\s*(?:\x1B|$)))"},
+          {Role::Frame, 50, "frames as of old",
+           R"(^\s*<0x%h{3,8}>\s+\[\d\](?:\s+(?:%h{2}|remote request)(?:\s|$)|\s*$))"},
+          {Role::Ordinary, 0, "", R"(^(?:\s*#|DROPCOUNT:|interface = |\t))"}}},
         {DatachunkHelper::KvaserTxtLog,
          {{Role::Never, 0, "", R"(^\s*(?:base\s+(?:hex|dec)\b|(?i:Begin Triggerblock)))"},
           {Role::Opening, 20, "trigger line", R"(\bTrigger\b)"},
@@ -111,22 +139,25 @@ const QVector<Signature> &signatures()
          {{Role::Sign, 40, "number base", R"(^\s*base\s+(?:hex|dec)\b)"},
           {Role::Sign, 40, "trigger block", R"((?i:^\s*Begin Triggerblock))"},
           {Role::Frame, 50, "frames",
-           R"((?i:^\s*%t\s+\d+\s+\S+\s+(?:(?:Rx|Tx|TxRq)\s+(?:d\s+(?:#\s+)?%h|r)|--\s+r)(?:\s|$)))"},
-          {Role::Frame, 60, "CAN FD frames", R"((?i:^\s*%t\s+CAN(?:FD|XL)\s+\d+\s+(?:Rx|Tx|TxRq)\s))"},
-          {Role::Frame, 50, "error frames", R"((?i:^\s*%t\s+\d+\s+ErrorFrame))"},
+           // Files of other columns (GenericFile) have capital letters there, and so do few logs, which have a header.
+           R"(^\s*-?%t\s+\d+\s+\S+\s+(?:(?i:Rx|Tx|TxRq)\s+(?:d\s+(?:#\s+)?(?:%h|1[0-5])|r)|--\s+r)(?:\s|$))"},
+          {Role::Frame, 60, "CAN FD frames", R"((?i:^\s*-?%t\s+CAN(?:FD|XL)\s+\d+\s+(?:Rx|Tx|TxRq)\s))"},
+          {Role::Frame, 50, "error frames", R"((?i:^\s*-?%t\s+\d+\s+ErrorFrame))"},
           {Role::Ordinary, 0, "",
-           R"((?i:^\s*(?:%t\s|//|;|date\s|(?:no\s+)?internal event|End TriggerBlock|DateTime)))"}}},
+           R"((?i:^\s*(?:-?%t\s|//|;|date\s|(?:no\s+)?internal event|End TriggerBlock|DateTime)))"}}},
         {DatachunkHelper::BusmasterLog,
-         {{Role::Opening, 100, "first line", R"(^-?\s*\*\*\*BUSMASTER\b.*\*\*\*\s*$)"},
+         {{Role::Opening, 100, "first line", R"(^[\s-]*\*\*\*BUSMASTER\b.*\*\*\*\s*$)"},
           {Role::Sign, 20, "header lines", R"(^\*\*\*)"},
           {Role::Frame, 30, "rows", R"(^\s*\d+:\d+:\d+:\d{3,4}\s)"},
-          {Role::Ordinary, 0, "", R"(^)"}}},
+          {Role::Ordinary, 0, "", R"((?i:\.(?:dbf|dbc)\s*$))"}}}, // the databases that were loaded
         {DatachunkHelper::GvretCsv,
          {{Role::Opening, 100, "column titles", R"((?i:^\s*Time Stamp[,;]ID[,;]Extended[,;].*\bD1\b))"},
           {Role::Frame, 30, "rows", R"(^\s*-?[\d.]+[,;](?:0x)?%h+[,;])"}}},
         {DatachunkHelper::PythonCanCsv,
-         {{Role::Opening, 100, "column titles", R"(^timestamp,arbitration_id,extended,remote,error,dlc,data\s*$)"},
-          {Role::Frame, 30, "rows", R"(^-?\d[\d.e+-]*,(?:0x)?%h+,[01],[01],[01],\d+,)"}}},
+         {{Role::Sign, 100, "column titles", R"(^timestamp,arbitration_id,extended,remote,error,dlc,data\s*$)"},
+          // A log that was begun by appending has no titles: then the prefix of the identifier tells it.
+          {Role::Frame, 30, "rows", R"(^-?\d[\d.e+-]*,0x%h+,[01],[01],[01],\d\d?,[\w+/=]*\s*$)"},
+          {Role::Ordinary, 0, "", R"(^-?\d[\d.e+-]*,%h+,[01],[01],[01],)"}}},
         {DatachunkHelper::SemicolonCsv,
          {{Role::Opening, 100, "column titles", R"((?i:^\s*TimestampEpoch;BusChannel;ID;.*\bIDE\b.*\bDataBytes\b))"},
           {Role::Frame, 30, "rows", R"(^\s*\d+(?:\.\d+)?;[^;]*;%h+;[01];)"}}},
