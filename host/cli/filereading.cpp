@@ -43,7 +43,7 @@ static QString endText(const ImportReport &report)
         return {};
     const ImportReport::Fault &end = report.faults.constLast();
     return QStringLiteral("line %1, column %2: %3")
-        .arg(QString::number(end.line), QString::number(end.column), ImportReport::reasonText(end.reason));
+        .arg(QString::number(end.line), QString::number(end.column), end.toText());
 }
 
 FileResult readFile(DatachunkHandler &store, const FileRequest &request, ProgressBar *bar)

@@ -65,9 +65,9 @@ QString failureText(const ImportRecord &record, const Format &format, const Chun
 void printFaults(const QString &path, const ImportReport &report, Output &out)
 {
     for (const ImportReport::Fault &fault : report.faults) {
-        out.writeLine(printable(QStringLiteral("%1:%2:%3: %4")
-                                    .arg(path, QString::number(fault.line), QString::number(fault.column),
-                                         ImportReport::reasonText(fault.reason))));
+        out.writeLine(
+            printable(QStringLiteral("%1:%2:%3: %4")
+                          .arg(path, QString::number(fault.line), QString::number(fault.column), fault.toText())));
     }
     const qint64 others = report.faultyLines - report.faults.size();
     if (others > 0)

@@ -67,7 +67,7 @@ static QString faultsText(const ImportReport &report)
     const ImportReport::Fault &first = report.faults.constFirst();
     return QStringLiteral("%1 of %2 dropped or read in part, the first at line %3, column %4 (%5)")
         .arg(QString::number(report.faultyLines), counted(quint64(report.lines), QStringLiteral("line")),
-             QString::number(first.line), QString::number(first.column), ImportReport::reasonText(first.reason));
+             QString::number(first.line), QString::number(first.column), first.toText());
 }
 
 QString noMessagesText(const Format &format, const ImportReport &report)
