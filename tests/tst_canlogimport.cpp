@@ -15,6 +15,7 @@ private Q_SLOTS:
     void init() { makeFolder(); }
 
     void reportListsFaultyLinesLikeACompiler();
+    void reportGivesTheReasonOfTheFormat();
     void reportTellsHowManyItDoesNotList();
     void reportComesBeforeAFailure();
     void lineThatEndsTheReadingIsNamed();
@@ -64,6 +65,17 @@ void CanlogImportTest::reportListsFaultyLinesLikeACompiler()
                         "CAN FD: no, 0 notes, 3 lines (1 dropped, 2 faulty), stored in canlog-store\n"));
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
+}
+
+void CanlogImportTest::reportGivesTheReasonOfTheFormat()
+{
+    write(QStringLiteral("short.asc"), "   0.1 1  1A4  Rx d 3 0C 1D 2E\n   0.2 1  1A4  Rx d 3 0C 1D\n");
+    const Outcome outcome = canlog(words("import --type VectorAsc --report short.asc"));
+    QCOMPARE(outcome.out.split('\n').first(), QByteArray("short.asc:2:28: the payload has 2 of 3 bytes"));
+    const Outcome shown = canlog(words("show --type VectorAsc short.asc"));
+    QCOMPARE(shown.err,
+             QByteArray("canlog: short.asc: warning: 1 of 2 lines dropped or read in part, the first at line "
+                        "2, column 28 (the payload has 2 of 3 bytes); 'canlog import --report' lists them\n"));
 }
 
 void CanlogImportTest::reportTellsHowManyItDoesNotList()

@@ -13,6 +13,7 @@ private Q_SLOTS:
 
     void manPageNamesEverySubcommandAndOption();
     void manPageNamesNothingElse();
+    void manPageNamesEveryFormat();
     void manPageIsSound();
     void completionOffersSubcommands();
     void completionOffersOptions_data();
@@ -22,6 +23,8 @@ private Q_SLOTS:
 
 private:
     QStringList subcommands();
+    /// Whether `--type` takes @p name.
+    bool isType(const QString &name);
     QStringList optionsOf(const QString &subcommand);
     QString manPage();
     /// What is offered for the last of @p words.
@@ -37,6 +40,12 @@ QStringList CanlogShellTest::subcommands()
     while (matches.hasNext())
         names.append(matches.next().captured(1));
     return names;
+}
+
+bool CanlogShellTest::isType(const QString &name)
+{
+    const QString noLog = write(QStringLiteral("empty.log"), "");
+    return canlog({QStringLiteral("show"), noLog, QStringLiteral("--type"), name}).status != 2;
 }
 
 QStringList CanlogShellTest::optionsOf(const QString &subcommand)
@@ -85,6 +94,21 @@ void CanlogShellTest::manPageNamesNothingElse()
     while (matches.hasNext()) {
         const QString option = matches.next().captured();
         QVERIFY2(known.contains(option), qPrintable(option));
+    }
+}
+
+void CanlogShellTest::manPageNamesEveryFormat()
+{
+    const QString page = manPage();
+    const QString formats = page.mid(page.indexOf(QLatin1String(".SH FORMATS"))).section(QLatin1String(".SH"), 1, 1);
+    const QStringList rows =
+        QString::fromUtf8(canlog({QStringLiteral("formats")}).out).split(QLatin1Char('\n'), Qt::SkipEmptyParts).mid(1);
+    QVERIFY(rows.size() > 20);
+    for (const QString &row : rows) {
+        const QStringList columns = row.simplified().split(QLatin1Char(' '));
+        const bool hasShortName = !columns.at(2).startsWith(QLatin1Char('.'));
+        const QRegularExpression word(QStringLiteral("\\b%1\\b").arg(columns.at(hasShortName ? 2 : 1)));
+        QVERIFY2(QString(formats).replace(QLatin1String("\\-"), QLatin1String("-")).contains(word), qPrintable(row));
     }
 }
 
@@ -142,6 +166,10 @@ void CanlogShellTest::completionOffersTypesAndFolders()
     QVERIFY(types.contains(QStringLiteral("auto")));
     QVERIFY(types.contains(QStringLiteral("SocketCanDump")));
     QVERIFY(types.contains(QStringLiteral("candump")));
+    QVERIFY(types.contains(QStringLiteral("SemicolonCsv")));
+    // Where a format has no short name its suffix stands in that place, which is no type.
+    for (const QString &type : types)
+        QVERIFY2(type == QLatin1String("auto") || isType(type), qPrintable(type));
     QCOMPARE(completed({QStringLiteral("show"), QStringLiteral("--type"), QStringLiteral("Wire")}),
              QStringList{QStringLiteral("WiresharkCsv")});
     QVERIFY(QDir(folder->path()).mkdir(QStringLiteral("trips")));

@@ -7,7 +7,7 @@ _canlog()
     if [ "$COMP_CWORD" -eq 1 ]; then
         words="--help --version $("$canlog" --help 2>/dev/null | sed -n 's/^  \([a-z][a-z]*\)  .*/\1/p')"
     elif [ "$previous" = --type ]; then
-        words="auto $("$canlog" formats 2>/dev/null | awk 'NR > 1 { print $2, $3 }')"
+        words="auto $("$canlog" formats 2>/dev/null | awk 'NR > 1 { print $2; if ($3 !~ /^[.]/) print $3 }')"
     elif [ "${COMP_WORDS[1]}" = convert ] && [ "$previous" = --to ]; then
         words=$("$canlog" convert --help 2>/dev/null | sed -n '/^Formats/,/^[^F ]/s/^  \([a-z]*\)  .*/\1/p')
     elif [ "$previous" = --direction ]; then
