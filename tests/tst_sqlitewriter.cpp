@@ -40,8 +40,8 @@ void SqliteWriterTest::initTestCase()
     if (QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE")))
         return;
     if (qgetenv("CI") == "true")
-        QFAIL("needs libqt5sql5-sqlite");
-    QSKIP("needs libqt5sql5-sqlite");
+        QFAIL("needs Qt's driver for SQLite");
+    QSKIP("needs Qt's driver for SQLite");
 }
 
 void SqliteWriterTest::init()

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "common/text/textdecoder.h"
+
 #include <QFile>
 #include <QString>
-#include <QTextCodec>
 
 #include <functional>
-#include <optional>
 
 /**
  * Hands out the lines of an open file as views: the same lines, to the last character, as
@@ -55,8 +55,7 @@ private:
     bool fill();
 
     QFile &file;
-    QTextCodec *codec = nullptr;
-    std::optional<QTextCodec::ConverterState> state{std::in_place};
+    TextDecoder decoder;
     QString buffer;    ///< decoded text from the current line on
     int lineStart = 0; ///< of the current line in the buffer
     int lineLength = 0;

@@ -87,7 +87,8 @@ bool SqliteWriter::begin()
     if (!isInItsThread())
         return false;
     if (!QSqlDatabase::isDriverAvailable(driver))
-        return fail(QStringLiteral("Qt's driver for SQLite is missing, install the package libqt5sql5-sqlite"));
+        return fail(QStringLiteral("Qt's driver for SQLite is missing, install the package libqt%1sql%1-sqlite")
+                        .arg(QT_VERSION_MAJOR));
     if (!d->database.open())
         return fail(describe(d->database.lastError()));
     QSqlQuery query(d->database);
