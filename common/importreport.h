@@ -17,6 +17,7 @@ struct CANLOGHANDLER_EXPORT ImportReport {
     Q_DECLARE_TR_FUNCTIONS(ImportReport)
 
 public:
+    /// Why a line is faulty.
     enum class Reason {
         NotANumber,     ///< a text where a number belongs
         MissingColumns, ///< too few columns for a frame
@@ -27,13 +28,14 @@ public:
     /// What @p reason means, for users.
     static QString reasonText(Reason reason);
 
+    /// One faulty line.
     struct Fault {
         qint64 line = 0; ///< from 1
         int column = 0;  ///< of the character where the fault begins, from 1; one past the end for what is missing, 1
                          ///< where it is not known
-        Reason reason = Reason::NotANumber;
+        Reason reason = Reason::NotANumber; ///< what is wrong there
     };
-    static constexpr int maxFaults = 1000;
+    static constexpr int maxFaults = 1000; ///< as many faults are kept; all are counted
 
     qint64 lines = 0;        ///< lines read
     qint64 messages = 0;     ///< messages read, also those that a failed import did not deliver

@@ -13,6 +13,7 @@ class CANLOGHANDLER_EXPORT CoCTTImporter : public ListImporter
     Q_OBJECT
 
 public:
+    /// Has no list yet; importFile() takes one.
     explicit CoCTTImporter(QObject *parent);
     ~CoCTTImporter() override;
 

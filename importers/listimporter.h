@@ -49,11 +49,11 @@ protected:
     /// Files @p text, simplified, under the next message, after what is filed there already.
     void addNote(QStringView text);
 
-    QList<CAN::CanRxMessage> *messageList = nullptr;
-    QMap<unsigned int, QString> *notesMap = nullptr;
-    quint32 messageCounter = 0; ///< number of the next message
-    QString errorString;
-    const std::unique_ptr<ImportWatch> watch;
+    QList<CAN::CanRxMessage> *messageList = nullptr; ///< the caller's; null before setTargets()
+    QMap<unsigned int, QString> *notesMap = nullptr; ///< the caller's; null when notes are not wanted
+    quint32 messageCounter = 0;                      ///< number of the next message
+    QString errorString;                             ///< text of the latest error
+    const std::unique_ptr<ImportWatch> watch;        ///< counts lines and faults, tells the progress
 
 private:
     Q_DISABLE_COPY_MOVE(ListImporter)
