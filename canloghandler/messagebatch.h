@@ -55,7 +55,7 @@ private:
     QList<CAN::CanRxMessage> messages; ///< the first `used` are of this batch, the others serve again
     int used = 0;
     CAN::CanRxMessage *message = nullptr; ///< of next()
-    /// Copied, since compilers clear a record with one string instruction, which takes 5 of 60 ns a line.
+    /// Copied, since compilers clear a record with one string instruction, which takes longer (bench_readers).
     const CAN::CanRxMessage empty;
     QMap<unsigned int, QString> notes;
     quint32 nextIndex = 0;

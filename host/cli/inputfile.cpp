@@ -14,11 +14,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
 #include <unistd.h>
-#endif
 
 static const QLatin1String standardInput("-");
 

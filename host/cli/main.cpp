@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <csignal>
 
-#ifdef Q_OS_UNIX
 #include <fcntl.h>
-#endif
 
 namespace
 {
@@ -125,19 +123,13 @@ void dropQtMessages(QtMsgType type, const QMessageLogContext &, const QString &t
 /// Makes a failed write an error to be reported instead of the end of the program.
 void prepareStandardStreams()
 {
-#ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);
-#endif
-#ifdef SIGXFSZ
     std::signal(SIGXFSZ, SIG_IGN);
-#endif
-#ifdef Q_OS_UNIX
     // A file that is opened while a standard stream is closed gets that stream's number, and then its text.
     for (int descriptor = 0; descriptor <= 2; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) == -1)
             open("/dev/null", O_RDWR);
     }
-#endif
 }
 
 } // namespace

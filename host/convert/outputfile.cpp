@@ -68,7 +68,7 @@ bool OutputFile::open()
     }
     if (!file.isOpen()) {
         const QString reason = file.errorString();
-        file.setFileName({}); // whosever that one is
+        file.setFileName({}); // discard() must not remove a file of that name, which is not ours
         return fail(reason);
     }
     if (info.exists())
@@ -82,9 +82,6 @@ bool OutputFile::commit()
     file.close();
     if (file.error() != QFileDevice::NoError)
         return fail(file.errorString());
-#ifdef Q_OS_WIN
-    QFile::remove(path); // there, a file is not replaced by renaming another
-#endif
     if (std::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(path).constData()) != 0)
         return fail(qt_error_string(errno));
     file.setFileName({});

@@ -20,10 +20,8 @@
 #include <limits>
 #include <vector>
 
-#ifdef Q_OS_UNIX
 #include <fcntl.h>
 #include <unistd.h>
-#endif
 
 namespace
 {
@@ -69,15 +67,11 @@ QString warningText(const QString &fileName, const QString &fault)
 /// Makes the names of the files in @p folder outlast a power loss, where the system can.
 void syncFolder(const QString &folder)
 {
-#ifdef Q_OS_UNIX
     const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
         return;
     ::fsync(descriptor);
     ::close(descriptor);
-#else
-    Q_UNUSED(folder)
-#endif
 }
 
 void include(ImportRecord &record, const ChunkFormat::Summary &summary)
