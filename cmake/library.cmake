@@ -1,4 +1,4 @@
-# The shared library. Dependencies between its folders run downwards only: canloghandler, importers,
+# The library. Dependencies between its folders run downwards only: canloghandler, importers,
 # readers, common.
 include(GenerateExportHeader)
 
@@ -38,10 +38,14 @@ add_library(CANLogHandlerInternals OBJECT
 )
 set_target_properties(CANLogHandlerInternals PROPERTIES POSITION_INDEPENDENT_CODE ON)
 target_include_directories(CANLogHandlerInternals PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
-target_compile_definitions(CANLogHandlerInternals PRIVATE CANLogHandler_EXPORTS)
-target_link_libraries(CANLogHandlerInternals PUBLIC Qt5::Core)
+target_compile_definitions(CANLogHandlerInternals
+  PRIVATE CANLogHandler_EXPORTS
+  PUBLIC $<$<NOT:$<BOOL:${BUILD_SHARED_LIBS}>>:CANLOGHANDLER_STATIC_DEFINE>
+)
+target_link_libraries(CANLogHandlerInternals PUBLIC Qt${CANLOGHANDLER_QT}::Core)
 
-add_library(CANLogHandler SHARED
+add_library(CANLogHandler
+  common/canerrortypes.cpp
   common/datachunkhandler.cpp
   canloghandler/archivefile.cpp
   canloghandler/canloghandler.cpp
@@ -80,12 +84,17 @@ add_library(CANLogHandler SHARED
   readers/vectorasclog.cpp
   readers/wiresharkcsv.cpp
   ${public_headers}
+  $<TARGET_OBJECTS:CANLogHandlerInternals>
 )
 add_library(CANLogHandler::CANLogHandler ALIAS CANLogHandler)
 set_target_properties(CANLogHandler PROPERTIES
+  POSITION_INDEPENDENT_CODE ON
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} # until 1.0, each minor version may break
 )
+if(CANLOGHANDLER_QT EQUAL 6) # beside the library for Qt 5 in the same folder
+  set_target_properties(CANLogHandler PROPERTIES OUTPUT_NAME CANLogHandler-qt6)
+endif()
 generate_export_header(CANLogHandler
   BASE_NAME CANLOGHANDLER
   EXPORT_FILE_NAME ${PROJECT_BINARY_DIR}/generated/common/canloghandler_export.h
@@ -94,7 +103,8 @@ target_include_directories(CANLogHandler PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>
 )
+target_compile_definitions(CANLogHandler PUBLIC $<$<NOT:$<BOOL:${BUILD_SHARED_LIBS}>>:CANLOGHANDLER_STATIC_DEFINE>)
 target_link_libraries(CANLogHandler
-  PUBLIC Qt5::Core
-  PRIVATE CANLogHandlerInternals Qt5::Concurrent QuaZip::QuaZip ZLIB::ZLIB
+  PUBLIC Qt${CANLOGHANDLER_QT}::Core
+  PRIVATE Qt${CANLOGHANDLER_QT}::Concurrent QuaZip::QuaZip ZLIB::ZLIB
 )

@@ -14,8 +14,8 @@
  * larger value, which is kept as it was read; times are compared field by field.
  */
 struct CanTimeStamp {
-    qint32 seconds = 0;
-    qint32 microseconds = 0;
+    qint32 seconds = 0;      ///< whole seconds
+    qint32 microseconds = 0; ///< and what comes behind the point
 
     constexpr CanTimeStamp() = default;
     /// @p fraction in microseconds.
@@ -31,10 +31,12 @@ struct CanTimeStamp {
     {
     }
 
+    /// Whether both fields are equal.
     friend constexpr bool operator==(const CanTimeStamp &a, const CanTimeStamp &b)
     {
         return a.seconds == b.seconds && a.microseconds == b.microseconds;
     }
+    /// Whether a field differs.
     friend constexpr bool operator!=(const CanTimeStamp &a, const CanTimeStamp &b) { return !(a == b); }
 };
 
@@ -54,7 +56,7 @@ inline constexpr quint32 errorFrameId = 0xFFFF00EF;
  * its first value: docs/formats.md says which format tells what.
  */
 struct CanRxMessage {
-    CanTimeStamp timeStamp;
+    CanTimeStamp timeStamp;   ///< when the frame was seen
     quint32 id = 0;           ///< identifier, 11 or 29 bits; more only where the log has it so, and errorFrameId
     quint8 dlc = 0;           ///< payload length in bytes; the length code where a PCAN trace 2.x has that
     quint8 data[64] = {};     ///< payload, first byte first
@@ -67,6 +69,7 @@ struct CanRxMessage {
     quint32 messageIndex = 0; ///< number of the message within its import, from 0; Wireshark's own packet number
     quint16 channel = 0;      ///< bus channel, 0 where the log has none
 
+    /// Whether all fields are equal, those of `data` behind the payload included.
     friend bool operator==(const CanRxMessage &a, const CanRxMessage &b)
     {
         return a.timeStamp == b.timeStamp && a.id == b.id && a.dlc == b.dlc
@@ -74,6 +77,7 @@ struct CanRxMessage {
                && a.isExtended == b.isExtended && a.isFd == b.isFd && a.isEsi == b.isEsi && a.isBrs == b.isBrs
                && a.isTx == b.isTx && a.messageIndex == b.messageIndex && a.channel == b.channel;
     }
+    /// Whether a field differs.
     friend bool operator!=(const CanRxMessage &a, const CanRxMessage &b) { return !(a == b); }
 };
 

@@ -28,6 +28,7 @@ class CANLOGHANDLER_EXPORT DatachunkHandler : public QObject
     Q_OBJECT
 
 public:
+    /// Knows no handler yet: a CANLogHandler connects itself.
     explicit DatachunkHandler(QObject *parent = nullptr);
     ~DatachunkHandler() override;
 
@@ -61,9 +62,8 @@ public:
     /// The number of messages in one native data chunk, 0 when the stream holds no valid chunk.
     virtual unsigned int getMsgCountFromQclStream(QDataStream &stream) = 0;
 
-    /// The entry of the archive @p zipPath that begins with @p header was unpacked to @p filePath in @p folder. An
-    /// empty
-    /// @p header may mean that the file could not be made.
+    /// The entry of the archive @p zipPath that begins with @p header was unpacked to @p filePath in @p folder. With
+    /// an empty @p header the file may be missing, since it could not be made.
     virtual void notifyNewZippedFile(const QString &header, const QString &filePath, const QDir &folder,
                                      const QString &zipPath) = 0;
     /// An archive was loaded: unpacked, then @p name is its file name, or merged, then without ".zip".

@@ -17,6 +17,7 @@ struct CANLOGHANDLER_EXPORT ImportReport {
     Q_DECLARE_TR_FUNCTIONS(ImportReport)
 
 public:
+    /// Why a line is faulty.
     enum class Reason {
         NotANumber,     ///< a text where a number belongs
         MissingColumns, ///< too few columns for a frame
@@ -28,6 +29,7 @@ public:
     /// What @p reason means, for users.
     static QString reasonText(Reason reason);
 
+    /// One faulty line.
     struct Fault {
         qint64 line = 0; ///< from 1
         int column = 0;  ///< of the character where the fault begins, from 1; one past the end for what is missing, 1
@@ -38,7 +40,7 @@ public:
         /// What is wrong, for users.
         QString toText() const { return text.isEmpty() ? reasonText(reason) : text; }
     };
-    static constexpr int maxFaults = 1000;
+    static constexpr int maxFaults = 1000; ///< as many faults are kept; all are counted
 
     qint64 lines = 0;        ///< lines read
     qint64 messages = 0;     ///< messages read, also those that a failed import did not deliver

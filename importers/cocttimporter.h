@@ -11,6 +11,7 @@ class CANLOGHANDLER_EXPORT CoCTTImporter : public ListImporter
     Q_OBJECT
 
 public:
+    /// Has no list yet; importFile() takes one.
     explicit CoCTTImporter(QObject *parent);
     ~CoCTTImporter() override;
 

@@ -13,6 +13,7 @@ class CANLOGHANDLER_EXPORT GenericFileImporter : public ListImporter
     Q_OBJECT
 
 public:
+    /// Has no list yet; importFile() takes one.
     explicit GenericFileImporter(QObject *parent);
     ~GenericFileImporter() override;
 

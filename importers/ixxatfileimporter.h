@@ -15,6 +15,7 @@ class CANLOGHANDLER_EXPORT IxxatFileImporter : public ListImporter
     Q_OBJECT
 
 public:
+    /// Has no list yet; importFile() takes one.
     explicit IxxatFileImporter(QObject *parent);
     ~IxxatFileImporter() override;
 

@@ -16,6 +16,7 @@ class CANLOGHANDLER_EXPORT PeakTraceImporter : public ListImporter
     Q_OBJECT
 
 public:
+    /// Has no list yet; importFile() takes one.
     explicit PeakTraceImporter(QObject *parent);
     ~PeakTraceImporter() override;
 

@@ -2,6 +2,7 @@
 
 #include "canloghandler/canloghandler.h"
 #include "common/datachunkhelper.h"
+#include "encodings.h"
 #include "frames.h"
 #include "recordingstore.h"
 
@@ -9,7 +10,6 @@
 #include <QMap>
 #include <QRandomGenerator>
 #include <QTemporaryFile>
-#include <QTextCodec>
 #include <QTextStream>
 #include <QtTest>
 
@@ -377,7 +377,7 @@ protected:
         , sample(formatSample)
     {
         // Texts without byte-order mark are read in the system's encoding, which must not depend on who runs the tests.
-        QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+        LocaleEncoding::set("UTF-8");
     }
 
     PlainImport plainImport(const QString &path) const
@@ -549,8 +549,7 @@ protected:
     {
         const QByteArray text = sampleText("\n"_s).toUtf8();
         for (const char *encoding : {"UTF-8", "ISO 8859-1"}) {
-            QTextCodec *codec = QTextCodec::codecForLocale();
-            QTextCodec::setCodecForLocale(QTextCodec::codecForName(encoding));
+            const LocaleEncoding local(encoding);
             QString result;
             for (const QByteArray &odd :
                  {QByteArray(1, '\0'), QByteArray("\xa0"), QByteArray("\x80"), QByteArray("\xff"),
@@ -562,7 +561,6 @@ protected:
                     result = differenceFromPlainRules(content.replace(position, taken, odd));
                 }
             }
-            QTextCodec::setCodecForLocale(codec);
             QVERIFY2(result.isEmpty(), qPrintable(result));
         }
     }

@@ -1,8 +1,8 @@
+#include "encodings.h"
 #include "importers/genericfileimporter.h"
 #include "importing.h"
 
 #include <QFile>
-#include <QTextCodec>
 #include <QTextStream>
 #include <QtTest>
 
@@ -277,7 +277,7 @@ private:
 void GenericFileImporterTest::initTestCase()
 {
     // Texts without byte-order mark are read in the system's encoding, which must not depend on who runs the tests.
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    LocaleEncoding::set("UTF-8");
 }
 
 void GenericFileImporterTest::freshImporterHasNoError()

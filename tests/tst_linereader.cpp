@@ -1,4 +1,5 @@
 #include "common/text/linereader.h"
+#include "encodings.h"
 
 #include <QRandomGenerator>
 #include <QTemporaryFile>
@@ -53,11 +54,6 @@ QStringList readByQt(const QByteArray &content)
 QByteArray bytes(const char *text, int size)
 {
     return QByteArray(text, size);
-}
-
-QByteArray encoded(const char *codec, const QString &text)
-{
-    return QTextCodec::codecForName(codec)->fromUnicode(text);
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "encodings.h"
 #include "importers/peaktraceimporter.h"
 #include "importing.h"
 
@@ -6,7 +7,6 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSignalSpy>
-#include <QTextCodec>
 #include <QTextStream>
 #include <QtTest>
 
@@ -429,7 +429,7 @@ private:
 void PeakTraceImporterTest::initTestCase()
 {
     // Texts without byte-order mark are read in the system's encoding, which must not depend on who runs the tests.
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    LocaleEncoding::set("UTF-8");
 }
 
 void PeakTraceImporterTest::compareFiles()

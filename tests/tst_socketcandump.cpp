@@ -1,11 +1,11 @@
 #include "canloghandler/canloghandler.h"
+#include "encodings.h"
 #include "frames.h"
 #include "recordingstore.h"
 
 #include <QFile>
 #include <QRandomGenerator>
 #include <QRegularExpression>
-#include <QTextCodec>
 #include <QTextStream>
 #include <QtTest>
 
@@ -376,7 +376,7 @@ private:
 void SocketCanDumpTest::initTestCase()
 {
     // Texts without byte-order mark are read in the system's encoding, which must not depend on who runs the tests.
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    LocaleEncoding::set("UTF-8");
 }
 
 void SocketCanDumpTest::compareLines()
@@ -1067,14 +1067,11 @@ void SocketCanDumpTest::localEightBitEncodingIsTheDefault()
                              "123#1122\n");
     QCOMPARE(load(content).messages(), frames());
 
-    QTextCodec *codec = QTextCodec::codecForLocale();
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO 8859-1"));
-    const Frames messages = load(content).messages();
-    const Frames marked = load(QByteArray("\xef\xbb\xbf") + content).messages();
-    QTextCodec::setCodecForLocale(codec);
-    QCOMPARE(messages, frames({Frame(0x123, "11 22").at(1, 500000)}));
+    const LocaleEncoding latin("ISO 8859-1");
+    const Frames inLatin = LocaleEncoding::canBeSet ? frames({Frame(0x123, "11 22").at(1, 500000)}) : frames();
+    QCOMPARE(load(content).messages(), inLatin);
     // A byte-order mark outdoes the system's encoding.
-    QCOMPARE(marked, frames());
+    QCOMPARE(load(QByteArray("\xef\xbb\xbf") + content).messages(), frames());
 }
 
 void SocketCanDumpTest::oddBytesReadAsQtReadsThem_data()

@@ -517,8 +517,7 @@ void VectorAscLogWithoutBitcountTest::oddBytes()
     // Not in the time or among the blanks, where they make lines that are open.
     const QByteArray text = (header + "1.5 CANFD 1 Rx 18FEF100x 1 0 9 3 11 22 33 4 5 6 7 8\n"_s + plainLine).toUtf8();
     for (const char *encoding : {"UTF-8", "ISO 8859-1"}) {
-        QTextCodec *codec = QTextCodec::codecForLocale();
-        QTextCodec::setCodecForLocale(QTextCodec::codecForName(encoding));
+        const LocaleEncoding local(encoding);
         QString result;
         for (const QByteArray &odd : {QByteArray(1, '\0'), QByteArray("\xa0"), QByteArray("\xff"),
                                       QByteArray("\xc2\xa0"), QByteArray("\xed\xa0\x80")}) {
@@ -528,7 +527,6 @@ void VectorAscLogWithoutBitcountTest::oddBytes()
                 result = differenceFromPlainRules(content.insert(position, odd));
             }
         }
-        QTextCodec::setCodecForLocale(codec);
         QVERIFY2(result.isEmpty(), qPrintable(result));
     }
 }

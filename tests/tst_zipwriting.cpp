@@ -1,4 +1,5 @@
 #include "canloghandler/canloghandler.h"
+#include "encodings.h"
 #include "recordingstore.h"
 #include "ziparchive.h"
 
@@ -7,7 +8,6 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <QTextCodec>
 #include <QThreadPool>
 #include <QtTest>
 
@@ -170,22 +170,6 @@ private:
     bool open = false;
 };
 
-/// Changes the codec of file names for one test.
-class LocaleCodec
-{
-public:
-    explicit LocaleCodec(const char *name)
-        : former(QTextCodec::codecForLocale())
-    {
-        QTextCodec::setCodecForLocale(QTextCodec::codecForName(name));
-    }
-    ~LocaleCodec() { QTextCodec::setCodecForLocale(former); }
-
-private:
-    Q_DISABLE_COPY(LocaleCodec)
-    QTextCodec *former;
-};
-
 /// Changes the current folder for one test.
 class CurrentFolder
 {
@@ -289,7 +273,7 @@ private Q_SLOTS:
 void ZipWritingTest::initTestCase()
 {
     // File names of any script, whatever the environment says.
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    LocaleEncoding::set("UTF-8");
     // A new thread for each job: what Qt hands to one that waits for work looks unguarded to the thread sanitizer.
     QThreadPool::globalInstance()->setExpiryTimeout(0);
 }
@@ -469,7 +453,7 @@ void ZipWritingTest::entryHasThePermissionsOfItsFile()
 void ZipWritingTest::namesAreUtf8WhateverTheLocaleIs()
 {
 #ifdef Q_OS_UNIX
-    const LocaleCodec latin("ISO-8859-1");
+    const LocaleEncoding latin("ISO-8859-1");
     const QString name = QString::fromUtf8("größe.qcl");
     const Sample sample;
     sample.add(name, "content");

@@ -36,9 +36,9 @@ public:
         return index >= 0 && at < used ? QStringView(ends[at], ends[at + 1]) : QStringView();
     }
     QStringView last() const { return (*this)[count() - 1]; }
-    /// Reads the fields from @p first on as bytes into @p data, eight at once as long as all eight are two hexadecimal
-    /// digits, where the processor has a fast way for that: at most @p wanted. Returns how many were read. The caller
-    /// reads the others one by one; of fewer than eight those are all.
+    /// Reads fields of two hexadecimal digits as bytes into @p data: from @p first on, @p wanted at the most, eight at
+    /// once. It ends before the first eight that are not all such fields, and reads none when fewer than eight are
+    /// there. Returns how many were read; the others are the caller's to read, one by one.
     int readPairsByEights(int first, int wanted, quint8 *data) const;
     /// Forgets the field at @p index, if there is one; those after it move up.
     void remove(int index);

@@ -1,12 +1,12 @@
 #include "common/text/linereader.h"
 
-#include "common/text/characterbits.h"
+#include "common/text/vectors.h"
 
 #include <algorithm>
 #include <utility>
 
-// Lines come out of blocks decoded at once: a QString for each line, as QTextStream::readLine() makes it, costs 95 to
-// 118 ns, a view out of a block 10 ns. The stream's own steps are repeated here (codec by the first bytes, one
+// Lines come out of blocks decoded at once: a QString for each line, as QTextStream::readLine() makes it, costs ten
+// times as much as a view out of a block. The stream's own steps are repeated here (codec by the first bytes, one
 // converter state for the whole file, blocks of the same size), because QTextStream does not tell which of its
 // characters came from which block, and at the end of a file that decides whether there is one more, empty line.
 
@@ -33,26 +33,18 @@ bool LineReader::atEnd() const
 void LineReader::peek(int count, const std::function<bool(QStringView)> &goesOn)
 {
     char block[blockSize];
-    std::optional<QTextCodec::ConverterState> peekState(std::in_place);
+    TextDecoder peekDecoder;
     while (count > 0) {
         const qint64 size = readDevice(block, seen.isEmpty());
         if (size <= 0)
             break;
         seen.append(block, int(size));
-        const QString text = codecFor(seen)->toUnicode(block, int(size), &*peekState);
+        const QString text = peekDecoder.decode(block, int(size));
         if (!goesOn(QStringView(text).left(std::min(count, text.size()))))
             break;
         count -= text.size();
     }
     error.clear(); // what could not be read shows again
-}
-
-/// UTF with a byte-order mark at the beginning of @p start, otherwise the locale's.
-QTextCodec *LineReader::codecFor(const QByteArray &start)
-{
-    if (!codec)
-        codec = QTextCodec::codecForUtfText(start, QTextCodec::codecForLocale());
-    return codec;
 }
 
 bool LineReader::next()
@@ -76,7 +68,7 @@ bool LineReader::next()
             ended = true;
             if (stopped)
                 return false;
-            nextStart = buffer.size();
+            nextStart = int(buffer.size());
             lineLength = nextStart - lineStart;
             if (lineLength == 0 && file.isSequential())
                 return false;
@@ -94,10 +86,10 @@ bool LineReader::next()
 int LineReader::findLineFeed()
 {
     while (lineFeeds == 0) {
-        const int count = std::min(buffer.size() - searched, int(CharacterBits::blockSize));
+        const int count = std::min(int(buffer.size()) - searched, int(CharacterBits::blockSize));
         if (count == 0)
             return -1;
-        lineFeeds = CharacterBits::bitsOfCharacter(buffer.constData() + searched, count, QLatin1Char('\n'));
+        lineFeeds = Vectors::bitsOfCharacter(buffer.constData() + searched, count, QLatin1Char('\n'));
         searchedFrom = searched;
         searched += count;
     }
@@ -120,7 +112,7 @@ bool LineReader::fill()
     stopped = blockRead && !blockRead(bytes);
     if (stopped)
         return false;
-    buffer += codecFor(QByteArray::fromRawData(block, int(count)))->toUnicode(block, int(count), &*state);
+    buffer += decoder.decode(block, int(count));
     return true;
 }
 
@@ -173,7 +165,7 @@ bool LineReader::rewind()
 {
     if (!file.seek(0))
         return false;
-    state.emplace();
+    decoder.rewind();
     buffer.clear();
     lineStart = lineLength = nextStart = searched = 0;
     lineFeeds = 0;

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "common/text/textdecoder.h"
+
 #include <QByteArray>
 #include <QIODevice>
 #include <QString>
-#include <QTextCodec>
 
 #include <functional>
-#include <optional>
 
 /**
  * Hands out the lines of an open file or other device as views: the same lines, to the last character, as
@@ -63,13 +63,11 @@ private:
     qint64 readBlock(char *block);
     qint64 readDevice(char *block, bool isFirst);
     qint64 endOfDevice(qint64 size);
-    QTextCodec *codecFor(const QByteArray &start);
 
     QIODevice &file;
     QByteArray seen;   ///< by peek(), to be read before the rest of the file
     int seenTaken = 0; ///< how much of it was read
-    QTextCodec *codec = nullptr;
-    std::optional<QTextCodec::ConverterState> state{std::in_place};
+    TextDecoder decoder;
     QString buffer;    ///< decoded text from the current line on
     int lineStart = 0; ///< of the current line in the buffer
     int lineLength = 0;

@@ -1,6 +1,6 @@
 #include "common/text/mark.h"
 
-#include "common/text/characterbits.h"
+#include "common/text/vectors.h"
 
 #include <algorithm>
 
@@ -8,7 +8,8 @@ using namespace CharacterBits;
 
 bool Mark::hasIn(QStringView line) const
 {
-    // Wherever the rare letter stands, the text may stand around it. QStringView::indexOf() for the letter costs 10 ns.
+    // Wherever the rare letter stands, the text may stand around it. QStringView::indexOf() would cost a call for each
+    // letter.
     const ushort caseBit = caseSensitivity == Qt::CaseInsensitive ? 0x20 : 0;
     const QChar letter(rare | caseBit);
     const QChar *const first = line.begin() + rareAt;
@@ -18,7 +19,7 @@ bool Mark::hasIn(QStringView line) const
         if (end - at < groupSize && end - first >= groupSize)
             at = end - groupSize;
         const qsizetype count = std::min<qsizetype>(end - at, blockSize);
-        quint64 letters = bitsOfCharacter(at, count, letter, caseBit);
+        quint64 letters = Vectors::bitsOfCharacter(at, count, letter, caseBit);
         for (; letters != 0; letters &= letters - 1) {
             const QChar *const start = at + qCountTrailingZeroBits(letters) - rareAt;
             if (QStringView(start, text.size()).compare(text, caseSensitivity) == 0)

@@ -5,10 +5,6 @@
 #include <algorithm>
 #include <limits>
 
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
-
 using TextDetail::digitValue;
 
 namespace
@@ -47,8 +43,8 @@ inline bool readDigits(QStringView text, int base, quint64 max, quint64 &value)
     return isDecimal && readDigits<10>(text, max, value);
 }
 
-/// Whether @p text has a character that no number has. Logs are full of words where a number may be, and Qt takes 100
-/// ns to refuse one.
+/// Whether @p text has a character that no number has. Logs are full of words where a number may be, and Qt takes long
+/// to refuse one.
 inline bool isWord(QStringView text, int base)
 {
     for (const QChar c : text) {
@@ -60,35 +56,11 @@ inline bool isWord(QStringView text, int base)
     return false;
 }
 
-/// Reads eight decimal digits; false, and nothing read, when they are not all digits, or when there is no fast way on
-/// this processor.
-inline bool readEightDigits(const QChar *at, quint64 &value)
-{
-#ifdef __SSE2__
-    const __m128i codes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
-    const __m128i digits = _mm_sub_epi16(codes, _mm_set1_epi16('0'));
-    const __m128i tooLarge = _mm_subs_epu16(digits, _mm_set1_epi16(9));
-    if (_mm_movemask_epi8(_mm_cmpeq_epi16(tooLarge, _mm_setzero_si128())) != 0xFFFF)
-        return false;
-    // Ten times the first digit of a pair and the second one, then a hundred times the first pair and the second one.
-    const __m128i twos = _mm_madd_epi16(digits, _mm_set1_epi32(1 << 16 | 10));
-    const __m128i fours = _mm_madd_epi16(_mm_packs_epi32(twos, twos), _mm_set1_epi32(1 << 16 | 100));
-    quint64 both;
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(&both), fours);
-    value = (both & 0xFFFFFFFF) * 10000 + (both >> 32);
-    return true;
-#else
-    Q_UNUSED(at);
-    Q_UNUSED(value);
-    return false;
-#endif
-}
-
 /// Reads decimal digits into @p value, which is 0, and moves @p at behind them; returns their number.
 inline qsizetype readLeadingDigits(const QChar *&at, const QChar *end, quint64 &value)
 {
     const QChar *const start = at;
-    if (end - at >= 8 && readEightDigits(at, value))
+    if (end - at >= 8 && Vectors::readEightDigits(at, value))
         at += 8;
     for (; at != end; ++at) {
         const uint digit = at->unicode() - uint('0');

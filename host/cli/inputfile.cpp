@@ -15,12 +15,7 @@
 
 #include <cstdio>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#define fileno _fileno
-#else
 #include <unistd.h>
-#endif
 
 static const QLatin1String standardInput("-");
 

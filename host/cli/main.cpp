@@ -11,9 +11,7 @@
 #include <cstdio>
 #include <new>
 
-#ifdef Q_OS_UNIX
 #include <fcntl.h>
-#endif
 
 namespace
 {
@@ -135,19 +133,13 @@ int tellOutOfMemory()
 /// Makes a failed write an error to be reported instead of the end of the program.
 void prepareStandardStreams()
 {
-#ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);
-#endif
-#ifdef SIGXFSZ
     std::signal(SIGXFSZ, SIG_IGN);
-#endif
-#ifdef Q_OS_UNIX
     // A file that is opened while a standard stream is closed gets that stream's number, and then its text.
     for (int descriptor = 0; descriptor <= 2; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) == -1)
             open("/dev/null", O_RDWR);
     }
-#endif
 }
 
 } // namespace

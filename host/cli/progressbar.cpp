@@ -8,11 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
 #include <unistd.h>
-#endif
 
 namespace
 {
@@ -22,11 +18,7 @@ constexpr int barWidth = 30;
 
 bool isStandardErrorATerminal()
 {
-#ifdef Q_OS_WIN
-    return _isatty(_fileno(stderr)) != 0;
-#else
     return isatty(STDERR_FILENO) != 0;
-#endif
 }
 
 QString megabytes(double count)

@@ -88,9 +88,6 @@ bool OutputFile::commit()
     file.close();
     if (file.error() != QFileDevice::NoError)
         return fail(Files::errorText(file, errno));
-#ifdef Q_OS_WIN
-    QFile::remove(path); // there, a file is not replaced by renaming another
-#endif
     if (std::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(path).constData()) != 0)
         return fail(Files::errorText(errno));
     file.setFileName({});

@@ -26,8 +26,42 @@ foreach(program consumer pulling)
   endif()
 endforeach()
 
-# The installed command finds the installed library.
-run_or_fail(${prefix}/bin/canlog --version)
+# The installed command finds the installed library; out of a package, where the system looks for it.
+set(environment)
+if(INSTALL_BY STREQUAL cpack)
+  set(environment LD_LIBRARY_PATH=${prefix}/${LIBDIR})
+endif()
+run_or_fail(${CMAKE_COMMAND} -E env ${environment} ${prefix}/bin/canlog --version)
+
+# So does a program that was built without CMake, by the flags of pkg-config. moc and -fPIC are Qt's wish.
+if(PKG_CONFIG)
+  set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
+  run_or_fail(${MOC} ${SOURCE_DIR}/main.cpp -o ${WORK_DIR}/main.moc)
+  run_or_fail(${PKG_CONFIG} ${PKG_CONFIG_STATIC} --cflags --libs CANLogHandler)
+  separate_arguments(flags UNIX_COMMAND "${output}")
+  run_or_fail(${CXX} -std=c++17 -fPIC -I${WORK_DIR} ${SOURCE_DIR}/main.cpp -o ${WORK_DIR}/by-pkg-config ${flags})
+  run_or_fail(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${prefix}/${LIBDIR} ${WORK_DIR}/by-pkg-config ${LOG})
+  if(NOT output MATCHES "^${EXPECTED} messages\n$")
+    message(FATAL_ERROR "expected ${EXPECTED} messages, got: ${output}")
+  endif()
+endif()
+
+# Who asks for no minor version gets any; who asks for another one gets none.
+foreach(wanted "0;TRUE" "${VERSION};TRUE" "0.99;FALSE" "1;FALSE")
+  list(GET wanted 0 PACKAGE_FIND_VERSION)
+  list(GET wanted 1 expected)
+  string(REPLACE "." ";" parts ${PACKAGE_FIND_VERSION})
+  list(LENGTH parts PACKAGE_FIND_VERSION_COUNT)
+  list(GET parts 0 PACKAGE_FIND_VERSION_MAJOR)
+  set(PACKAGE_FIND_VERSION_MINOR 0)
+  if(PACKAGE_FIND_VERSION_COUNT GREATER 1)
+    list(GET parts 1 PACKAGE_FIND_VERSION_MINOR)
+  endif()
+  include(${prefix}/${LIBDIR}/cmake/CANLogHandler/CANLogHandlerConfigVersion.cmake)
+  if(NOT PACKAGE_VERSION_COMPATIBLE STREQUAL expected)
+    message(FATAL_ERROR "find_package(CANLogHandler ${PACKAGE_FIND_VERSION}): expected ${expected}")
+  endif()
+endforeach()
 
 # The document prints this host in full.
 file(READ ${SOURCE_DIR}/main.cpp host)

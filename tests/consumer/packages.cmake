@@ -1,14 +1,18 @@
 # Makes the Debian packages of the build in BUILD_DIR, checks what each holds and needs, and unpacks them to ${prefix}.
-set(library libcanloghandler${SOVERSION})
+set(library libcanloghandler-qt${QT}-${SOVERSION})
+set(development libcanloghandler-qt${QT}-dev)
 set(headers include/CANLogHandler)
 set(config ${LIBDIR}/cmake/CANLogHandler)
 
 set(expected_${library}
-  ${LIBDIR}/libCANLogHandler.so.${SOVERSION}
-  ${LIBDIR}/libCANLogHandler.so.${VERSION}
+  ${LIBDIR}/${LIBRARY_FILE}.${SOVERSION}
+  ${LIBDIR}/${LIBRARY_FILE}.${VERSION}
+  share/doc/${library}/changelog.gz
+  share/doc/${library}/copyright
 )
-set(expected_libcanloghandler-dev
-  ${LIBDIR}/libCANLogHandler.so
+set(expected_${development}
+  ${LIBDIR}/${LIBRARY_FILE}
+  ${LIBDIR}/pkgconfig/CANLogHandler.pc
   ${config}/CANLogHandlerConfig.cmake
   ${config}/CANLogHandlerConfigVersion.cmake
   ${config}/CANLogHandlerTargets.cmake
@@ -26,17 +30,23 @@ set(expected_libcanloghandler-dev
   ${headers}/importers/ixxatfileimporter.h
   ${headers}/importers/listimporter.h
   ${headers}/importers/peaktraceimporter.h
+  share/doc/${development}/changelog.gz
+  share/doc/${development}/copyright
 )
 set(expected_canlog
   bin/canlog
   share/bash-completion/completions/canlog
-  share/man/man1/canlog.1
+  share/doc/canlog/changelog.gz
+  share/doc/canlog/copyright
+  share/man/man1/canlog.1.gz
 )
 
 # One package at least that each has to be installed with, as a pattern.
-set(needed_${library} "libqt5core5")
-set(needed_libcanloghandler-dev "${library} \\(= ${VERSION}\\), qtbase5-dev")
-set(needed_canlog "${library} \\(= ${VERSION}\\), .*libqt5core5")
+set(qt_development_5 qtbase5-dev)
+set(qt_development_6 qt6-base-dev)
+set(needed_${library} "libqt${QT}core${QT}")
+set(needed_${development} "${library} \\(= ${VERSION}\\), ${qt_development_${QT}}")
+set(needed_canlog "${library} \\(= ${VERSION}\\), .*libqt${QT}core${QT}")
 
 function(check_package package)
   file(GLOB file ${WORK_DIR}/${package}_${VERSION}_*.deb)
@@ -61,11 +71,19 @@ function(check_package package)
 endfunction()
 
 run_or_fail(${CPACK} --config ${BUILD_DIR}/CPackConfig.cmake -G DEB -B ${WORK_DIR})
-foreach(package ${library} libcanloghandler-dev canlog)
+foreach(package ${library} ${development} canlog)
   check_package(${package})
 endforeach()
+if(LINTIAN)
+  file(GLOB files ${WORK_DIR}/*.deb)
+  execute_process(COMMAND ${LINTIAN} --allow-root --fail-on error ${files}
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "lintian finds errors:\n${output}")
+  endif()
+endif()
 file(RENAME ${WORK_DIR}/root/usr ${prefix})
-foreach(link libCANLogHandler.so libCANLogHandler.so.${SOVERSION})
+foreach(link ${LIBRARY_FILE} ${LIBRARY_FILE}.${SOVERSION})
   if(NOT IS_SYMLINK ${prefix}/${LIBDIR}/${link} OR NOT EXISTS ${prefix}/${LIBDIR}/${link})
     message(FATAL_ERROR "${link}: expected a link to the library")
   endif()
