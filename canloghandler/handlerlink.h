@@ -5,8 +5,8 @@
 #include <QPointer>
 
 /**
- * What reading an archive has of its handler, which may be gone after any call of the store and any signal: from then on there is
- * no store either, and what is told the handler is told nobody.
+ * What reading an archive has of its handler, which may be gone after any call of the store and any signal: from then
+ * on there is no store either, and what is told the handler is told nobody.
  */
 class HandlerLink
 {
