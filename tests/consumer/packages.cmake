@@ -24,12 +24,17 @@ set(expected_${development}
   ${headers}/common/canrxmessage.h
   ${headers}/common/datachunkhandler.h
   ${headers}/common/datachunkhelper.h
+  ${headers}/common/files.h
   ${headers}/common/importreport.h
+  ${headers}/common/loginfo.h
+  ${headers}/common/packingreport.h
   ${headers}/importers/cocttimporter.h
   ${headers}/importers/genericfileimporter.h
   ${headers}/importers/ixxatfileimporter.h
   ${headers}/importers/listimporter.h
   ${headers}/importers/peaktraceimporter.h
+  ${headers}/readers/formats.h
+  ${headers}/readers/framereader.h
   share/doc/${development}/changelog.gz
   share/doc/${development}/copyright
 )
