@@ -20,12 +20,17 @@ set(expected_libcanloghandler-dev
   ${headers}/common/canrxmessage.h
   ${headers}/common/datachunkhandler.h
   ${headers}/common/datachunkhelper.h
+  ${headers}/common/files.h
   ${headers}/common/importreport.h
+  ${headers}/common/loginfo.h
+  ${headers}/common/packingreport.h
   ${headers}/importers/cocttimporter.h
   ${headers}/importers/genericfileimporter.h
   ${headers}/importers/ixxatfileimporter.h
   ${headers}/importers/listimporter.h
   ${headers}/importers/peaktraceimporter.h
+  ${headers}/readers/formats.h
+  ${headers}/readers/framereader.h
 )
 set(expected_canlog
   bin/canlog
