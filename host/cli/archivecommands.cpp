@@ -230,18 +230,20 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
     MergingStore store;
     if (!openForArchive(path, store, storeFolder))
         return ExitStatus::Failure;
+    store.setPartialImports(ChunkStore::PartialImports::Remove);
     ProgressBar bar(path, isBarWanted(parser));
     const StoreImport import = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, true}, &bar);
     bar.clear();
     const ImportRecord &record = import.record;
-    if (record.messageCount > 0)
+    const bool isRemoved = record.keeping == ImportRecord::Keeping::Removed;
+    if (record.messageCount > 0 && !isRemoved)
         made.keep();
     // The last chunk alone says whether the library calls it a success; chunks it never came to are another matter.
     if (wasInterrupted() && !import.result.ok
         && (import.result.archive.count.contains(ArchiveReport::Reason::NotReached) || record.messageCount == 0)) {
-        if (record.messageCount == 0)
+        if (record.messageCount == 0 || isRemoved)
             return interrupted(path);
-        complain(path, QStringLiteral("interrupted; the %1 merged until then stay in %2")
+        complain(path, QStringLiteral("interrupted; the %1 merged until then cannot be removed from %2")
                            .arg(counted(record.messageCount, QStringLiteral("message")), storeFolder));
         return ExitStatus::Interrupted;
     }
@@ -253,6 +255,12 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
     const QString advice = store.errorString().isEmpty() ? repackingAdvice() : folderAdvice();
     if (!isStored && record.messageCount == 0 && !isExplained) {
         complain(path, notLoadedText(path, record.errorText, advice));
+        return ExitStatus::Failure;
+    }
+    if (!isStored && isRemoved) {
+        complain(path, QStringLiteral("cannot be stored: %1; the %2 merged until then are removed again")
+                           .arg(withAdvice(record.errorText, advice),
+                                counted(record.messageCount, QStringLiteral("message"))));
         return ExitStatus::Failure;
     }
     if (!isStored && record.messageCount > 0)
