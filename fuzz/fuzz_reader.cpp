@@ -74,12 +74,13 @@ public:
     }
     void addMessageNoteToLastMessage(QString note) override
     {
-        require(type == DatachunkHelper::VectorAscLog && finalDelivery && !finished && !note.isEmpty());
+        require(format().makesNotes && !deliversAtOnce() && finalDelivery && !finished && !note.isEmpty());
         allNotes.insert(count, note);
     }
     void notifyFdMessage(bool fdSeen) override
     {
-        require(type == DatachunkHelper::VectorAscLogWithoutBitcount || (format().bringsNumbers && fdSeen));
+        require(format().fdNotice != LogFormat::FdNotice::Never);
+        require(format().fdNotice == LogFormat::FdNotice::Always || fdSeen);
         require(finalDelivery && !finished && !fdNotified);
         fdNotified = true;
     }
@@ -87,7 +88,7 @@ public:
     {
         require(started && !finished && flag);
         require(success == finalDelivery && (success || format().mayFail));
-        require(fdNotified || type != DatachunkHelper::VectorAscLogWithoutBitcount);
+        require(fdNotified || format().fdNotice != LogFormat::FdNotice::Always);
         finished = true;
     }
 
