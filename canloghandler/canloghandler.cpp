@@ -64,6 +64,11 @@ ImportReport CANLogHandler::getImportReport() const
     return importReport;
 }
 
+LogInfo CANLogHandler::getLogInfo() const
+{
+    return logInfo;
+}
+
 ArchiveReport CANLogHandler::getArchiveReport() const
 {
     return archiveReport;
@@ -79,6 +84,7 @@ bool CANLogHandler::loadDevice(QIODevice &device, const QString &name, ImportFil
 {
     return runWithNotices(name, type, flag, [&] {
         importReport = {};
+        logInfo = {};
         return device.isReadable() && importLog(name, &device, type, text);
     });
 }
@@ -106,6 +112,7 @@ bool CANLogHandler::runWithNotices(const QString &path, ImportFileType type, boo
 bool CANLogHandler::importFile(QString path, ImportFileType type, QString text, bool flag)
 {
     importReport = {};
+    logInfo = {};
     archiveReport = {};
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {

@@ -5,6 +5,7 @@
 #include "common/datachunkhandler.h"
 #include "common/datachunkhelper.h"
 #include "common/importreport.h"
+#include "common/loginfo.h"
 #include "common/packingreport.h"
 
 #include <QDir>
@@ -65,6 +66,9 @@ public:
     /// What became of the lines of the latest import; empty after a request for an archive or a native chunk, but for
     /// the reason why the file could not be opened.
     ImportReport getImportReport() const;
+    /// What the log of the latest import says of itself: time base, start, names of buses. Empty for an archive or a
+    /// native chunk, and of most formats that are told by their first numbers, 2 to 20.
+    LogInfo getLogInfo() const;
     /// What became of the entries of the latest archive that was sorted, checked, unpacked or merged; empty after any
     /// other request, without a store, and where a folder of the archive's name is taken for what was unpacked before.
     ArchiveReport getArchiveReport() const;
@@ -203,6 +207,7 @@ private:
     QPointer<DatachunkHandler> &pDatachunkHandler;
     QString lastErrorText;
     ImportReport importReport;
+    LogInfo logInfo;
     ArchiveReport archiveReport;
     const std::shared_ptr<std::atomic<bool>> zipInProgress; ///< shared with the job
 };

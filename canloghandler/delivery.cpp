@@ -21,6 +21,8 @@ bool Delivery::run(const QString &path, QIODevice *device)
     const bool isOneList = format.delivery == LogFormat::Delivery::OneList;
     const bool isOpen = device ? reader->open(*device, path) : reader->open(path);
     const bool ok = isOpen && deliver();
+    if (handler)
+        handler->logInfo = reader->info();
     if (handler && !(ok && isOneList))
         handler->importReport = reader->report();
     if (handler && !isOpen)

@@ -173,6 +173,7 @@ private Q_SLOTS:
     void importLeavesTheFileAsItWas();
     void loadingDialogIsUpWhileTheLoaderRuns();
     void importsOneAfterTheOtherAreNumberedFromZero();
+    void logInfoIsThatOfTheLatestImport();
     void failedImportsLeaveTheErrorTextEmpty();
 
     // Requests
@@ -799,6 +800,27 @@ void CANLogHandlerTest::importsOneAfterTheOtherAreNumberedFromZero()
     const Frames expected = frames({Frame(0x123, "11 22").at(1, 500000).index(0), Frame(0x124).at(1, 600000).index(1),
                                     Frame(0x123, "11 22").at(1, 500000).index(0), Frame(0x124).at(1, 600000).index(1)});
     QCOMPARE(host.store.messages(), expected);
+}
+
+void CANLogHandlerTest::logInfoIsThatOfTheLatestImport()
+{
+    const SampleFile named("(1700000000.5) can1 123#11\n(1700000000.6) vcan7 123#22\n");
+    const SampleFile dated("date Mon Jan 2 03:04:05.678 pm 2023\nbase hex  timestamps absolute\n0.5 1 123 Rx d 1 11\n");
+    Host host;
+    QVERIFY(host.handler.loadFile(named.path(), DatachunkHelper::Candump, QString(), false));
+    LogInfo info = host.handler.getLogInfo();
+    QCOMPARE(info.timeBase, LogInfo::TimeBase::UnixEpoch);
+    QCOMPARE(info.channelNames, (QMap<quint16, QString>{{2, QStringLiteral("can1")}, {8, QStringLiteral("vcan7")}}));
+    QVERIFY(host.handler.loadFile(dated.path(), DatachunkHelper::VectorAsc, QString(), false));
+    info = host.handler.getLogInfo();
+    QCOMPARE(info.timeBase, LogInfo::TimeBase::LogStart);
+    QCOMPARE(info.start.date(), QDate(2023, 1, 2));
+    QCOMPARE(info.start.time(), QTime(15, 4, 5, 678));
+    QVERIFY(!info.startHasZone);
+    QVERIFY(info.channelNames.isEmpty());
+    // Of what is no log nothing is known.
+    QVERIFY(!host.handler.loadFile(named.path(), fileType(28), QString(), false));
+    QVERIFY(!host.handler.getLogInfo().start.isValid());
 }
 
 void CANLogHandlerTest::failedImportsLeaveTheErrorTextEmpty()
