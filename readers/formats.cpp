@@ -96,7 +96,9 @@ LogFormat peakTrace(ImportFileType type, const char *shortName, const char *desc
 /// A format whose reader is right for the logs that tools write now.
 LogFormat today(ImportFileType type, const char *shortName, const char *description, const char *suffix, Maker maker)
 {
-    return telling(LogFormat::FdNotice::WhenSeen, withNotes(row(type, shortName, description, suffix, maker)));
+    LogFormat format = withNotes(row(type, shortName, description, suffix, maker));
+    format.notesAreFinal = true;
+    return telling(LogFormat::FdNotice::WhenSeen, format);
 }
 
 } // namespace

@@ -28,6 +28,7 @@ struct CANLOGHANDLER_EXPORT LogFormat {
     Delivery delivery = Delivery::Batches;
     FdNotice fdNotice = FdNotice::Never;
     bool makesNotes = false;
+    bool notesAreFinal = false; ///< what the log says after a frame comes with it, not with the next one
     bool mayFail = false;       ///< there are files that it does not read to their end
     bool hasColumns = false;    ///< which must be described
     bool bringsNumbers = false; ///< its messages have numbers of their own, which may repeat

@@ -24,7 +24,7 @@ class FinalNotes
 public:
     FinalNotes(const MessageVisitor &messageVisitor, const LogFormat &format)
         : visitor(messageVisitor)
-        , waits(format.makesNotes)
+        , waits(format.makesNotes && !format.notesAreFinal)
     {
     }
 
