@@ -138,8 +138,27 @@ private:
             oldBus = std::string(rest.substr(0, rest.find_first_of(", ")));
             return Kind::Other;
         }
+        if (line.front() != '#' && line.front() != '\t' && hasFrame(line))
+            return drop(tr("time and bus are not where a frame has them"), line.substr(first));
         addNote(line.substr(first));
         return Kind::Note;
+    }
+
+    /// Whether an identifier and the bytes or the length of a frame come one after the other somewhere.
+    bool hasFrame(std::string_view line)
+    {
+        fields.splitAtBlanks(line);
+        quint32 number = 0;
+        for (int i = 0; i < fields.count(); ++i) {
+            const std::string_view id = fields[i].substr(0, fields[i].find('#'));
+            const bool isId = (id.size() == 3 || id.size() == 8) && readHex(id, number);
+            const std::string_view length = fields[i + 1];
+            const bool hasLength = length.size() > 2 && length.front() == '[' && length.back() == ']'
+                                   && ByteNumbers::readDecimal(length.substr(1, length.size() - 2), number);
+            if (isId && (id.size() < fields[i].size() || hasLength))
+                return true;
+        }
+        return false;
     }
 
     // Times

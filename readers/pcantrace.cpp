@@ -498,7 +498,11 @@ private:
                 drop(tr("byte %1 of the payload is no pair of hexadecimal digits").arg(i + 1), field);
             return false;
         }
-        return true;
+        // Also a damaged "RTR", which would make a data frame of a remote one.
+        const std::string_view more = fields[first + message.dlc];
+        if (!more.empty() && fields.count() < ByteFields::maxCount)
+            drop(tr("more follows than the length says"), more);
+        return more.empty();
     }
 
     ByteFields fields; ///< of look()

@@ -152,10 +152,24 @@ private:
             return drop(tr("nothing follows the channel"));
         if (isWord(fields[1], "canfd") || isWord(fields[1], "canxl"))
             return drop(tr("the direction is neither Rx nor Tx"), fields[3]);
+        if (beginsWith(fields[1], "can") && isDirection(fields[3]))
+            return drop(tr("the line is neither of CANFD nor of CANXL"), fields[1]);
+        if (hasFrameBehind(1) && !isWord(fields[2], "j1939tp"))
+            return drop(tr("channel, identifier and direction are not where a frame has them"), fields[1]);
         if (isWord(fields[1], "start") && isWord(fields[2], "of") && isWord(fields[3], "measurement"))
             return Kind::Other;
         addNote(fields.from(1));
         return Kind::Note;
+    }
+
+    /// Whether a direction, the letter of a frame and a length come one after the other, from field @p first on.
+    bool hasFrameBehind(int first) const
+    {
+        for (int i = first; i + 2 < fields.count(); ++i) {
+            if (isDirection(fields[i]) && (isWord(fields[i + 1], "d") || isWord(fields[i + 1], "r")))
+                return isLengthCode(fields[i + 2]);
+        }
+        return false;
     }
 
     Kind lookAtHeader()

@@ -271,6 +271,9 @@ void TestCandump::damagedLines_data()
 {
     addLogColumns();
     row("blanks within the frame", "(1.000000) can0 123# 00 11", lost());
+    row("no bracket before the time", "1.000000) can0 123#00", lost("time"));
+    row("a letter before the bracket", "z(1.000000) can0 123#00", lost("time"));
+    row("no bracket before the time on the screen", " 1.000000)  can0  123   [1]  00", lost("time"));
     row("letters among the bytes", "(1.000000) can0 123#0G", lost());
     row("letters behind the bytes", "(1.000000) can0 123#00zz", lost());
     row("nine bytes of a classic frame", "(1.000000) can0 123#001122334455667788", lost());

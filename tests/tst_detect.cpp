@@ -197,6 +197,7 @@ void TestDetect::samplesWithoutAFlawAreCertain()
         {QStringLiteral("pcantrace/cut-short.trc"), QStringLiteral("ends within a frame, whose line has an end")},
         {QStringLiteral("pythoncancsv/no-header.csv"), QStringLiteral("two frames, no header line")},
         {QStringLiteral("semicoloncsv/damaged-row.csv"), QStringLiteral("a frame with too few bytes")},
+        {QStringLiteral("socketcandump/frames-among-other-text.log"), QStringLiteral("a frame without its time")},
         {QStringLiteral("socketcandump/log-file-form.log"), QStringLiteral("three digits that are no 11 bits")},
         {QStringLiteral("vectorasc/german-date.asc"), QStringLiteral("one frame, one header line")},
         {QStringLiteral("vectorasclogwithoutbitcount/classic-frames.asc"), QStringLiteral("directions 'r' and '2'")},

@@ -305,6 +305,8 @@ void TestPcanTrace::damagedLines_data()
 {
     addLogColumns();
     row("1.0, a byte is missing", v10, "     1)      2500      0123  3  0C 1D", lost("byte"));
+    row("1.1, RTR cut short", v11, "     3)      2500.3  Tx         0701  0  RR", lost("more"));
+    row("1.1, a byte too many", v11, "     1)      2500.1  Rx         0123  1  0C 1D", lost("more"));
     row("1.1, a byte is missing", v11, "     1)      2500.1  Rx         0123  3  0C 1D", lost("byte"));
     row("2.0, a byte is missing", v20, "      1      2500.123 DT     0123 Rx 3  0C 1D", lost("byte"));
     row("2.1, a byte is missing", v21, "      1      2500.123 DT 1      0123 Rx -  3    0C 1D", lost("byte"));

@@ -482,6 +482,9 @@ void TestVectorAsc::damagedLines_data()
     const auto damaged = [](const char *name, const QByteArray &text, const Outcome &outcome) {
         row(name, hexadecimal, "   1.500000 " + text, outcome);
     };
+    damaged("no channel", "123             Rx   d 1 11", lost("channel"));
+    damaged("a word more before the direction", "1  123   z         Rx   d 1 11", lost("channel"));
+    damaged("CANFD cut short", "CAND    1 Rx        123  1 0 1 1 11", lost("CANFD"));
     damaged("a byte is missing", "1  123             Rx   d 3 11 22", lost("byte"));
     damaged("a byte is missing before the tail",
             "1  123             Rx   d 3 11 22  Length = 232000 BitCount = 119 ID = 291", lost("byte"));

@@ -30,7 +30,9 @@ public:
     bool parseQCLStream(QDataStream &stream, bool &) override
     {
         ChunkFormat::Chunk chunk;
-        const QString fault = ChunkFormat::readChunk(stream, chunk);
+        QString fault = ChunkFormat::readChunk(stream, chunk);
+        if (fault.isEmpty() && !stream.atEnd())
+            fault = ChunkFormat::Fault(ChunkFormat::Fault::TooLong).text();
         if (!fault.isEmpty()) {
             refusals.append(fault);
             return false;
@@ -128,6 +130,8 @@ ExitStatus tellUnpacked(const QString &path, const QString &folder, quint64 chun
 {
     ChunkStore unpacked;
     unpacked.open(folder, ChunkStore::Mode::Read);
+    // Some damage shows only when all is read.
+    unpacked.forEachMessage([](const CAN::CanRxMessage &, const QString &) { return true; });
     complainOfDamage(unpacked, folder);
     complainOfHiddenChunks(folder);
     out.writeLine(printable(

@@ -309,6 +309,8 @@ QString understand(const QCommandLineParser &parser, Request &request)
         return QStringLiteral("IN and OUT are the same file");
     if (!request.output.isEmpty() && isFileOfStore(request.output, chosenStoreFolder(parser)))
         return QStringLiteral("OUT is a file of the store %1, name another one").arg(chosenStoreFolder(parser));
+    if (!request.output.isEmpty() && isFileOfAStore(request.output))
+        return QStringLiteral("OUT is a file of a store, name another one");
     const QString skipOption = QStringLiteral("skip-damaged");
     if (!fromStore && (parser.isSet(skipOption) || parser.isSet(QStringLiteral("import"))))
         return QStringLiteral("--%1 is for a store, name one with --store")

@@ -58,6 +58,23 @@ bool hasImports(const ChunkStore &store, const QString &folder, const ImportChoi
     return missing == 0;
 }
 
+bool isFileOfAStore(const QString &path)
+{
+    const auto isOne = [](const QFileInfo &info) {
+        const QString name = info.fileName();
+        const bool hasName = name.endsWith(QLatin1String(".qcl")) || name == QLatin1String("imports.json")
+                             || name == QLatin1String(".lock");
+        return hasName && ChunkStore::isStore(info.absolutePath());
+    };
+    QFileInfo info(path);
+    for (int i = 0; i < 40 && info.isSymLink(); ++i) { // as many as systems follow
+        if (isOne(info))
+            return true;
+        info.setFile(info.symLinkTarget());
+    }
+    return isOne(info);
+}
+
 void complainOfDamage(const ChunkStore &store, const QString &folder)
 {
     for (const QString &warning : store.warnings())

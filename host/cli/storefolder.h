@@ -16,6 +16,8 @@ QString chosenStoreFolder(const QCommandLineParser &parser);
 /// What is wrong with the value of that option; empty when nothing is.
 QString storeProblem(const QCommandLineParser &parser);
 
+/// Whether @p path, as it is named or where it leads to, is or would be one of the files that a store is made of.
+bool isFileOfAStore(const QString &path);
 /// Opens @p store in @p folder; false after a complaint when that cannot be done, or when there is no store to read.
 bool openStore(ChunkStore &store, const QString &folder, ChunkStore::Mode mode);
 /// Whether @p store, which people know as @p folder, has the imports of @p choice; false after a complaint.

@@ -70,6 +70,8 @@ bool mayBeReplaced(const QString &path, const QDir &folder, bool isForced)
         complain(path, QStringLiteral("is a folder; name the archive to write"));
     else if (info.exists() && !info.isFile())
         complain(path, QStringLiteral("is a pipe, socket or device; name the archive to write"));
+    else if (isFileOfAStore(path))
+        complain(path, QStringLiteral("is a file of a store and stays; name the archive to write"));
     else if (info.exists() && !isForced && !isOurs(path, folder))
         complain(path, QStringLiteral("is no archive of a store and stays; name another one, or replace it with "
                                       "--force"));
@@ -114,13 +116,20 @@ ExitStatus runZip(const QCommandLineParser &parser, Output &out)
     if (!openStore(store, storeFolder, ChunkStore::Mode::Read))
         return ExitStatus::Failure;
     const QDir folder = store.getDataChunkLocation();
-    if (!mayBeReplaced(path, folder, parser.isSet(QStringLiteral("force"))))
+    const bool isForced = parser.isSet(QStringLiteral("force"));
+    if (!mayBeReplaced(path, folder, isForced))
         return ExitStatus::Failure;
 
     takeInterruptions();
     ProgressBar bar(path, isBarWanted(parser));
     if (!lookForDamage(store, bar))
         return interrupted(path);
+    if (!store.warnings().isEmpty() && QFileInfo::exists(path) && QFileInfo(path).size() > 0 && !isForced) {
+        complainOfDamage(store, storeFolder);
+        complain(path, QStringLiteral("stays, since the store is damaged; name another archive, or replace it with "
+                                      "--force"));
+        return ExitStatus::Failure;
+    }
     const PackingReport report = pack(path, folder, bar);
     if (report.state == PackingReport::State::Interrupted)
         return interrupted(path);
@@ -154,8 +163,8 @@ Subcommand zipSubcommand()
             QStringLiteral(
                 "An archive of a store that has that name is replaced when the new one is complete; until then,\n"
                 "and when something fails, it stays. The store stays as it is. What is damaged in it is named\n"
-                "on standard error and packed as it is; the exit status is then 1, or 130 after Ctrl-C, which\n"
-                "leaves no archive."),
+                "on standard error and packed as it is, but replaces a former archive only with --force; the\n"
+                "exit status is then 1, or 130 after Ctrl-C, which leaves no archive."),
             QStringLiteral("  canlog zip --store trips trips.zip\n"),
             addOptions,
             runZip};

@@ -63,6 +63,10 @@ bool MergingStore::take(QDataStream &stream, bool &isFd)
         stream.resetStatus();
         return passOn(stream, isFd); // which keeps the fault in the record of the import
     }
+    if (!stream.atEnd()) {
+        refused.append(ChunkFormat::Fault(ChunkFormat::Fault::TooLong).text());
+        return false;
+    }
     const bool hasRoom = collected.messages.size() + chunk.messages.size() <= ChunkFormat::maximumMessages
                          && notesLength + lengthOf(chunk.notes) <= maximumNotesLength;
     if (!hasRoom && !storeCollected()) {
