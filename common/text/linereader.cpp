@@ -40,9 +40,9 @@ void LineReader::peek(int count, const std::function<bool(QStringView)> &goesOn)
             break;
         seen.append(block, int(size));
         const QString text = peekDecoder.decode(block, int(size));
-        if (!goesOn(QStringView(text).left(std::min(count, text.size()))))
+        if (!goesOn(QStringView(text).left(std::min(count, int(text.size())))))
             break;
-        count -= text.size();
+        count -= int(text.size());
     }
     error.clear(); // what could not be read shows again
 }
@@ -119,7 +119,7 @@ bool LineReader::fill()
 /// The next block, of what peek() has seen or of the device.
 qint64 LineReader::readBlock(char *block)
 {
-    const int left = std::min(seen.size() - seenTaken, blockSize);
+    const int left = std::min(int(seen.size()) - seenTaken, blockSize);
     if (left == 0)
         return readDevice(block, bytes == 0);
     std::copy_n(seen.cbegin() + seenTaken, left, block);

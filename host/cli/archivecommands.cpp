@@ -12,6 +12,7 @@
 #include "host/store/streamstore.h"
 
 #include <QCommandLineParser>
+#include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
 
