@@ -201,7 +201,12 @@ private:
         }
         const qint64 unit = last.size() == 4 ? second / 10000 : second / 1000;
         const qint64 time = ((qint64(hour) * 60 + minute) * 60 + wholeSecond) * second + fraction * unit;
-        message.timeStamp = ByteNumbers::timeStamp(counted(time));
+        const qint64 sinceStart = counted(time);
+        if (!ByteNumbers::isPossibleTime(sinceStart)) {
+            drop(tr("the times come to more than 68 years"), field);
+            return false;
+        }
+        message.timeStamp = ByteNumbers::timeStamp(sinceStart);
         return true;
     }
 
@@ -209,10 +214,10 @@ private:
     qint64 counted(qint64 time)
     {
         if (mode == TimeMode::Relative)
-            return sum += time;
+            return ByteNumbers::isPossibleTime(sum + time) ? sum += time : sum + time;
         if (mode == TimeMode::System) {
             // Rows of two channels may be a little out of order, which is no midnight.
-            if (!isFirstRow && latest - time > day / 2)
+            if (!isFirstRow && latest - time > day / 2 && ByteNumbers::isPossibleTime((days + 1) * day))
                 ++days;
             isFirstRow = false;
             latest = time;

@@ -171,6 +171,10 @@ private:
             qint64 time = 0;
             if (!ByteNumbers::readSeconds(field.substr(1, field.size() - 2), time))
                 return dropTime(field);
+            if (isDelta && !ByteNumbers::isPossibleTime(sum + time)) {
+                drop(tr("the times come to more than 68 years"), field);
+                return -1;
+            }
             if (isDelta)
                 time = sum += time;
             message.timeStamp = ByteNumbers::timeStamp(time);

@@ -78,8 +78,13 @@ private:
         if (isFirstRow)
             logInfo.timeBase =
                 read >= ByteNumbers::firstEpochTime ? LogInfo::TimeBase::UnixEpoch : LogInfo::TimeBase::LogStart;
-        message.timeStamp = ByteNumbers::timeStamp(isSeconds ? read : rolledOver(read));
+        const qint64 sinceStart = isSeconds ? read : rolledOver(read);
         isFirstRow = false;
+        if (!ByteNumbers::isPossibleTime(sinceStart)) {
+            drop(tr("the times come to more than 68 years"), text);
+            return false;
+        }
+        message.timeStamp = ByteNumbers::timeStamp(sinceStart);
         return true;
     }
 
@@ -96,7 +101,8 @@ private:
     qint64 rolledOver(qint64 read)
     {
         constexpr qint64 range = (qint64(1) << 32) * 1000;
-        if (!isFirstRow && read >= 0 && latest < range && latest - read > range / 2)
+        if (!isFirstRow && read >= 0 && latest < range && latest - read > range / 2
+            && ByteNumbers::isPossibleTime(rollover + range + read))
             rollover += range;
         latest = read;
         return read + rollover;

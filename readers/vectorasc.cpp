@@ -117,6 +117,8 @@ private:
             return drop(tr("the time is not decimal seconds"), fields[0]);
         if (isFirstEvent)
             beginEvents(read);
+        if (isRelative && !ByteNumbers::isPossibleTime(sum + read))
+            return drop(tr("the times come to more than 68 years"), fields[0]);
         time = isRelative ? sum += read : read;
 
         const std::string_view bus = fields[1];

@@ -44,6 +44,7 @@ private Q_SLOTS:
     void events();
     void linesThatAreNoFrames_data();
     void linesThatAreNoFrames() { checkRow(DatachunkHelper::VectorAsc); }
+    void relativeTimesThatComeToTooMuch();
     void damagedLines_data();
     void damagedLines() { checkRow(DatachunkHelper::VectorAsc); }
     void startDates_data();
@@ -474,6 +475,18 @@ void TestVectorAsc::linesThatAreNoFrames_data()
     row("neither Rx nor Tx", hexadecimal, "   1.500000 1  123             Mx   d 1 11", noFrame());
     row("data without a direction", hexadecimal, "   1.500000 1  123             --   d 1 11", noFrame());
     row("a table of numbers", QByteArray(), "ncols 4\nnrows 2\n1.0 2.0 3.0 4.0\n5.0 6.0 7.0 8.0", noFrame());
+}
+
+/// The sum of the times is none that a record has room for.
+void TestVectorAsc::relativeTimesThatComeToTooMuch()
+{
+    QByteArray text = "base hex  timestamps relative\n0.5 1 123 Rx d 1 11\n0.25 1 123 Rx d 1 22\n";
+    for (int i = 0; i < 10; ++i)
+        text += "2147483000.0 1 123 Rx d 1 33\n";
+    const PulledLog log = pullLog(DatachunkHelper::VectorAsc, text);
+    QCOMPARE(log.frames.size(), 3); // one of the long times fits
+    QCOMPARE(log.frames.at(2).frame.timeStamp, CanTimeStamp(2147483000, 750000));
+    QCOMPARE(log.report.droppedLines, qint64(9));
 }
 
 void TestVectorAsc::damagedLines_data()

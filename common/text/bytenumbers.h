@@ -195,6 +195,13 @@ constexpr qint64 firstEpochTime = 100000000 * qint64(1000000000);
 /// The longest time that a message can have: a little more than 68 years.
 constexpr quint64 maxSeconds = 0x7FFFFFFE;
 
+/// Whether a message can have the time @p nanoseconds, which may be the sum of two such times.
+constexpr bool isPossibleTime(qint64 nanoseconds)
+{
+    constexpr qint64 longest = qint64(maxSeconds) * 1000000000;
+    return nanoseconds >= -longest && nanoseconds <= longest;
+}
+
 /// Decimal seconds that are all of @p text, in nanoseconds. False for what is none, or is a time that no message can
 /// have.
 inline bool readSeconds(std::string_view text, qint64 &nanoseconds)
