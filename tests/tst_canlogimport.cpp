@@ -246,6 +246,10 @@ void CanlogImportTest::fileThatCannotBeReadToItsEndLeavesNothing()
     outcome = shell(command.arg(QStringLiteral("--keep-partial")));
     QVERIFY2(outcome.err.endsWith(" messages before that stay in canlog-store\n"), outcome.err.constData());
     QCOMPARE(outcome.status, 1);
+    // What is there is a part, so the whole file is not held yet.
+    const Outcome listed = canlog(words("imports"));
+    QVERIFY2(listed.out.contains("failed") && !listed.out.contains("succeeded"), listed.out.constData());
+    QVERIFY(canlog(words("import bad-disk.log")).status == 0);
     QVERIFY(store.open(path(QStringLiteral("canlog-store")), ChunkStore::Mode::Read));
     QVERIFY(store.messageCount() > 100000);
 }

@@ -180,10 +180,10 @@ private:
 
     /// Takes back what was stored of a file that could not be read to its end, which the library calls a success,
     /// unless it is to be kept. Says what became of it.
-    QString restOfUnreadText(const ImportRecord &record)
+    QString restOfUnreadText(const ImportRecord &record, const QString &reason)
     {
         const QString messages = counted(record.messageCount, QStringLiteral("message"));
-        if (keepsPartial)
+        if (keepsPartial && store->markPartial(store->imports().size(), reason))
             return QStringLiteral("the %1 before that stay in %2").arg(messages, folder);
         if (!store->removeImport(store->imports().size()))
             return QStringLiteral("the %1 before that cannot be removed again: %2").arg(messages, store->errorString());
@@ -207,7 +207,7 @@ private:
         }
         if (!report.readError.isEmpty()) {
             complain(path, QStringLiteral("cannot be read any further: %1; %2")
-                               .arg(report.readError, restOfUnreadText(import.record)));
+                               .arg(report.readError, restOfUnreadText(import.record, report.readError)));
             return ExitStatus::Failure;
         }
         out.writeLine(

@@ -1,5 +1,6 @@
 #include "host/cli/formats.h"
 #include "host/cli/importchoice.h"
+#include "host/cli/interruption.h"
 #include "host/cli/output.h"
 #include "host/cli/storefolder.h"
 #include "host/store/timetext.h"
@@ -137,6 +138,7 @@ ExitStatus remove(const QString &folder, const ImportChoice &choice, Output &out
     ChunkStore store;
     if (!openStore(store, folder, ChunkStore::Mode::ReadWrite))
         return ExitStatus::Failure;
+    takeInterruptions(); // an import is removed as a whole
     const QVector<ImportRecord> imports = store.imports();
     if (!hasImports(store, folder, choice))
         return ExitStatus::Failure;
@@ -144,6 +146,8 @@ ExitStatus remove(const QString &folder, const ImportChoice &choice, Output &out
         const ImportRecord &record = imports.at(number - 1);
         if (!choice.contains(number))
             continue;
+        if (wasInterrupted())
+            return interrupted(folder);
         if (!store.removeImport(number)) {
             complain(
                 QStringLiteral("%1; check the permissions of the store and the space left").arg(store.errorString()));

@@ -1,12 +1,14 @@
 #include "host/cli/unpacking.h"
 
 #include "canloghandler/canloghandler.h"
+#include "common/files.h"
 #include "host/cli/interruption.h"
 #include "host/cli/progressbar.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
+#include <QStorageInfo>
 #include <QThread>
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
@@ -96,6 +98,16 @@ FileResult Unpacking::unpack(const QString &path, ProgressBar *bar)
         ++report.count[fault.reason];
     report.delivered += deliveredHere;
     return result;
+}
+
+/// The library says which file cannot be written, and the disk why, as long as that file is there.
+void Unpacking::setLastErrorText(const QString &text)
+{
+    lastErrorText = text;
+    constexpr qint64 hardlyAnything = 65536;
+    const QStorageInfo disk(folder->path());
+    if (disk.isValid() && disk.bytesAvailable() < hardlyAnything)
+        lastErrorText += QLatin1String(": ") + Files::errorText(ENOSPC);
 }
 
 bool Unpacking::moveTo(const QString &target)

@@ -36,7 +36,7 @@ public:
 
 private:
     QDir getDataChunkLocation() const override { return QDir(folder->path()); }
-    void setLastErrorText(const QString &text) override { lastErrorText = text; }
+    void setLastErrorText(const QString &text) override;
     void notifyNewZippedFile(const QString &chunkHeader, const QString &filePath, const QDir &unpacked,
                              const QString &zipPath) override;
     void notifyZipFileLoaded(const QString &name) override { unpackedName = name; }

@@ -130,6 +130,17 @@ bool ChunkStore::removeImport(int number)
     return d->isOpen() && d->removeImport(number);
 }
 
+bool ChunkStore::markPartial(int number, const QString &reason)
+{
+    if (!d->isOpen() || number < 1 || number > d->journal.imports.size())
+        return false;
+    ImportRecord &record = d->journal.imports[number - 1].record;
+    record.state = State::Failed;
+    record.keeping = Keeping::Kept;
+    record.errorText = reason;
+    return d->writeJournal();
+}
+
 quint64 ChunkStore::messageCount() const
 {
     quint64 count = 0;

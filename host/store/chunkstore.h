@@ -93,6 +93,9 @@ public:
     /// left of it is a record that says so. False with errorString() set when there is no such import, or not all of
     /// its files could be removed; the next opening for writing tries again then.
     bool removeImport(int number);
+    /// The import with @p number, which was told to have succeeded, holds a part of its file only, for @p reason: its
+    /// record says so from now on. False with errorString() set when that cannot be written.
+    bool markPartial(int number, const QString &reason);
     /// Number of messages in all chunks, those left out that are known to be damaged.
     quint64 messageCount() const;
     /// Visits all messages in the order in which they were stored, reading chunk by chunk. Returns false when the

@@ -28,6 +28,7 @@ public:
     bool isDelivering() const { return phase == Phase::Started || phase == Phase::Delivering; }
     ImportJournal::Import &currentImport() { return mode == Mode::Read ? unstored : journal.imports.last(); }
     bool removeImport(int number);
+    bool writeJournal();
     QMap<quint64, int> importsOfChunks() const;
 
     void fail(const QString &text);
@@ -68,7 +69,6 @@ private:
     bool replaceJournal();
     void fill(bool success, DatachunkHelper::ImportFileType type, const QString &path);
     bool writeFile(const QString &name, const std::function<QString(QIODevice &)> &write);
-    bool writeJournal();
     bool syncNames();
     bool settle();
     void hideDeletedChunks();
