@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Times packing a store of a million messages into an archive, and merging it into another store, beside the same work
 // done with plain zlib and the store's own parser in one loop. Only the ratios count; each time is the lowest of the
 // repetitions. Then, once each, merging of archives of very many chunks of one message: the time of a chunk must not

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How much memory reading takes at its peak, per format. Delivered in batches: how much more ten million lines take
 // than one million. Delivered as one list: how much a million frames take beyond what their list needs by itself.
 // Pulled: how much more ten million lines take than one million, of every format.

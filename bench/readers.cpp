@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Times every reader beside two measures taken on the same file in the same run:
 //
 //   floor   read the file, find the line ends, append a default record a line to a new list per batch, deliver

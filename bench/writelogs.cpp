@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes one log of each format into a folder, for other programs to read: bench_logs FRAMES FOLDER. Prints a line for
 // each, with tabs between the path and the name of the format.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "canloghandler/messagebatch.h"
 
 MessageBatch::MessageBatch(const QPointer<DatachunkHandler> &target)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "canloghandler/archivewatch.h"
 #include "canloghandler/handlerlink.h"
 

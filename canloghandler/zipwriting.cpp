@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "canloghandler/archivefile.h"
 #include "canloghandler/canloghandler.h"
 #include "common/files.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs the library, its public headers, the package config and the canlog command. The components become packages.
 include(CMakePackageConfigHelpers)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The library. Dependencies between its folders run downwards only: canloghandler, importers,
 # readers, common.
 include(GenerateExportHeader)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # `cpack` makes three Debian packages of what is installed, as is usual for a library: the library under the name that
 # goes with its SOVERSION and Qt, so that two of them can be installed side by side; what others build with; and the
 # command.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The target `reference` writes the API reference out of the public headers to reference/html in the build folder. What
 # is exported and not described is an error.
 find_package(Doxygen QUIET)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/canerrortypes.h"
 
 const QMap<unsigned char, QString> canErrorTypeNames{

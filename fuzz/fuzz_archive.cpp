@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads any bytes as an archive of data chunks, in all four ways. Nothing may be written beside the archive's own
 // folder, the store must hear of the load in the right order, and the report must account for every entry.
 

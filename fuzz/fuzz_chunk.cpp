@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads any bytes as a chunk file: once as they are and once with the checksum put right, since damage would otherwise
 // never come past it. What is read must be within the format's limits, agree with the summary that is read by itself,
 // and be the same when it is written and read again.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Holds the fields of a line against QString's simplified() and split().
 
 #include "common/text/fields.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Holds the lines of a file against QTextStream::readLine().
 
 #include "common/text/linereader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Holds the numbers of a log against QString's toUInt() and toInt() and against QTime.
 
 #include "common/text/numbers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Imports any bytes as a file of type FUZZ_FILE_TYPE and checks what the store is told: start and finish in their
 // places; batches of 100000 messages and one final delivery, or, of a format that is delivered as one list, one when it
 // succeeds and none when it fails; notes that belong to messages; and nothing that is not the format's business.

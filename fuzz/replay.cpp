@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A main for a fuzz target that runs it over files, or over all files in folders: the samples that are kept stay
 // passing without a fuzzer at hand.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "importers/cocttimporter.h"
 
 #include "readers/coctt.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/framelengths.h"
 #include "common/text/bytefields.h"
 #include "common/text/bytenumbers.h"

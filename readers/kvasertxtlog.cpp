@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/framefields.h"
 #include "common/text/mark.h"
 #include "readers/makers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/framelengths.h"
 #include "readers/bytelogreader.h"
 #include "readers/csvcolumns.h"

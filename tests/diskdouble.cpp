@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stands before the C library in a program under test (LD_PRELOAD). It writes down, in the file that CANLOG_SYNC_LOG
 // names, what is brought to the disk and what is renamed, in that order; and where CANLOG_FULL_DISK is set, temporary
 // files of outputs find the disk full.

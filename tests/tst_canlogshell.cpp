@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "canlogprogram.h"
 
 #include <QDir>
@@ -62,7 +63,7 @@ QStringList CanlogShellTest::optionsOf(const QString &subcommand)
 
 QString CanlogShellTest::manPage()
 {
-    QFile file(QStringLiteral(CANLOG_SOURCES "/host/cli/shell/canlog.1"));
+    QFile file(QStringLiteral(CANLOG_SOURCES "/apps/canlog/shell/canlog.1"));
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
@@ -116,14 +117,15 @@ void CanlogShellTest::manPageIsSound()
 {
     if (shell(QStringLiteral("command -v groff")).status != 0)
         QSKIP("needs groff");
-    const Outcome outcome = shell(QStringLiteral("groff -ww -man -Tutf8 '" CANLOG_SOURCES "/host/cli/shell/canlog.1'"));
+    const Outcome outcome =
+        shell(QStringLiteral("groff -ww -man -Tutf8 '" CANLOG_SOURCES "/apps/canlog/shell/canlog.1'"));
     QCOMPARE(outcome.err, QByteArray());
     QVERIFY(outcome.out.contains("Counts the data chunks"));
 }
 
 QStringList CanlogShellTest::completed(const QStringList &words)
 {
-    const QString script = QStringLiteral("source '" CANLOG_SOURCES "/host/cli/shell/canlog.bash'\n"
+    const QString script = QStringLiteral("source '" CANLOG_SOURCES "/apps/canlog/shell/canlog.bash'\n"
                                           "COMP_WORDS=(\"$@\")\n"
                                           "COMP_CWORD=$(($# - 1))\n"
                                           "_canlog \"$1\"\n"

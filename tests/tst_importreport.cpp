@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "canloghandler/canloghandler.h"
 #include "common/importreport.h"
 #include "importers/genericfileimporter.h"

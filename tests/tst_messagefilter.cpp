@@ -1,5 +1,6 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "frames.h"
-#include "host/cli/messagefilter.h"
+#include "host/selection/messagefilter.h"
 
 #include <QCommandLineParser>
 

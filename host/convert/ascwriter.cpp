@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/convert/ascwriter.h"
 
 #include "common/canerrortypes.h"

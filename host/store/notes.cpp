@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/store/notes.h"
 
 void joinNote(QString &note, const QString &text)

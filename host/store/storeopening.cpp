@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/store/chunkstore_p.h"
 #include "host/store/storefile.h"
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs the build in BUILD_DIR into a folder of its own, or unpacks the packages made of it there (INSTALL_BY=cpack),
 # then configures, builds and runs the consumer against it.
 set(prefix ${WORK_DIR}/prefix)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Makes the Debian packages of the build in BUILD_DIR, checks what each holds and needs, and unpacks them to ${prefix}.
 set(library libcanloghandler-qt${QT}-${SOVERSION})
 set(development libcanloghandler-qt${QT}-dev)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pulls the frames out of a candump log, without a store, and prints how many there are.
 
 #include <readers/formats.h>

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/canlog/logfile.h"
+#include "apps/canlog/messagesource.h"
+#include "apps/canlog/messagetable.h"
+#include "apps/canlog/output.h"
+#include "apps/canlog/progressbar.h"
+#include "host/selection/messagefilter.h"
+
+#include <QCommandLineParser>
+
+#include <limits>
+
+namespace
+{
+
+/// Prints messages up to the limit.
+class MessagePrinter
+{
+public:
+    MessagePrinter(Output &output, const MessageFilter &messageFilter, quint64 limit)
+        : out(output)
+        , filter(messageFilter)
+        , left(limit)
+    {
+        writeTableHeading(out);
+    }
+
+    /// False when nothing more will be printed: the limit is reached, or nobody reads the output.
+    bool wantsMore() const { return left > 0 && out.isOpen(); }
+
+    /// Prints @p message if it passes the filter and more is wanted.
+    void print(const CAN::CanRxMessage &message, const QString &note)
+    {
+        if (!wantsMore() || !filter.passes(message, !note.isEmpty()))
+            return;
+        writeTableRow(out, message, note);
+        --left;
+    }
+
+private:
+    Output &out;
+    const MessageFilter &filter;
+    quint64 left;
+};
+
+ExitStatus run(const QCommandLineParser &parser, Output &out)
+{
+    const QString help = QStringLiteral("show");
+    MessageSource source;
+    if (!source.choose(parser, help))
+        return ExitStatus::WrongUsage;
+    MessageFilter filter;
+    const QString problem = filter.set(parser);
+    if (!problem.isEmpty())
+        return wrongUsage(problem, help);
+
+    quint64 limit = std::numeric_limits<quint64>::max();
+    if (parser.isSet(QStringLiteral("limit"))) {
+        const QString text = parser.value(QStringLiteral("limit"));
+        bool ok = false;
+        limit = text.toULongLong(&ok);
+        if (!ok)
+            return wrongUsage(QStringLiteral("bad --limit '%1', wanted is 0 or a higher number").arg(text), help);
+    }
+
+    // The heading is written when it is known that there is something to show.
+    if (!source.open())
+        return ExitStatus::Failure;
+    MessagePrinter printer(out, filter, limit);
+    return source.visit([&](const CAN::CanRxMessage &message, const QString &note) {
+        printer.print(message, note);
+        return printer.wantsMore();
+    });
+}
+
+void addOptions(QCommandLineParser &parser)
+{
+    MessageSource::addOptions(parser);
+    MessageFilter::addOptions(parser);
+    parser.addOption(
+        {QStringLiteral("limit"), QStringLiteral("Only the first N messages. Default: all."), QStringLiteral("N")});
+    parser.addOption(quietOption());
+}
+
+} // namespace
+
+Subcommand showSubcommand()
+{
+    return {
+        QStringLiteral("show"),
+        QStringLiteral("Prints the messages of a store or of a log file as a table."),
+        MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis()
+            + QLatin1String(" [--limit N] [--quiet]"),
+        QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
+                       "What is left out of a damaged store is named on standard error; the exit status is then 1.\n")
+            + LogFile::warningHelp(),
+        QStringLiteral("  canlog show --limit 20\n"
+                       "  canlog show --store trips --id 0C9,18FEF100\n"
+                       "  canlog show --from 12.5 --to 13 --id 100-1FF --direction rx\n"
+                       "  canlog show examples/drive.log | less\n"),
+        addOptions,
+        run};
+}
