@@ -60,6 +60,7 @@ private Q_SLOTS:
     void init() { makeFolder(); }
 
     void help();
+    void noClobberKeepsWhatIsThere();
     void wrongUsage_data();
     void wrongUsage();
 
@@ -157,14 +158,30 @@ void CanlogConvertTest::help()
     const Outcome outcome = canlog(words("convert --help"));
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
-    QVERIFY(outcome.out.startsWith(
-        "Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] "
-        "[--quiet]\n"));
+    QCOMPARE(
+        usageLine(outcome.out),
+        QByteArray("Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] "
+                   "[--no-clobber] [filters] [--quiet]\n"));
     for (const char *mention : {"\n  candump   .log ", "\n  asc       .asc ", "\n  trc       .trc ",
                                 "\n  csv       .csv ", "\n  json      .jsonl, .json ", "\n  sqlite    .db, .sqlite ",
                                 "--store <DIR>", "exit status", "\nExample:\n  canlog convert "})
         QVERIFY2(outcome.out.contains(mention), mention);
     QVERIFY(canlog(words("--help")).out.contains("\n  convert "));
+}
+
+void CanlogConvertTest::noClobberKeepsWhatIsThere()
+{
+    write(QStringLiteral("small.log"), "(1.0) can0 001#\n");
+    write(QStringLiteral("there.csv"), "mine");
+    const Outcome refused = canlog(words("convert small.log there.csv --no-clobber"));
+    QCOMPARE(refused.err, QByteArray("canlog: OUT exists already, and --no-clobber keeps it; try 'canlog convert "
+                                     "--help'\n"));
+    QCOMPARE(refused.status, 2);
+    QFile there(path(QStringLiteral("there.csv")));
+    QVERIFY(there.open(QIODevice::ReadOnly));
+    QCOMPARE(there.readAll(), QByteArray("mine"));
+    QCOMPARE(canlog(words("convert small.log new.csv --no-clobber")).status, 0);
+    QVERIFY(QFile::exists(path(QStringLiteral("new.csv"))));
 }
 
 void CanlogConvertTest::wrongUsage_data()
@@ -190,7 +207,8 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert small.log a.csv --type nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("convert small.log --to 1.5",
         "unknown format '1.5', wanted is one of candump, asc, trc, csv, json, sqlite; a time is given by --until");
-    row("convert small.log a.csv --until x", "bad --until 'x', wanted are seconds with up to six decimals");
+    row("convert small.log a.csv --until x", "bad --until 'x', wanted are seconds with up to six decimals, +seconds "
+                                             "after the first message, or a date and time like 2024-05-21T09:40");
     row("convert --store s --columns t a.csv", "--columns is for a file, a store needs none");
     row("convert small.log a.csv --type SocketCanDump --columns t", "--columns is for --type GenericFile");
     row("convert small.log small.log", "IN and OUT are the same file");

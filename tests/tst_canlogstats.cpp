@@ -102,8 +102,8 @@ void CanlogStatsTest::help()
     const Outcome outcome = canlog(words("stats --help"));
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
-    QVERIFY(outcome.out.startsWith("Usage: canlog stats [--store DIR | FILE "));
-    for (const char *mention : {"--id <HEX[,HEX]>", "--channel <N[,N]>", "--from <SECONDS>", "--to <SECONDS>",
+    QVERIFY(outcome.out.startsWith("Usage: canlog stats [--store DIR | FILE... "));
+    for (const char *mention : {"--id <HEX[,HEX]>", "--channel <N[,N]>", "--from <TIME>", "--to <TIME>",
                                 "--direction <rx|tx>", "--notes-only", "--gap <SECONDS>", "--bitrate <N>",
                                 "--data-bitrate <N>", "--json", "exit status", "\nExample:\n  canlog stats "})
         QVERIFY2(outcome.out.contains(mention), mention);
@@ -479,16 +479,17 @@ void CanlogStatsTest::wrongUsage_data()
     for (const char *gap : {"", "0", "-1", "x", "0.0000001", "1s"})
         row("--gap", gap, QByteArray("bad --gap '") + gap + "', wanted are seconds above 0 with up to six decimals");
     row("--from 2 --to 1", nullptr, "--from 2 is after --to 1");
-    row("--from", "now", "bad --from 'now', wanted are seconds with up to six decimals");
-    row("--channel", "can0", "bad --channel 'can0', wanted are numbers from 0 to 65535");
+    row("--from", "now",
+        "bad --from 'now', wanted are seconds with up to six decimals, +seconds after the first message, or a date and "
+        "time like 2024-05-21T09:40");
+    row("--channel", "-1", "bad --channel '-1', wanted are numbers from 0 to 65535, or names as the log has them");
     row("--direction", "up", "bad --direction 'up', wanted is rx or tx");
     row("--id", "200-100",
         "bad --id '200-100', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges 100-1FF, masks 100:700 or "
         "'error'");
     row("--type", "nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("--type SocketCanDump --columns", "t i", "--columns is for --type GenericFile");
-    row("--store s", nullptr, "stats takes either --store or a FILE");
-    row("small.log", nullptr, "stats takes one FILE");
+    row("--store s", nullptr, "stats takes either --store or FILEs");
     row("--fast", nullptr, "unknown option 'fast'");
     row("--gap", nullptr, "missing value after '--gap'");
 }

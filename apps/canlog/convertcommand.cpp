@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/canlog/filereading.h"
+#include "apps/canlog/filteroptions.h"
 #include "apps/canlog/formats.h"
+#include "apps/canlog/helptext.h"
 #include "apps/canlog/interruption.h"
 #include "apps/canlog/logfile.h"
 #include "apps/canlog/messagesource.h"
@@ -196,10 +198,9 @@ ExitStatus convert(MessageSource &source, const Request &request, Output &out)
     if (!source.open() || !destination.open())
         return ExitStatus::Failure;
     Conversion conversion(destination, *request.target, request.raw);
-    bool isEmpty = true;
+    source.setFilter(request.filter);
     const auto visitor = [&](const CAN::CanRxMessage &message, const QString &note) {
-        isEmpty = false;
-        return !request.filter.passes(message, !note.isEmpty()) || conversion.take(message, note);
+        return conversion.take(message, note);
     };
     ProgressBar bar(source.name(), request.showsBar);
     const ExitStatus status = source.visit(visitor, &bar);
@@ -207,6 +208,7 @@ ExitStatus convert(MessageSource &source, const Request &request, Output &out)
         return status;
     // What could be read of a damaged store is worth having where nothing is replaced by it.
     const bool fromStore = request.input.isEmpty();
+    const bool isEmpty = !source.hasMessages();
     const bool mayWriteRest = !isEmpty && (request.output.isEmpty() || (fromStore && request.skipsDamaged));
     if (status != ExitStatus::Success && !mayWriteRest) {
         if (fromStore)
@@ -227,7 +229,8 @@ QString targetNames()
 QString unknownTarget(const QString &name)
 {
     const QString hint = microsecondsFromText(name) ? QStringLiteral("; a time is given by --until") : QString();
-    return QStringLiteral("unknown format '%1', wanted is one of %2%3").arg(name, targetNames(), hint);
+    return QStringLiteral("unknown format '%1', wanted is one of %2%3")
+        .arg(name, targetNames(), hint.isEmpty() ? nearestHint(name, targetNames().split(QLatin1String(", "))) : hint);
 }
 
 /// Sets the target of @p request. Returns what is wrong with the options; empty when nothing is.
@@ -306,6 +309,8 @@ QString understand(const QCommandLineParser &parser, Request &request)
         return QStringLiteral("OUT needs a name");
     if (!arguments.isEmpty() && arguments.constFirst() != standardOutput)
         request.output = arguments.constFirst();
+    if (parser.isSet(QStringLiteral("no-clobber")) && !request.output.isEmpty() && QFileInfo::exists(request.output))
+        return QStringLiteral("OUT exists already, and --no-clobber keeps it");
     if (!request.input.isEmpty() && isSameFile(request.input, request.output))
         return QStringLiteral("IN and OUT are the same file");
     if (!request.output.isEmpty() && isFileOfStore(request.output, chosenStoreFolder(parser)))
@@ -327,7 +332,7 @@ QString understand(const QCommandLineParser &parser, Request &request)
         problem = QStringLiteral("--raw is for csv");
     if (problem.isEmpty())
         problem = formatProblem(parser);
-    return problem.isEmpty() ? request.filter.set(parser, endOption) : problem;
+    return problem.isEmpty() ? setFilter(request.filter, parser, endOption) : problem;
 }
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
@@ -357,6 +362,7 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("to"),
                       QStringLiteral("What to write: %1. Default: what the suffix of OUT says.").arg(targetNames()),
                       QStringLiteral("FORMAT")});
+    parser.addOption({QStringLiteral("no-clobber"), QStringLiteral("Refuses to replace OUT when there is one.")});
     parser.addOption({QStringLiteral("raw"), QStringLiteral("CSV for programs: no apostrophe before a note that a "
                                                             "spreadsheet would run as a formula.")});
     parser.addOption(typeOption());
@@ -367,7 +373,7 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("skip-damaged"),
                       QStringLiteral("Writes what can be read of a damaged store; what cannot is named, and the exit "
                                      "status is 1.")});
-    MessageFilter::addOptions(parser, endOption);
+    addFilterOptions(parser, endOption);
     parser.addOption(quietOption());
 }
 
@@ -390,9 +396,10 @@ Subcommand convertSubcommand()
     return {
         QStringLiteral("convert"),
         QStringLiteral("Writes the messages of a log file or of a store in another format."),
-        QStringLiteral(
-            "[--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
-            "       canlog convert --store DIR [--import N[,N]] [--skip-damaged] [OUT] [--to FORMAT] [filters]"),
+        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [--no-clobber] "
+                       "[filters] [--quiet]\n"
+                       "       canlog convert --store DIR [--import N[,N]] [--skip-damaged] [OUT] [--to FORMAT] "
+                       "[--no-clobber] [filters]"),
         QStringLiteral(
             "Formats and their suffixes:\n"
             "%1"

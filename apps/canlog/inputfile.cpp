@@ -106,7 +106,10 @@ QString InputFile::prepare()
 {
     if (argument == standardInput) {
         takeInterruptions(); // it may wait for ever
-        source = std::make_unique<PipeDevice>(fileno(stdin), wasInterrupted);
+        auto input = std::make_unique<PipeDevice>(fileno(stdin), wasInterrupted);
+        input->setWaitingListener([] { std::fflush(stdout); }); // of a live log, what was read so far is to be seen
+        pipe = input.get();
+        source = std::move(input);
         source->open(QIODevice::ReadOnly | QIODevice::Unbuffered);
         return openStream();
     }
@@ -142,7 +145,21 @@ Detection InputFile::detect()
 {
     if (!content)
         return detectFormat(argument);
-    QByteArray beginning = content->beginning(detectionSize);
+    while (content->readMore(detectionSize)) {
+        // A live log may be slow: what it has begun with is shown before there is more.
+        if (!pipe || pipe->hasInput() || !content->beginning(content->arrived()).endsWith('\n'))
+            continue;
+        constexpr int patience = 500; // in milliseconds
+        const Detection detection = detectBeginning();
+        if (detection.isCertain || (detection.type && !pipe->hasInput(patience)))
+            return detection;
+    }
+    return detectBeginning();
+}
+
+Detection InputFile::detectBeginning()
+{
+    QByteArray beginning = content->beginning(content->arrived());
     QBuffer buffer(&beginning);
     buffer.open(QIODevice::ReadOnly);
     return detectFormat(buffer);
@@ -162,6 +179,11 @@ QString InputFile::withAdvice(const QString &reason) const
 qint64 InputFile::bytesRead() const
 {
     return gzip ? gzip->compressedBytesRead() : content->bytesGiven();
+}
+
+bool InputFile::hasInput(int milliseconds) const
+{
+    return content->hasBeginning() || pipe->hasInput(milliseconds);
 }
 
 QString InputFile::copyToFile()

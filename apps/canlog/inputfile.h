@@ -10,6 +10,7 @@
 
 #include <memory>
 
+class PipeDevice;
 struct Format;
 struct ImportReport;
 
@@ -62,6 +63,9 @@ public:
     QIODevice &device() const { return *content; }
     qint64 bytesRead() const;
     qint64 bytesTotal() const { return source->isSequential() ? 0 : source->size(); }
+    /// Whether it is a live log, and then whether more of it is there within so many milliseconds.
+    bool isLive() const { return pipe && !gzip; }
+    bool hasInput(int milliseconds) const;
     /// What to say of a stream that cannot be read any further because of @p reason.
     QString withAdvice(const QString &reason) const;
 
@@ -69,10 +73,13 @@ private:
     Q_DISABLE_COPY_MOVE(InputFile)
 
     QString openStream();
+    /// What the bytes that have arrived say.
+    Detection detectBeginning();
 
     const QString argument;
     // Of a stream, each reads the one before.
     std::unique_ptr<QIODevice> source;
+    PipeDevice *pipe = nullptr; ///< the source, when it is standard input
     std::unique_ptr<BeginningDevice> sourceStart;
     std::unique_ptr<GzipDevice> gzip; ///< null: not compressed
     std::unique_ptr<BeginningDevice> content;

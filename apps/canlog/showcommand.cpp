@@ -4,7 +4,6 @@
 #include "apps/canlog/messagetable.h"
 #include "apps/canlog/output.h"
 #include "apps/canlog/progressbar.h"
-#include "host/selection/messagefilter.h"
 
 #include <QCommandLineParser>
 
@@ -17,9 +16,8 @@ namespace
 class MessagePrinter
 {
 public:
-    MessagePrinter(Output &output, const MessageFilter &messageFilter, quint64 limit)
+    MessagePrinter(Output &output, quint64 limit)
         : out(output)
-        , filter(messageFilter)
         , left(limit)
     {
         writeTableHeading(out);
@@ -28,10 +26,10 @@ public:
     /// False when nothing more will be printed: the limit is reached, or nobody reads the output.
     bool wantsMore() const { return left > 0 && out.isOpen(); }
 
-    /// Prints @p message if it passes the filter and more is wanted.
+    /// Prints @p message if more is wanted.
     void print(const CAN::CanRxMessage &message, const QString &note)
     {
-        if (!wantsMore() || !filter.passes(message, !note.isEmpty()))
+        if (!wantsMore())
             return;
         writeTableRow(out, message, note);
         --left;
@@ -39,7 +37,6 @@ public:
 
 private:
     Output &out;
-    const MessageFilter &filter;
     quint64 left;
 };
 
@@ -49,11 +46,6 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     MessageSource source;
     if (!source.choose(parser, help))
         return ExitStatus::WrongUsage;
-    MessageFilter filter;
-    const QString problem = filter.set(parser);
-    if (!problem.isEmpty())
-        return wrongUsage(problem, help);
-
     quint64 limit = std::numeric_limits<quint64>::max();
     if (parser.isSet(QStringLiteral("limit"))) {
         const QString text = parser.value(QStringLiteral("limit"));
@@ -66,7 +58,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     // The heading is written when it is known that there is something to show.
     if (!source.open())
         return ExitStatus::Failure;
-    MessagePrinter printer(out, filter, limit);
+    MessagePrinter printer(out, limit);
     return source.visit([&](const CAN::CanRxMessage &message, const QString &note) {
         printer.print(message, note);
         return printer.wantsMore();
@@ -76,7 +68,6 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
 void addOptions(QCommandLineParser &parser)
 {
     MessageSource::addOptions(parser);
-    MessageFilter::addOptions(parser);
     parser.addOption(
         {QStringLiteral("limit"), QStringLiteral("Only the first N messages. Default: all."), QStringLiteral("N")});
     parser.addOption(quietOption());
@@ -88,9 +79,8 @@ Subcommand showSubcommand()
 {
     return {
         QStringLiteral("show"),
-        QStringLiteral("Prints the messages of a store or of a log file as a table."),
-        MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis()
-            + QLatin1String(" [--limit N] [--quiet]"),
+        QStringLiteral("Prints the messages of a store or of log files as a table."),
+        MessageSource::synopsis() + QLatin1String(" [--limit N] [--quiet]"),
         QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
                        "What is left out of a damaged store is named on standard error; the exit status is then 1.\n")
             + LogFile::warningHelp(),

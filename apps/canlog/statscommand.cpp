@@ -3,7 +3,6 @@
 #include "apps/canlog/messagesource.h"
 #include "apps/canlog/output.h"
 #include "apps/canlog/progressbar.h"
-#include "host/selection/messagefilter.h"
 #include "host/stats/statistics.h"
 #include "host/store/timetext.h"
 
@@ -329,20 +328,16 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     MessageSource source;
     if (!source.choose(parser, help))
         return ExitStatus::WrongUsage;
-    MessageFilter filter;
-    QString problem = filter.set(parser);
     Settings settings;
-    if (problem.isEmpty())
-        problem = setSettings(parser, settings);
+    const QString problem = setSettings(parser, settings);
     if (!problem.isEmpty())
         return wrongUsage(problem, help);
 
     if (!source.open())
         return ExitStatus::Failure;
     Statistics statistics(settings.gapThreshold);
-    const auto visitor = [&](const CAN::CanRxMessage &message, const QString &note) {
-        if (filter.passes(message, !note.isEmpty()))
-            statistics.add(message);
+    const auto visitor = [&](const CAN::CanRxMessage &message, const QString &) {
+        statistics.add(message);
         return true;
     };
     source.setImportListener([&statistics] { statistics.beginLog(); });
@@ -362,14 +357,14 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
 void addOptions(QCommandLineParser &parser)
 {
     MessageSource::addOptions(parser);
-    MessageFilter::addOptions(parser);
     parser.addOption({QStringLiteral("gap"),
                       QStringLiteral("A time without messages that is longer than this is a gap. Default: 1."),
                       QStringLiteral("SECONDS"), QStringLiteral("1")});
-    parser.addOption({QStringLiteral("bitrate"),
-                      QStringLiteral("Bit rate of the bus in bit/s, to reckon its load: least (no stuff bits) and "
-                                     "worst (most stuff bits)."),
-                      QStringLiteral("N")});
+    parser.addOption(
+        {QStringLiteral("bitrate"),
+         QStringLiteral("Bit rate of the bus in bit/s, from which its load is computed: least (no stuff bits) and "
+                        "worst (most stuff bits)."),
+         QStringLiteral("N")});
     parser.addOption({QStringLiteral("data-bitrate"),
                       QStringLiteral("Bit rate of the data phase of CAN FD frames with bit-rate switch. Default: that "
                                      "of --bitrate."),
@@ -384,8 +379,8 @@ Subcommand statsSubcommand()
 {
     return {
         QStringLiteral("stats"),
-        QStringLiteral("Counts and measures the messages of a store or of a log file."),
-        MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis()
+        QStringLiteral("Counts and measures the messages of a store or of log files."),
+        MessageSource::synopsis()
             + QLatin1String(" [--gap SECONDS] [--bitrate N [--data-bitrate N]] [--json] [--quiet]"),
         QStringLiteral("Each channel and identifier has a row: count and share of the frames, lengths in bytes,\n"
                        "first and last time, and the times between two of its frames: least, mean, greatest, standard\n"

@@ -224,7 +224,45 @@ Detection noLog(const QString &firstLine)
         if (compiled(pattern).match(firstLine).hasMatch())
             return convertedLog(QStringLiteral("is %1 as 'canlog convert' writes it").arg(name));
     }
+    if (compiled(R"re(^"?No\."?,"?Time"?,.*"?Info"?\s*$)re").match(firstLine).hasMatch()) {
+        return {{},
+                false,
+                QStringLiteral("is a packet list of Wireshark without CAN frames and their bytes"),
+                QStringLiteral("export it with the bytes in the column Info, as the dissector 'can' shows them")};
+    }
     return {{}, false, QStringLiteral("its first lines are those of no log that canlog knows"), {}};
+}
+
+/// A file that people try to read and that is no log of a format here, known by its first bytes.
+struct OtherFile {
+    QByteArray beginning;
+    const char *what;
+    const char *advice;
+};
+
+const QVector<OtherFile> &otherFiles()
+{
+    static const char pcapAdvice[] = "open it in Wireshark and export the packet list, with the bytes of the frames in "
+                                     "the column Info, as CSV";
+    static const QVector<OtherFile> files{
+        {"\xFD\x37zXZ", "is compressed by xz", "unpack it on the way: 'xz -dc FILE | canlog show -'"},
+        {"\x28\xB5\x2F\xFD", "is compressed by zstd", "unpack it on the way: 'zstd -dc FILE | canlog show -'"},
+        {"BZh", "is compressed by bzip2", "unpack it on the way: 'bzip2 -dc FILE | canlog show -'"},
+        {"\x04\x22\x4D\x18", "is compressed by lz4", "unpack it on the way: 'lz4 -dc FILE | canlog show -'"},
+        {"7z\xBC\xAF\x27\x1C", "is a 7z archive", "unpack it first"},
+        {"Rar!", "is a RAR archive", "unpack it first"},
+        {"\x0A\x0D\x0D\x0A", "is a pcapng capture of a network", pcapAdvice},
+        {"\xD4\xC3\xB2\xA1", "is a pcap capture of a network", pcapAdvice},
+        {"\xA1\xB2\xC3\xD4", "is a pcap capture of a network", pcapAdvice},
+        {"\x4D\x3C\xB2\xA1", "is a pcap capture of a network", pcapAdvice},
+        {"\xA1\xB2\x3C\x4D", "is a pcap capture of a network", pcapAdvice},
+        {"MDF     ", "is an MDF measurement (MF4)", "export its CAN frames as ASC or BLF with the tool that wrote it"},
+        {"UnFinMF ", "is an MDF measurement that was not finished",
+         "have the tool that wrote it finish it, and export its CAN frames as ASC or BLF"},
+        {"PAR1", "is a Parquet file", "its columns are for data tools; name the log that it was made from"},
+        {"%PDF", "is a PDF document", "name the log itself"},
+    };
+    return files;
 }
 
 QVector<Candidate> fittingFormats(const QStringList &lines)
@@ -301,5 +339,9 @@ Detection detectFormat(QIODevice &device)
     }
     if (beginning == QByteArray("SQLite format 3", 16)) // with the zero at its end
         return convertedLog(QStringLiteral("is a SQLite database"));
+    for (const OtherFile &other : otherFiles()) {
+        if (beginning.startsWith(other.beginning))
+            return {{}, false, QString::fromLatin1(other.what), QString::fromLatin1(other.advice)};
+    }
     return detectText(firstLines(device));
 }
