@@ -17,8 +17,12 @@ namespace
 using Keeping = ImportRecord::Keeping;
 using State = ImportRecord::State;
 
+/// Empty where it is not known: the type is told at the end of an import.
 QString formatName(const ImportRecord &record)
 {
+    const bool hasEnded = record.state != State::Incomplete && record.errorText != ImportRecord::stoppedText();
+    if (record.type == DatachunkHelper::QclZipArchive)
+        return hasEnded ? QStringLiteral("archive") : QString();
     const Format *format = findFormat(QString::number(int(record.type)));
     return format ? format->name() : QString::number(int(record.type));
 }
@@ -75,9 +79,11 @@ void writeTable(Output &out, const QVector<ImportRecord> &imports)
         const ImportRecord &record = imports.at(i);
         if (!isListed(record))
             continue;
+        const QString type = formatName(record);
         writeRow(out, {QString::number(i + 1), stateText(record), QString::number(record.messageCount),
                        QString::number(record.noteCount), QString::number(record.chunkCount),
-                       timeOrDash(record, record.firstTime), timeOrDash(record, record.lastTime), formatName(record),
+                       timeOrDash(record, record.firstTime), timeOrDash(record, record.lastTime),
+                       type.isEmpty() ? QStringLiteral("-") : type,
                        record.path.isEmpty() ? QStringLiteral("-") : record.path});
     }
 }
@@ -90,9 +96,10 @@ QJsonValue jsonTime(const ImportRecord &record, const CanTimeStamp &time)
 
 QJsonObject jsonImport(int number, const ImportRecord &record)
 {
+    const QString type = formatName(record);
     return {{QStringLiteral("number"), number},
             {QStringLiteral("path"), record.path},
-            {QStringLiteral("type"), formatName(record)},
+            {QStringLiteral("type"), type.isEmpty() ? QJsonValue() : QJsonValue(type)},
             {QStringLiteral("state"), stateName(record)},
             {QStringLiteral("messages"), qint64(record.messageCount)},
             {QStringLiteral("removedMessages"), qint64(record.removedMessages)},

@@ -111,19 +111,31 @@ QVector<ImportRecord> ChunkStore::imports() const
     return records;
 }
 
-int ChunkStore::findImport(const ImportSource &source) const
+/// The number of the import of @p source that ended in @p state and has messages here, all its chunks included; 0 when
+/// there is none.
+int ChunkStore::Private::findImport(const ImportSource &source, State state) const
 {
     if (source.path.isEmpty())
         return 0;
-    for (int i = d->journal.imports.size(); i > 0; --i) {
-        const Import &import = d->journal.imports.at(i - 1);
+    for (int i = journal.imports.size(); i > 0; --i) {
+        const Import &import = journal.imports.at(i - 1);
         const ImportRecord &record = import.record;
-        const auto isThere = [this](quint64 number) { return ChunkFolder::find(d->chunks, number) != nullptr; };
-        if (record.state == State::Succeeded && record.messageCount > 0 && record.keeping != Keeping::Deleting
+        const auto isThere = [this](quint64 number) { return ChunkFolder::find(chunks, number) != nullptr; };
+        if (record.state == state && record.messageCount > 0 && record.keeping != Keeping::Deleting
             && record.source == source && std::all_of(import.chunks.cbegin(), import.chunks.cend(), isThere))
             return i;
     }
     return 0;
+}
+
+int ChunkStore::findImport(const ImportSource &source) const
+{
+    return d->findImport(source, State::Succeeded);
+}
+
+int ChunkStore::findKeptPart(const ImportSource &source) const
+{
+    return d->findImport(source, State::Failed);
 }
 
 bool ChunkStore::removeImport(int number)

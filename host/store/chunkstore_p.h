@@ -28,6 +28,7 @@ public:
     ImportRecord end();
     bool isDelivering() const { return phase == Phase::Started || phase == Phase::Delivering; }
     ImportJournal::Import &currentImport() { return mode == Mode::Read ? unstored : journal.imports.last(); }
+    int findImport(const ImportSource &source, ImportRecord::State state) const;
     bool removeImport(int number);
     bool writeJournal();
     QMap<quint64, int> importsOfChunks() const;

@@ -37,6 +37,9 @@ struct ImportRecord {
         Deleted,  ///< removed by removeImport()
     };
 
+    /// The errorText of one whose program was stopped.
+    static QString stoppedText() { return QStringLiteral("it was stopped before its end"); }
+
     QString path; ///< the source file; empty until the import ends, unless it is known at its beginning
     DatachunkHelper::ImportFileType type = DatachunkHelper::QclZipArchive;
     State state = State::Incomplete;

@@ -212,7 +212,7 @@ bool ChunkStore::Private::settle()
         record.keeping = isPending ? Keeping::Removed : Keeping::Deleted;
         if (isPending && record.state == State::Incomplete) {
             record.state = State::Failed;
-            record.errorText = QStringLiteral("it was stopped before its end");
+            record.errorText = ImportRecord::stoppedText();
         }
     }
     errorString = formerError; // what could not be removed is told by the notices
