@@ -101,6 +101,8 @@ private Q_SLOTS:
     void zipReplacesAnArchiveOfAStore();
     void zipReplacesNothingElse_data();
     void zipReplacesNothingElse();
+    void zipReplacesNothingEncrypted_data();
+    void zipReplacesNothingEncrypted();
     void zipKeepsALink();
     void storeWithoutMessagesGoesAllTheWay();
     void archiveThatCannotBeWrittenIsNoSuccess_data();
@@ -332,6 +334,32 @@ void CanlogArchivesTest::zipReplacesNothingElse()
     QCOMPARE(forced.err, QString());
     QCOMPARE(forced.status, 0);
     QCOMPARE(canlog("check a.zip").status, 0);
+}
+
+void CanlogArchivesTest::zipReplacesNothingEncrypted_data()
+{
+    QTest::addColumn<QByteArray>("former");
+    ZipBytes::Entry encrypted = ZipBytes::stored("chunk-00000001.qcl", noise(100));
+    encrypted.flags |= ZipBytes::encryptedFlag;
+    const QByteArray whole = ZipBytes::archive({encrypted});
+    QTest::newRow("whole") << whole;
+    QTest::newRow("half of it") << whole.left(whole.size() / 2);
+    QTest::newRow("beside a chunk") << ZipBytes::archive(
+        {ZipBytes::packed("chunk-00000002.qcl", oneMessage(2)), encrypted});
+}
+
+void CanlogArchivesTest::zipReplacesNothingEncrypted()
+{
+    QFETCH(QByteArray, former);
+    makeSource();
+    writeTo(path(QStringLiteral("a.zip")), former);
+    const Outcome outcome = canlog("zip --store source a.zip");
+    QCOMPARE(outcome.err,
+             QStringLiteral("canlog: a.zip: is encrypted, so that nobody can tell whether it is an archive "
+                            "of a store, and stays; name another one, or replace it with --force\n"));
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(contentOf(path(QStringLiteral("a.zip"))), former);
+    QCOMPARE(canlog("zip --store source --force a.zip").status, 0);
 }
 
 void CanlogArchivesTest::zipKeepsALink()
