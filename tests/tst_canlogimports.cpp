@@ -29,6 +29,10 @@ private Q_SLOTS:
 
     void failedImportIsRemovedUnlessToBeKept();
     void fullDiskIsNoUnknownError();
+    void fullDiskLeavesNoNewFolder();
+    void compressedFileIsListedByItsWholePath();
+    void linkInPlaceOfTheLockIsNamed_data();
+    void linkInPlaceOfTheLockIsNamed();
     void outputIsNoFileOfTheStore_data();
     void outputIsNoFileOfTheStore();
     void damagedStoreIsConvertedWhenAsked();
@@ -267,6 +271,51 @@ void CanlogImportsTest::fullDiskIsNoUnknownError()
     QVERIFY2(outcome.err.contains(" cannot be written: no space left on the disk"), outcome.err.constData());
     QCOMPARE(outcome.err.count('\n'), 1);
     QCOMPARE(outcome.status, 1);
+}
+
+void CanlogImportsTest::fullDiskLeavesNoNewFolder()
+{
+    if (shell(QStringLiteral("mkdir full && mount -t tmpfs -o size=64k none full")).status != 0)
+        QSKIP("needs to mount a small disk");
+    shell(QStringLiteral("cat /dev/zero >full/zeros"));
+    const Outcome outcome = canlog(words("import --store full/new/s a.log"));
+    const bool isLeft = QFileInfo::exists(path(QStringLiteral("full/new")));
+    shell(QStringLiteral("umount full"));
+    QCOMPARE(outcome.err.count('\n'), 1);
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(!isLeft);
+}
+
+void CanlogImportsTest::compressedFileIsListedByItsWholePath()
+{
+    QCOMPARE(shell(QStringLiteral("gzip -k a.log && exec \"$canlog\" import --store s a.log.gz")).status, 0);
+    QCOMPARE(shell(QStringLiteral("exec \"$canlog\" import --store s - <a.log.gz")).status, 0);
+    const QJsonArray imports = QJsonDocument::fromJson(canlog(words("imports --store s --json")).out)
+                                   .object()
+                                   .value(QStringLiteral("imports"))
+                                   .toArray();
+    QCOMPARE(imports.at(3).toObject().value(QStringLiteral("path")).toString(),
+             QFileInfo(path(QStringLiteral("a.log.gz"))).absoluteFilePath());
+    QCOMPARE(imports.at(4).toObject().value(QStringLiteral("path")).toString(), QStringLiteral("-"));
+}
+
+void CanlogImportsTest::linkInPlaceOfTheLockIsNamed_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::newRow("dangling") << QStringLiteral("nowhere");
+    QTest::newRow("to a file") << QStringLiteral("../a.log");
+}
+
+void CanlogImportsTest::linkInPlaceOfTheLockIsNamed()
+{
+    QFETCH(QString, target);
+    QVERIFY(QFile::link(target, path(QStringLiteral("s/.lock"))));
+    const Outcome outcome = canlog(words("import --store s --again a.log"));
+    QVERIFY2(outcome.err.contains(" cannot be locked for writing: its file .lock is a link or no plain file; remove "
+                                  "that"),
+             outcome.err.constData());
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("nowhere"))));
 }
 
 void CanlogImportsTest::outputIsNoFileOfTheStore_data()

@@ -2,6 +2,7 @@
 #include "host/store/storelock.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QSysInfo>
 #include <QThread>
 
@@ -15,6 +16,11 @@ StoreLock::StoreLock(const QString &folder)
 
 QString StoreLock::take()
 {
+    const QFileInfo info(storeFolder + QStringLiteral("/.lock"));
+    if (info.isSymLink() || (info.exists() && !info.isFile())) // wherever it leads, nobody has locked anything by it
+        return QStringLiteral("The store %1 cannot be locked for writing: its file .lock is a link or no plain file; "
+                              "remove that")
+            .arg(storeFolder);
     return tryToTake() ? QString() : fault();
 }
 
