@@ -22,6 +22,10 @@ private Q_SLOTS:
     void chosenImportsAlone_data();
     void chosenImportsAlone();
     void removedImportIsGone();
+    void importIsRemovedFromAFullDisk_data();
+    void importIsRemovedFromAFullDisk();
+    void removalNotedOnAFullDiskIsCompleted();
+    void unpackedFolderIsRemovedWithItsImport();
     void wrongNumbers_data();
     void wrongNumbers();
     void noStore();
@@ -164,6 +168,78 @@ void CanlogImportsTest::removedImportIsGone()
     QVERIFY(!list.contains("b.log"));
     QVERIFY(list.contains("\n     3  succeeded"));
     QCOMPARE(canlog(words("import --store s b.log")).status, 0); // it is not held any more
+}
+
+void CanlogImportsTest::importIsRemovedFromAFullDisk_data()
+{
+    QTest::addColumn<int>("frames");
+    QTest::newRow("one chunk") << 90000;
+    QTest::newRow("three chunks") << 250000;
+}
+
+void CanlogImportsTest::importIsRemovedFromAFullDisk()
+{
+    QFETCH(int, frames);
+    if (shell(QStringLiteral("mkdir full && mount -t tmpfs -o size=20m none full")).status != 0)
+        QSKIP("needs to mount a small disk");
+    QByteArray log;
+    for (int i = 0; i < frames; ++i)
+        log += "(1.0) can0 123#1122334455667788\n";
+    write(QStringLiteral("large.log"), log);
+    const int imported = canlog(words("import --store full/s a.log large.log b.log")).status;
+    shell(QStringLiteral("cat /dev/zero >full/zeros"));
+    const Outcome outcome = canlog(words("imports --store full/s --remove 2"));
+    const QByteArray rest = canlog(words("convert --store full/s --to candump")).out;
+    const QByteArray files = shell(QStringLiteral("cd full/s && echo .[a-z]* *")).out;
+    const Outcome another = canlog(words("imports --store full/s --remove 1"));
+    shell(QStringLiteral("umount full"));
+    QCOMPARE(imported, 0);
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(rest.count('\n'), 5);
+    QVERIFY2(files.startsWith(".[a-z]* chunk-00000001.qcl chunk-0000000") && files.count("chunk") == 2,
+             files.constData());
+    QCOMPARE(another.status, 0);
+}
+
+void CanlogImportsTest::removalNotedOnAFullDiskIsCompleted()
+{
+    // As a program that was killed half-way leaves it.
+    QVERIFY(QFile::rename(path(QStringLiteral("s/chunk-00000002.qcl")), path(QStringLiteral("s/.removing-2-2"))));
+    // Not of that import: its number has been given to another.
+    QVERIFY(QFile::copy(path(QStringLiteral("s/.removing-2-2")), path(QStringLiteral("s/.removing-1-2"))));
+    const QByteArray rest = "(1000.000000) can0 123#0A\n(1000.500000) can0 123#0A\n(9000.000000) can0 456#0C\n";
+    Outcome outcome = canlog(words("convert --store s --to candump"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.out, rest);
+    QCOMPARE(canlog(words("imports --store s --remove 3")).status, 0);
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/.removing-2-2"))));
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/.removing-1-2"))));
+    outcome = canlog(words("imports --store s"));
+    QCOMPARE(outcome.err, QByteArray());
+    QVERIFY2(outcome.out.contains("a.log") && outcome.out.count('\n') == 2, outcome.out.constData());
+}
+
+void CanlogImportsTest::unpackedFolderIsRemovedWithItsImport()
+{
+    QCOMPARE(canlog(words("zip --store s a.zip")).status, 0);
+    QCOMPARE(canlog(words("unzip --store s a.zip --as one")).status, 0);
+    QCOMPARE(canlog(words("unzip --store s a.zip")).status, 0);
+    Outcome outcome = canlog(words("imports --store s --remove 4"));
+    QCOMPARE(outcome.err, QByteArray());
+    QVERIFY2(outcome.out.endsWith("/a.zip), 0 messages and the folder one, removed\n"), outcome.out.constData());
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/one"))));
+    QVERIFY(QFileInfo::exists(path(QStringLiteral("s/a.zip/chunk-00000003.qcl"))));
+
+    // What somebody has put there is not removed.
+    write(QStringLiteral("s/a.zip/remarks.txt"), "mine");
+    outcome = canlog(words("imports --store s --remove 5"));
+    QVERIFY2(outcome.err.contains("/s/a.zip holds more than the archive, remarks.txt; "), outcome.err.constData());
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(QFileInfo::exists(path(QStringLiteral("s/a.zip/chunk-00000003.qcl"))));
+    QVERIFY(QFile::remove(path(QStringLiteral("s/a.zip/remarks.txt"))));
+    QCOMPARE(canlog(words("imports --store s --remove 5")).status, 0);
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/a.zip"))));
 }
 
 void CanlogImportsTest::wrongNumbers_data()

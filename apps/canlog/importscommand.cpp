@@ -161,10 +161,12 @@ ExitStatus remove(const QString &folder, const ImportChoice &choice, Output &out
                 QStringLiteral("%1; check the permissions of the store and the space left").arg(store.errorString()));
             return ExitStatus::Failure;
         }
-        out.writeLine(printable(QStringLiteral("%1: import %2 (%3), %4, removed")
+        const QString unpacked =
+            record.folder.isEmpty() ? QString() : QStringLiteral(" and the folder %1").arg(record.folder);
+        out.writeLine(printable(QStringLiteral("%1: import %2 (%3), %4%5, removed")
                                     .arg(folder, QString::number(number),
                                          record.path.isEmpty() ? QStringLiteral("-") : record.path,
-                                         counted(record.messageCount, QStringLiteral("message")))));
+                                         counted(record.messageCount, QStringLiteral("message")), unpacked)));
     }
     return ExitStatus::Success;
 }
@@ -208,7 +210,8 @@ Subcommand importsSubcommand()
                 "The numbers are those that --import of show, stats and convert takes; they stay the same when\n"
                 "other imports are removed. An import that failed is listed, too: its messages were removed,\n"
                 "unless it was made with --keep-partial. What --remove was told is removed as a whole, even when\n"
-                "it is stopped on the way; the folder of an archive that was unpacked stays."),
+                "it is stopped on the way, also on a full disk, and with the folder that an archive was unpacked\n"
+                "into, unless there is more in it than that."),
             QStringLiteral("  canlog imports\n"
                            "  canlog show --import 3 && canlog imports --remove 3\n"),
             addOptions,

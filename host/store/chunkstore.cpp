@@ -51,10 +51,12 @@ void ChunkStore::removeEmpty(const QString &folder)
 {
     const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
     const QStringList names = QDir(folder).entryList(everything);
-    if (!std::all_of(names.cbegin(), names.cend(),
-                     [](const QString &name) { return name == ImportJournal::fileName(); }))
+    if (!std::all_of(names.cbegin(), names.cend(), [](const QString &name) {
+            return name == ImportJournal::fileName() || name == ImportTrace::fileName();
+        }))
         return;
     QFile::remove(folder + QLatin1Char('/') + ImportJournal::fileName());
+    QFile::remove(folder + QLatin1Char('/') + ImportTrace::fileName());
     QDir().rmdir(folder);
 }
 
@@ -348,6 +350,8 @@ void ChunkStore::notifyZipFileLoaded(const QString &name)
     if (!knowsPath)
         d->begin(Private::Phase::Unpacking);
     const QString path = knowsPath ? d->currentImport().record.path : name;
+    if (ImportJournal::isFolderName(name))
+        d->currentImport().record.folder = name;
     d->finish(true, DatachunkHelper::QclZipArchive, path, true);
     Q_EMIT importFinished(d->end());
 }

@@ -53,5 +53,6 @@ struct ImportRecord {
     bool fdSeen = false;    ///< CAN FD frames are among the messages, or the format said so
     QString errorText;      ///< why it failed, or which part of a success was left out; may be empty
     ImportSource source;
+    QString folder; ///< in the store's, which an archive was unpacked into; empty for others
 };
 Q_DECLARE_METATYPE(ImportRecord)
