@@ -26,6 +26,7 @@ private Q_SLOTS:
     void importIsRemovedFromAFullDisk();
     void removalNotedOnAFullDiskIsCompleted();
     void unpackedFolderIsRemovedWithItsImport();
+    void largeFileIsPackedInLittleMemory();
     void wrongNumbers_data();
     void wrongNumbers();
     void noStore();
@@ -240,6 +241,25 @@ void CanlogImportsTest::unpackedFolderIsRemovedWithItsImport()
     QVERIFY(QFile::remove(path(QStringLiteral("s/a.zip/remarks.txt"))));
     QCOMPARE(canlog(words("imports --store s --remove 5")).status, 0);
     QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/a.zip"))));
+}
+
+void CanlogImportsTest::largeFileIsPackedInLittleMemory()
+{
+#ifdef Q_OS_LINUX
+    QFile large(path(QStringLiteral("s/large.bin")));
+    QVERIFY(large.open(QIODevice::WriteOnly));
+    QVERIFY(large.resize(qint64(500) * 1024 * 1024)); // has a size, and takes no room
+    large.close();
+    if (shell(QStringLiteral("ulimit -v 400000; exec \"$canlog\" --version")).status != 0)
+        QSKIP("the program itself takes more");
+    const Outcome outcome = shell(QStringLiteral("ulimit -v 400000; exec \"$canlog\" zip --store s a.zip"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    QVERIFY(large.remove());
+    QCOMPARE(canlog(words("unzip --store t a.zip")).status, 0);
+#else
+    QSKIP("needs a limit on memory");
+#endif
 }
 
 void CanlogImportsTest::wrongNumbers_data()
