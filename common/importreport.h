@@ -26,6 +26,7 @@ public:
         NotRead,        ///< a kind of frame that the reader of this format leaves out
         EndsImport,     ///< the line breaks the format so that the rest of the file was not read
         BrokenLine,     ///< the line is not as the format has it; the fault has a text
+        CutLine,        ///< the line is too long: what stands behind its first 16 Mi characters was not read
     };
     /// What @p reason means, for users.
     static QString reasonText(Reason reason);

@@ -18,6 +18,8 @@ QString ImportReport::reasonText(Reason reason)
         return tr("the line breaks the format, reading ended here");
     case Reason::BrokenLine:
         return tr("the line is not as this format has it");
+    case Reason::CutLine:
+        return tr("the line is longer than 16 Mi characters, the rest of it is not read");
     }
     return {};
 }
@@ -26,11 +28,15 @@ void ImportWatch::start()
 {
     soFar = {};
     latestCut = -1;
+    isCut = false;
     pass();
 }
 
+/// Of a cut line that says all: what else is wrong may come of it.
 void ImportWatch::note(QStringView where, Reason why)
 {
+    if (isCut && isFaulty && why != Reason::EndsImport)
+        return;
     const std::less<const QChar *> isBefore; // the text may be in other memory than the line
     const QChar *const at = where.begin();
     if (where.isNull())
@@ -44,7 +50,14 @@ void ImportWatch::note(QStringView where, Reason why)
 void ImportWatch::settle()
 {
     addFault(soFar);
+    isCut = false;
     pass();
+}
+
+void ImportWatch::cutLine()
+{
+    isCut = true;
+    note({}, Reason::CutLine);
 }
 
 void ImportWatch::addFault(ImportReport &report) const

@@ -746,7 +746,7 @@ void TestCanlog::quietIsAccepted_data()
     QTest::addColumn<QString>("arguments");
     for (const char *arguments :
          {"import --again %1 small.log", "show %1", "show small.log %1", "stats %1", "count small.log %1",
-          "convert small.log %1 --to csv", "zip %1 b.zip", "unzip %1 a.zip", "merge %1 a.zip", "check %1 a.zip"})
+          "convert small.log %1 --to csv", "zip %1 b.zip", "unzip %1 a.zip", "merge --again %1 a.zip", "check %1 a.zip"})
         QTest::newRow(arguments) << QString::fromLatin1(arguments);
 }
 
@@ -1273,11 +1273,18 @@ void TestCanlog::fullOutput()
 void TestCanlog::closedOutput()
 {
     write(QStringLiteral("small.log"), smallLog);
-    const Outcome outcome = shell(QStringLiteral("exec \"$canlog\" import small.log <&- >&- 2>&-"));
-    QCOMPARE(outcome.status, 0);
+    Outcome outcome = shell(QStringLiteral("exec \"$canlog\" import small.log <&- >&- 2>&-"));
+    QCOMPARE(outcome.status, 1); // the line about it is lost
     const Outcome shown = canlog(words("show"));
     QCOMPARE(shown.err, QByteArray());
     QCOMPARE(shown.out, heading + smallTable);
+    for (const char *arguments :
+         {"show", "show small.log", "stats small.log", "count small.log", "imports", "--help"}) {
+        outcome = shell(QStringLiteral("exec \"$canlog\" %1 >&-").arg(QLatin1String(arguments)));
+        QCOMPARE(outcome.err, QByteArray("canlog: standard output: is closed; the results are lost\n"));
+        QCOMPARE(outcome.status, 1);
+    }
+    QCOMPARE(shell(QStringLiteral("exec \"$canlog\" convert small.log --to csv >&-")).status, 1);
 }
 
 // ---- the store outlives its writer

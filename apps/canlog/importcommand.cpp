@@ -10,6 +10,7 @@
 #include "host/store/timetext.h"
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 
 #include <memory>
 
@@ -90,7 +91,14 @@ public:
         , keepsPartial(commandLine.isSet(QStringLiteral("keep-partial")))
         , isAgain(commandLine.isSet(QStringLiteral("again")))
         , out(output)
+        , made(folder)
     {
+    }
+
+    ~Importing()
+    {
+        if (ChunkStore::isStore(folder))
+            made.keep(); // even if it holds no more than what failed
     }
 
     /// Imports all @p paths. An interruption or a store that cannot be opened ends it; a file that fails does not.
@@ -110,6 +118,8 @@ public:
     }
 
 private:
+    Q_DISABLE_COPY_MOVE(Importing)
+
     ExitStatus import(const QString &path)
     {
         InputFile input(path);
@@ -127,7 +137,8 @@ private:
 
         store->setImportSource(source);
         ProgressBar bar(path, isBarWanted(parser));
-        store->setSourceName(input.isPlainFile() ? QString() : path);
+        const QString name = path == standardInput ? path : QFileInfo(path).absoluteFilePath();
+        store->setSourceName(input.isPlainFile() ? QString() : name);
         FileRequest request{input.path(), format->type, requestText(parser, *format)};
         request.stream = input.isStream() ? &input : nullptr;
         const StoreImport import = requestImport(*store, request, &bar);
@@ -234,6 +245,7 @@ private:
     const bool keepsPartial;
     const bool isAgain;
     Output &out;
+    NewStoreFolder made;
     std::unique_ptr<CountingStore> store; ///< once it is needed
     bool isStoreUnusable = false;
 };

@@ -163,10 +163,11 @@ void prepareStandardStreams()
 {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    // A file that is opened while a standard stream is closed gets that stream's number, and then its text.
+    // A file that is opened while a standard stream is closed gets that stream's number, and then its text. Results are
+    // not to vanish: writing them is to fail.
     for (int descriptor = 0; descriptor <= 2; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) == -1)
-            open("/dev/null", O_RDWR);
+            open("/dev/null", descriptor == 1 ? O_RDONLY : O_RDWR);
     }
 }
 

@@ -90,6 +90,8 @@ public:
     /// The number of the import that succeeded, has messages here, all its chunks included, and read the same @p
     /// source; 0 when there is none.
     int findImport(const ImportSource &source) const;
+    /// The same for one that failed and whose messages were kept.
+    int findKeptPart(const ImportSource &source) const;
     /// Removes the messages of the import with @p number, all or, for those who open the store later, none. What is
     /// left of it is a record that says so. False with errorString() set when there is no such import, or not all of
     /// its files could be removed; the next opening for writing tries again then.

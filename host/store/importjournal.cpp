@@ -96,6 +96,8 @@ QJsonObject toJson(const Import &import)
     };
     if (!record.source.path.isEmpty())
         object.insert(QStringLiteral("source"), toJson(record.source));
+    if (!record.folder.isEmpty())
+        object.insert(QStringLiteral("folder"), record.folder);
     return object;
 }
 
@@ -199,9 +201,12 @@ bool fromJson(const QJsonValue &value, Import &import)
         record.keeping = entry.keeping(QStringLiteral("messages"));
     if (entry.has(QStringLiteral("removedMessages")))
         record.removedMessages = entry.number<quint64>(QStringLiteral("removedMessages"));
+    if (entry.has(QStringLiteral("folder")))
+        record.folder = entry.text(QStringLiteral("folder"));
+    const bool isFolderGood = record.folder.isEmpty() || isFolderName(record.folder);
     const bool isSourceGood =
         !entry.has(QStringLiteral("source")) || fromJson(entry.value(QStringLiteral("source")), record.source);
-    return isSourceGood && entry.isValid() && import.firstChunk <= ChunkFormat::maximumNumber + 1
+    return isSourceGood && isFolderGood && entry.isValid() && import.firstChunk <= ChunkFormat::maximumNumber + 1
            && std::all_of(import.chunks.cbegin(), import.chunks.cend(),
                           [](quint64 number) { return number <= ChunkFormat::maximumNumber; });
 }
@@ -211,6 +216,12 @@ bool fromJson(const QJsonValue &value, Import &import)
 QString fileName()
 {
     return QStringLiteral("imports.json");
+}
+
+bool isFolderName(const QString &name)
+{
+    return !name.isEmpty() && !name.contains(QLatin1Char('/')) && name != QLatin1String(".")
+           && name != QLatin1String("..");
 }
 
 Fault read(const QString &path, Content &content)
