@@ -140,6 +140,7 @@ const QVector<LogFormat> &logFormats()
         today(GvretCsv, "gvret", "CSV of SavvyCAN and GVRET devices", ".csv", make<makeGvretCsvReader>),
         today(PythonCanCsv, "pythoncan", "CSV of python-can", ".csv", make<makePythonCanCsvReader>),
         today(SemicolonCsv, "canedge", "semicolon-separated CSV of loggers", ".csv", make<makeSemicolonCsvReader>),
+        thatMayFail(today(Blf, "blf", "binary logging file (BLF)", ".blf", make<makeBlfReader>)),
     };
     return table;
 }

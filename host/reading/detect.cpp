@@ -411,6 +411,8 @@ Detection detectFormat(QIODevice &device)
                 QStringLiteral("load it with 'canlog merge' or 'canlog unzip' if 'canlog zip' wrote it, or else unpack "
                                "it first")};
     }
+    if (beginning.startsWith("LOGG"))
+        return {DatachunkHelper::Blf, true, QStringLiteral("begins as a binary logging file does"), {}};
     if (beginning == QByteArray("SQLite format 3", 16)) // with the zero at its end
         return convertedLog(QStringLiteral("is a SQLite database"));
     return detectText(firstLines(device));
