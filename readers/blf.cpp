@@ -86,11 +86,15 @@ private:
     void keepRest();
     void takeContent(const Piece &piece);
     bool endOfWindow();
-    void endStray(bool isEnd);
+    bool passOver(const Found &found);
+    bool skipObject();
+    void endStray(const Found &found);
     Kind look(const char *bytes, qint64 size);
     qint64 offsetOf(const char *bytes) const;
 
     // The report
+    void beginObject(qint64 offset);
+    void blameCut(qint64 offset, qint64 missing);
     void blame(const Piece &piece);
     Kind drop(const QString &text) { return drop(ImportReport::Reason::BrokenLine, text); }
     Kind drop(ImportReport::Reason reason, const QString &text);
@@ -221,13 +225,11 @@ bool BlfReader::begin()
                               .arg(version / 100 % 100)
                               .arg(version % 100);
     }
-    objectOffset = 0;
     if (header.isCutShort) {
-        ++counts.lines;
+        beginObject(0);
         drop(tr("the file ends in its header, %1 bytes too early").arg(header.missing));
     } else if (!header.start.isValid()) {
-        ++counts.lines;
-        objectOffset = 40;
+        beginObject(40);
         doubt(header.isStartStored
                   ? tr("the start of the measurement is no date; times count from it all the same")
                   : tr("the start of the measurement is not stored; times count from it all the same"));
@@ -243,73 +245,76 @@ bool BlfReader::advance()
     for (;;) {
         if (outside) {
             const Piece &piece = *std::exchange(outside, nullptr);
-            objectOffset = piece.offset;
+            beginObject(piece.offset);
             if (look(piece.begin, piece.end - piece.begin) == Kind::Frame)
                 return true;
             continue;
         }
         if (toSkip > 0) {
-            const qint64 part = std::min<qint64>(toSkip, end - position);
-            position += part;
-            toSkip -= part;
-            if (toSkip > 0 && !more() && !endOfWindow())
+            if (!skipObject())
                 return false;
             continue;
         }
         const Found found = findObject(position, end, isLast, Place::Container);
-        const qint64 offset = found.object ? offsetOf(found.object) : 0;
-        switch (found.what) {
-        case Found::What::Missing:
-            isLast = !more();
-            if (pieces->isStopped())
+        if (found.what != Found::What::Object && found.what != Found::What::TooLong) {
+            if (!passOver(found))
                 return false;
             continue;
-        case Found::What::Stray:
-            if (strayCount == 0) {
-                strayOffset = offsetOf(position);
-                isStrayZero = true;
-            }
-            isStrayZero = isStrayZero && std::all_of(position, found.next, [](char c) { return c == 0; });
-            strayCount += found.next - position;
-            position = found.next;
-            continue;
-        case Found::What::End:
-            endStray(true);
-            if (!endOfWindow())
-                return false;
-            continue;
-        case Found::What::CutShort:
-            endStray(false);
-            if (!isBroken) {
-                ++counts.lines;
-                isFaulty = false;
-                objectOffset = offset;
-                drop(tr("the log ends within this object, %1 bytes too early").arg(found.missing));
-            }
-            if (!endOfWindow())
-                return false;
-            continue;
-        case Found::What::WrongSize:
-            endStray(false);
-            ++counts.lines;
-            isFaulty = false;
-            objectOffset = offset;
-            drop(tr("its size of %1 bytes is none that it can have").arg(sizeOf(found.object)));
-            isAfterWrongSize = true;
-            position = found.next;
-            continue;
-        case Found::What::TooLong:
-        case Found::What::Object:
-            break;
         }
-        endStray(false);
+        endStray(found);
         isAfterWrongSize = isAfterGap = false;
-        objectOffset = offset;
+        beginObject(offsetOf(found.object));
         toSkip = std::max<qint64>(found.next - end, 0);
         position = std::min(found.next, end);
         if (look(found.object, position - found.object) == Kind::Frame)
             return true;
     }
+}
+
+/// Passes over what is no object, or none that can be read. False at the end of the log.
+bool BlfReader::passOver(const Found &found)
+{
+    switch (found.what) {
+    case Found::What::Missing:
+        isLast = !more();
+        return !pieces->isStopped();
+    case Found::What::Stray:
+        if (strayCount == 0) {
+            strayOffset = offsetOf(position);
+            isStrayZero = true;
+        }
+        isStrayZero = isStrayZero && std::all_of(position, found.next, [](char c) { return c == 0; });
+        strayCount += found.next - position;
+        position = found.next;
+        return true;
+    case Found::What::WrongSize:
+        endStray(found);
+        beginObject(offsetOf(found.object));
+        drop(tr("its size of %1 bytes is none that it can have").arg(sizeOf(found.object)));
+        isAfterWrongSize = true;
+        position = found.next;
+        return true;
+    case Found::What::CutShort:
+        endStray(found);
+        blameCut(offsetOf(found.object), found.missing);
+        return endOfWindow();
+    default:
+        endStray(found);
+        return endOfWindow();
+    }
+}
+
+/// Passes over the rest of an object that is not kept. False at the end of the log.
+bool BlfReader::skipObject()
+{
+    const qint64 part = std::min<qint64>(toSkip, end - position);
+    position += part;
+    toSkip -= part;
+    if (toSkip == 0 || more())
+        return true;
+    if (!pieces->isStopped())
+        blameCut(objectOffset, toSkip);
+    return endOfWindow();
 }
 
 /// Whether what comes next can be waited for: always in a file. Whoever looks at a live log wants each frame as it
@@ -385,16 +390,15 @@ bool BlfReader::endOfWindow()
     return isGap;
 }
 
-/// After what was no object comes one, or the end, before which zeros may stand.
-void BlfReader::endStray(bool isEnd)
+/// After what was no object comes @p found: one, or the end, before which zeros may stand.
+void BlfReader::endStray(const Found &found)
 {
+    const bool isEnd = found.what == Found::What::End;
     const qint64 count = std::exchange(strayCount, 0);
     if (count == 0 || isAfterGap || isAfterWrongSize || (isEnd && (isStrayZero || isBroken)))
         return;
-    ++counts.lines;
-    isFaulty = false;
-    objectOffset = strayOffset;
-    drop(tr("%1 bytes are no object").arg(count));
+    beginObject(strayOffset);
+    drop(tr("%1 bytes are no object").arg(count + (isEnd ? 0 : found.object - position)));
 }
 
 /// Where in the file the object stands that begins at @p bytes, or the container that holds it.
@@ -416,12 +420,27 @@ ImportReport BlfReader::report() const
     return report;
 }
 
-/// Of a container that is damaged some may have been read, and that counts.
-void BlfReader::blame(const Piece &piece)
+/// Counts what comes next, which is an object or should be one.
+void BlfReader::beginObject(qint64 offset)
 {
     ++counts.lines;
     isFaulty = false;
-    objectOffset = piece.offset;
+    objectOffset = offset;
+}
+
+/// The log ends @p missing bytes before the end of an object, unless it has a gap there, which was blamed.
+void BlfReader::blameCut(qint64 offset, qint64 missing)
+{
+    if (isBroken)
+        return;
+    beginObject(offset);
+    drop(tr("the log ends within this object, %1 bytes too early").arg(missing));
+}
+
+/// Of a container that is damaged some may have been read, and that counts.
+void BlfReader::blame(const Piece &piece)
+{
+    beginObject(piece.offset);
     switch (piece.fault) {
     case Fault::None:
         break;
@@ -505,11 +524,9 @@ void BlfReader::addNote(const QString &text)
 
 // What is in an object
 
-/// Counts the object and takes it, unless it is a frame, whose turn comes later.
+/// Takes the object, unless it is a frame, whose turn comes later.
 BlfReader::Kind BlfReader::look(const char *bytes, qint64 size)
 {
-    ++counts.lines;
-    isFaulty = false;
     object = bytes;
     objectSize = size;
     const quint32 type = typeOf(object);

@@ -260,6 +260,8 @@ void Pieces::takeFound(const Found &found)
         takeStray(found);
         return;
     }
+    if (strayCount > 0 && found.object)
+        strayCount += found.object - (window.data() + begin); // which were taken for padding
     endStray(found.what == Found::What::End);
     if (found.what == Found::What::End) {
         isScanned = true;
