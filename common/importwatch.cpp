@@ -24,6 +24,23 @@ QString ImportReport::reasonText(Reason reason)
     return {};
 }
 
+QString ImportReport::placeText(const Fault &fault) const
+{
+    if (unit == Unit::Object)
+        return tr("object %1, byte %2").arg(QString::number(fault.line), QString::number(fault.offset));
+    return tr("line %1, column %2").arg(QString::number(fault.line), QString::number(fault.column));
+}
+
+QString ImportReport::skippedText() const
+{
+    QStringList parts;
+    for (auto type = skippedTypes.cbegin(); type != skippedTypes.cend(); ++type)
+        parts.append(tr("%1 of type %2").arg(QString::number(*type), QString::number(type.key())));
+    if (otherSkipped > 0)
+        parts.append(tr("%1 of other types").arg(otherSkipped));
+    return parts.isEmpty() ? QString() : tr("skipped: %1").arg(parts.join(QLatin1String(", ")));
+}
+
 void ImportWatch::start()
 {
     soFar = {};

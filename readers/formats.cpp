@@ -62,6 +62,12 @@ LogFormat looksLike(const QVector<LineSign> &signs, LogFormat format)
     return format;
 }
 
+LogFormat beginsWith(const char *magic, LogFormat format)
+{
+    format.magic = magic;
+    return format;
+}
+
 LogFormat withNotes(LogFormat format)
 {
     format.makesNotes = true;
@@ -256,6 +262,8 @@ const QVector<LogFormat> &logFormats()
              {Role::Frame, 30, "rows", R"(^\s*\d+(?:\.\d+)?;[^;]*;%h+;[01];)"}},
             today(SemicolonCsv, "canedge", "semicolon-separated CSV of loggers", ".csv", "semicoloncsv",
                   make<makeSemicolonCsvReader>)),
+        beginsWith("LOGG",
+                   thatMayFail(today(Blf, "blf", "binary logging file (BLF)", ".blf", "blf", make<makeBlfReader>))),
     };
     return table;
 }

@@ -4,6 +4,7 @@
 #include "common/canloghandler_export.h"
 #include "common/datachunkhelper.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -47,8 +48,9 @@ struct CANLOGHANDLER_EXPORT LogFormat {
     QString description;
     QString suffix; ///< usual end of the file name
     /// What its lines look like: the first sign that a line matches decides; those of frames stand behind the header
-    /// lines. Without any the format is never found from the content, only named.
+    /// lines. With neither these nor a magic the format is never found from the content, only named.
     QVector<LineSign> signs;
+    QByteArray magic; ///< the first bytes of a binary format
     QString samples; ///< the folder in tests/data that has some logs of it, from which the fuzzer starts, too
     Delivery delivery = Delivery::Batches;
     FdNotice fdNotice = FdNotice::Never;

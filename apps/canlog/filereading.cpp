@@ -43,8 +43,7 @@ static QString endText(const ImportReport &report)
     if (report.faults.isEmpty() || report.faults.constLast().reason != ImportReport::Reason::EndsImport)
         return {};
     const ImportReport::Fault &end = report.faults.constLast();
-    return QStringLiteral("line %1, column %2: %3")
-        .arg(QString::number(end.line), QString::number(end.column), end.toText());
+    return QStringLiteral("%1: %2").arg(report.placeText(end), end.toText());
 }
 
 FileResult readFile(DatachunkHandler &store, const FileRequest &request, ProgressBar *bar)

@@ -37,7 +37,7 @@ QString linesText(const ImportReport &report)
     add(report.droppedLines, "dropped");
     add(report.faultyLines, "faulty");
     const QString details = parts.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(parts.join(QLatin1String(", ")));
-    return counted(quint64(report.lines), QStringLiteral("line")) + details;
+    return counted(quint64(report.lines), unitText(report)) + details;
 }
 
 QString resultText(const StoreImport &import, const Format &format, const CountingStore &store)
@@ -63,18 +63,20 @@ QString failureText(const ImportRecord &record, const Format &format, const Chun
     return store.errorString().isEmpty() ? notReadText(format, record.errorText) : record.errorText;
 }
 
-/// Prints the faults in @p report like a compiler.
+/// Prints the faults in @p report like a compiler; of a log without lines as FILE: object 17, byte 3120: REASON.
 void printFaults(const QString &path, const ImportReport &report, Output &out)
 {
     for (const ImportReport::Fault &fault : report.faults) {
-        out.writeLine(
-            printable(QStringLiteral("%1:%2:%3: %4")
-                          .arg(path, QString::number(fault.line), QString::number(fault.column), fault.toText())));
+        const QString place =
+            report.unit == ImportReport::Unit::Line
+                ? QStringLiteral("%1:%2").arg(QString::number(fault.line), QString::number(fault.column))
+                : QLatin1Char(' ') + report.placeText(fault);
+        out.writeLine(printable(QStringLiteral("%1:%2: %3").arg(path, place, fault.toText())));
     }
     const qint64 others = report.faultyLines - report.faults.size();
     if (others > 0)
-        out.writeLine(printable(
-            QStringLiteral("%1: %2 more").arg(path, counted(quint64(others), QStringLiteral("faulty line")))));
+        out.writeLine(printable(QStringLiteral("%1: %2 more")
+                                    .arg(path, counted(quint64(others), QLatin1String("faulty ") + unitText(report)))));
 }
 
 const QLatin1String standardInput("-");
@@ -225,6 +227,7 @@ private:
         out.writeLine(
             printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, *store), folder)));
         out.flush();
+        complainOfRemarks(path, report);
         if (report.cutNotes > 0)
             complain(path, cutNotesText(report));
         if (import.record.messageCount == 0)
@@ -233,7 +236,7 @@ private:
             return ExitStatus::Failure; // after the complaint that there is no message
         if (!isStrict || report.faultyLines == 0)
             return ExitStatus::Success;
-        complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))
+        complain(path, counted(quint64(report.faultyLines), QLatin1String("faulty ") + unitText(report))
                            + (isReported ? QString() : QStringLiteral("; --report lists them")));
         return ExitStatus::Failure;
     }

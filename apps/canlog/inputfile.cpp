@@ -57,13 +57,18 @@ QString notReadText(const Format &format, const QString &reason)
     return QStringLiteral("cannot be read as %1%2; try another --type").arg(format.name(), shownReason);
 }
 
+QString unitText(const ImportReport &report)
+{
+    return report.unit == ImportReport::Unit::Object ? QStringLiteral("object") : QStringLiteral("line");
+}
+
 /// Of a @p report with faults: how many lines, and what is wrong with the first.
 static QString faultsText(const ImportReport &report)
 {
     const ImportReport::Fault &first = report.faults.constFirst();
-    return QStringLiteral("%1 of %2 dropped or read in part, the first at line %3, column %4 (%5)")
-        .arg(QString::number(report.faultyLines), counted(quint64(report.lines), QStringLiteral("line")),
-             QString::number(first.line), QString::number(first.column), first.toText());
+    return QStringLiteral("%1 of %2 dropped or read in part, the first at %3 (%4)")
+        .arg(QString::number(report.faultyLines), counted(quint64(report.lines), unitText(report)),
+             report.placeText(first), first.toText());
 }
 
 QString noMessagesText(const Format &format, const ImportReport &report)
@@ -80,6 +85,15 @@ QString cutNotesText(const ImportReport &report)
         return {};
     return QStringLiteral("warning: %1 cut, since what the log says there would fill the memory")
         .arg(counted(quint64(report.cutNotes), QStringLiteral("note")));
+}
+
+void complainOfRemarks(const QString &path, const ImportReport &report)
+{
+    const QString skipped = report.skippedText();
+    if (!skipped.isEmpty())
+        complain(path, skipped);
+    for (const QString &remark : report.remarks)
+        complain(path, remark);
 }
 
 bool areAllDropped(const ImportReport &report)

@@ -21,6 +21,10 @@ enum class FileKind { Log, Archive };
 QString whyUnreadable(const QString &path, FileKind kind);
 /// What to say of a file that could not be read as @p format, for @p reason, which may be empty.
 QString notReadText(const Format &format, const QString &reason);
+/// What the log consists of by its @p report: "line", or "object".
+QString unitText(const ImportReport &report);
+/// Names on standard error what was passed over in @p path by its @p report, and what else there is to say of it.
+void complainOfRemarks(const QString &path, const ImportReport &report);
 /// What to say of a file that holds no message when it is read as @p format; @p report tells what its lines lacked.
 QString noMessagesText(const Format &format, const ImportReport &report);
 /// What to say of notes that its @p report calls cut; empty when none were.

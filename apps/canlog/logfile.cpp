@@ -178,6 +178,7 @@ ExitStatus LogFile::read(const MessageVisitor &visitor, ProgressBar *bar)
 ExitStatus LogFile::judge() const
 {
     const bool isFailure = areAllDropped(report) || (report.faultyLines > 0 && options.isSet(strictName));
+    complainOfRemarks(input.name(), report);
     if (report.cutNotes > 0)
         complain(input.name(), cutNotesText(report));
     if (count == 0)

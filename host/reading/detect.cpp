@@ -337,6 +337,10 @@ Detection detectFormat(QIODevice &device)
                 QStringLiteral("load it with 'canlog merge' or 'canlog unzip' if 'canlog zip' wrote it, or else unpack "
                                "it first")};
     }
+    for (const LogFormat &format : logFormats()) {
+        if (!format.magic.isEmpty() && beginning.startsWith(format.magic))
+            return {format.type, true, QStringLiteral("begins as a %1 does").arg(format.description), {}};
+    }
     if (beginning == QByteArray("SQLite format 3", 16)) // with the zero at its end
         return convertedLog(QStringLiteral("is a SQLite database"));
     for (const OtherFile &other : otherFiles()) {
