@@ -7,12 +7,9 @@
 #include "apps/canlog/progressbar.h"
 #include "host/store/notes.h"
 #include "readers/formats.h"
-#include "readers/framereader.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
-
-#include <memory>
 
 static const QLatin1String strictName("strict");
 
@@ -90,7 +87,7 @@ bool LogFile::readChunk(const MessageVisitor &visitor)
 bool LogFile::pull(const MessageVisitor &visitor, ProgressBar *bar)
 {
     const LogFormat &row = *findLogFormat(format->type);
-    const std::unique_ptr<FrameReader> reader = row.make(row.type, requestText(options, *format));
+    reader = row.make(row.type, requestText(options, *format));
     reader->setProgress([&](qint64 bytesRead, qint64 bytesTotal) {
         if (bar && input.isStream())
             bar->update(input.bytesRead(), input.bytesTotal());

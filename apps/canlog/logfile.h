@@ -5,8 +5,11 @@
 #include "apps/canlog/subcommand.h"
 #include "common/importreport.h"
 #include "host/store/chunkformat.h"
+#include "readers/framereader.h"
 
 #include <QString>
+
+#include <memory>
 
 class ProgressBar;
 struct Format;
@@ -39,6 +42,11 @@ public:
     /// How many messages were read.
     quint64 messageCount() const { return count; }
 
+    /// What the log has said of itself so far; still there after read().
+    LogInfo info() const { return reader ? reader->info() : LogInfo(); }
+    /// Whether the log tells the direction of the message that the visitor has.
+    bool isDirectionTold() const { return reader && reader->toldFields().direction; }
+
     /// Whether read() came to the end of the file, whatever its lines were.
     bool wasReadToEnd() const { return reachedEnd; }
 
@@ -57,6 +65,8 @@ private:
     const QCommandLineParser &options;
     bool reachedEnd = false;
     const Format *format = nullptr; ///< once it is open
+
+    std::unique_ptr<FrameReader> reader; ///< of a log, once it is read
 
     // Of what was read
     quint64 count = 0;

@@ -100,6 +100,13 @@ void MessageSource::chooseStore(const QString &folder, const ImportChoice &choic
     store = std::make_unique<ChunkStore>();
 }
 
+LogInfo MessageSource::info() const
+{
+    if (file)
+        return file->info();
+    return currentImport > 0 ? store->logInfo(currentImport) : LogInfo();
+}
+
 bool MessageSource::open()
 {
     if (file)
@@ -122,6 +129,7 @@ ExitStatus MessageSource::visitStore(const MessageVisitor &visitor, ProgressBar 
 {
     const auto enter = [this](int import) {
         const bool isWanted = imports.isAll() || imports.contains(import);
+        currentImport = import;
         if (isWanted && importListener)
             importListener();
         return isWanted;

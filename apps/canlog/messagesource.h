@@ -42,6 +42,11 @@ public:
     /// The file or folder, for people.
     QString name() const { return path; }
 
+    /// What the log of the message that the visitor has said of itself, or of the last one.
+    LogInfo info() const;
+    /// Whether the log tells the direction of that message. A store does not keep that.
+    bool isDirectionTold() const { return file && file->isDirectionTold(); }
+
     /// Whether there is something to visit(), which is asked first; false after a complaint.
     bool open();
     /**
@@ -60,5 +65,6 @@ private:
     std::unique_ptr<LogFile> file;     ///< null: the path is the folder of a store
     std::unique_ptr<ChunkStore> store; ///< null: the path is a log
     ImportChoice imports;
+    int currentImport = 0; ///< of the store
     std::function<void()> importListener;
 };

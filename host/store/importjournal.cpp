@@ -2,6 +2,7 @@
 #include "host/store/importjournal.h"
 
 #include "host/store/chunkformat.h"
+#include "host/store/loginfotext.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -96,6 +97,9 @@ QJsonObject toJson(const Import &import)
     };
     if (!record.source.path.isEmpty())
         object.insert(QStringLiteral("source"), toJson(record.source));
+    const QJsonObject log = LogInfoText::toJson(record.log);
+    if (!log.isEmpty())
+        object.insert(QStringLiteral("log"), log);
     return object;
 }
 
@@ -146,6 +150,7 @@ public:
     }
     /// What an earlier version did not write is missing there.
     bool has(const QString &key) const { return object.contains(key); }
+    QJsonObject valueOrNone(const QString &key) const { return object.value(key).toObject(); }
     QJsonValue value(const QString &key) { return check(object.value(key), QJsonValue::Object); }
     Keeping keeping(const QString &key)
     {
@@ -199,6 +204,8 @@ bool fromJson(const QJsonValue &value, Import &import)
         record.keeping = entry.keeping(QStringLiteral("messages"));
     if (entry.has(QStringLiteral("removedMessages")))
         record.removedMessages = entry.number<quint64>(QStringLiteral("removedMessages"));
+    // What cannot be read there is not said: no message depends on it.
+    record.log = LogInfoText::fromJson(entry.valueOrNone(QStringLiteral("log")));
     const bool isSourceGood =
         !entry.has(QStringLiteral("source")) || fromJson(entry.value(QStringLiteral("source")), record.source);
     return isSourceGood && entry.isValid() && import.firstChunk <= ChunkFormat::maximumNumber + 1

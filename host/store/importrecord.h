@@ -3,6 +3,7 @@
 
 #include "common/canrxmessage.h"
 #include "common/datachunkhelper.h"
+#include "common/loginfo.h"
 
 #include <QMetaType>
 #include <QString>
@@ -50,5 +51,6 @@ struct ImportRecord {
     bool fdSeen = false;    ///< CAN FD frames are among the messages, or the format said so
     QString errorText;      ///< why it failed, or which part of a success was left out; may be empty
     ImportSource source;
+    LogInfo log; ///< what the log says of itself
 };
 Q_DECLARE_METATYPE(ImportRecord)
