@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "apps/canlog/busnames.h"
 #include "apps/canlog/logfile.h"
 #include "apps/canlog/messagesource.h"
 #include "apps/canlog/messagetable.h"
@@ -17,13 +18,17 @@ namespace
 class MessagePrinter
 {
 public:
-    MessagePrinter(Output &output, const MessageFilter &messageFilter, quint64 limit)
+    /// With a @p nameSource channels are shown by the names that it knows.
+    MessagePrinter(Output &output, const MessageFilter &messageFilter, quint64 limit, const MessageSource *nameSource)
         : out(output)
         , filter(messageFilter)
         , left(limit)
+        , source(nameSource)
     {
-        writeTableHeading(out);
+        writeTableHeading(out, source ? ChannelColumn::Name : ChannelColumn::Number);
     }
+    /// What is printed next is of another log.
+    void beginLog() { names.beginLog(); }
 
     /// False when nothing more will be printed: the limit is reached, or nobody reads the output.
     bool wantsMore() const { return left > 0 && out.isOpen(); }
@@ -33,7 +38,10 @@ public:
     {
         if (!wantsMore() || !filter.passes(message, !note.isEmpty()))
             return;
-        writeTableRow(out, message, note);
+        if (source)
+            writeTableRow(out, message, note, names.nameOf(message.channel, *source));
+        else
+            writeTableRow(out, message, note);
         --left;
     }
 
@@ -41,6 +49,8 @@ private:
     Output &out;
     const MessageFilter &filter;
     quint64 left;
+    const MessageSource *source;
+    BusNames names;
 };
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
@@ -66,7 +76,8 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     // The heading is written when it is known that there is something to show.
     if (!source.open())
         return ExitStatus::Failure;
-    MessagePrinter printer(out, filter, limit);
+    MessagePrinter printer(out, filter, limit, parser.isSet(QStringLiteral("names")) ? &source : nullptr);
+    source.setImportListener([&printer] { printer.beginLog(); });
     return source.visit([&](const CAN::CanRxMessage &message, const QString &note) {
         printer.print(message, note);
         return printer.wantsMore();
@@ -79,6 +90,8 @@ void addOptions(QCommandLineParser &parser)
     MessageFilter::addOptions(parser);
     parser.addOption(
         {QStringLiteral("limit"), QStringLiteral("Only the first N messages. Default: all."), QStringLiteral("N")});
+    parser.addOption({QStringLiteral("names"),
+                      QStringLiteral("Shows what the log calls a channel, as can0, in place of its number.")});
     parser.addOption(quietOption());
 }
 
@@ -90,7 +103,7 @@ Subcommand showSubcommand()
         QStringLiteral("show"),
         QStringLiteral("Prints the messages of a store or of a log file as a table."),
         MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis()
-            + QLatin1String(" [--limit N] [--quiet]"),
+            + QLatin1String(" [--limit N] [--names] [--quiet]"),
         QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
                        "What is left out of a damaged store is named on standard error; the exit status is then 1.\n")
             + LogFile::warningHelp(),
