@@ -153,7 +153,7 @@ void TestCanlog::help_data()
         << words("show -h")
         << QByteArray("Usage: canlog show [--store DIR | FILE... [--type NAME|NUMBER] [--columns CODES] [--strict]] "
                       "[--id HEX[,HEX]] [--channel N[,N]] [--from TIME] [--to TIME] "
-                      "[--direction rx|tx] [--notes-only] [--limit N] [--quiet]\n")
+                      "[--direction rx|tx] [--notes-only] [--limit N] [--names] [--quiet]\n")
         << QStringList{QStringLiteral("--store <DIR>"),     QStringLiteral("--type <NAME|NUMBER>"),
                        QStringLiteral("--id <HEX[,HEX]>"),  QStringLiteral("--limit <N>"),
                        QStringLiteral("--columns <CODES>"), QStringLiteral("canlog-store"),

@@ -28,6 +28,7 @@ private Q_SLOTS:
 
     void help();
     void tableOfASmallLog();
+    void namesOfTheChannels();
     void tableOfBusLoads();
     void jsonOfASmallLog();
     void jsonOfBusLoads();
@@ -126,11 +127,30 @@ void CanlogStatsTest::tableOfASmallLog()
              "Frame rate               2.463 /s\n"
              "Gaps > 1.000000 s        1, longest 2.000000 s from 10.030000 to 12.030000\n"
              "Steps back in time       0\n"
+             "Channel 1                can0\n"
              "\n" + tableHeading
                  + "      1         123           4    80.00    0-8          10.000000          10.030000         8.000"
                    "        10.000        12.000         1.633       0\n"
                    "      1    18FEF100           1    20.00      8          12.030000          12.030000             -"
                    "             -             -             -       0\n");
+}
+
+void CanlogStatsTest::namesOfTheChannels()
+{
+    write(QStringLiteral("a.log"), "(10.0) vcan0 123#11\n(10.5) engine 124#22\n");
+    write(QStringLiteral("b.log"), "(10.0) can0 123#11\n");
+    const QStringList wanted{QStringLiteral("Channel 1                vcan0, can0"),
+                             QStringLiteral("Channel 2                engine")};
+    QCOMPARE(canlog(words("import a.log b.log")).status, 0);
+    const QStringList lines = QString::fromUtf8(canlog(words("stats")).out).split(QLatin1Char('\n'));
+    QCOMPARE(lines.filter(QStringLiteral("Channel ")).mid(0, 2), wanted);
+    const Outcome json = canlog(words("stats a.log --json"));
+    const QJsonArray channels = QJsonDocument::fromJson(json.out).object().value(QStringLiteral("channels")).toArray();
+    QCOMPARE(channels.at(0).toObject().value(QStringLiteral("name")).toString(), QStringLiteral("vcan0"));
+    QCOMPARE(channels.at(1).toObject().value(QStringLiteral("name")).toString(), QStringLiteral("engine"));
+    const QList<QByteArray> rows = canlog(words("show --names a.log")).out.split('\n');
+    QVERIFY2(rows.at(1).contains("         vcan0  Rx "), rows.at(1).constData());
+    QVERIFY2(rows.at(2).contains("        engine  Rx "), rows.at(2).constData());
 }
 
 /// Two channels in one second: 100 base frames of 8 bytes on channel 1; an FD frame with bit-rate switch and an error
@@ -260,7 +280,7 @@ void CanlogStatsTest::storeGivesTheSameAsItsFile()
     QCOMPARE(ofStore.err, QByteArray());
     QCOMPARE(ofStore.status, 0);
     QCOMPARE(ofStore.out, ofFile.out);
-    QCOMPARE(ofStore.out.count('\n'), 8 + 2 + 17); // facts, blank line and heading, identifiers
+    QCOMPARE(ofStore.out.count('\n'), 8 + 2 + 2 + 17); // facts, names, blank line and heading, identifiers
 }
 
 void CanlogStatsTest::filters_data()

@@ -71,6 +71,7 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
             result.ok = handler.loadFile(request.path, request.type, request.text, request.flag);
         }
         result.report = handler.getImportReport();
+        result.log = handler.getLogInfo();
         result.archive = handler.getArchiveReport();
         if (request.stream && !result.report.readError.isEmpty())
             result.report.readError = request.stream->withAdvice(result.report.readError);

@@ -7,12 +7,9 @@
 #include "apps/canlog/progressbar.h"
 #include "host/store/notes.h"
 #include "readers/formats.h"
-#include "readers/framereader.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
-
-#include <memory>
 
 static const QLatin1String strictName("strict");
 

@@ -46,11 +46,14 @@ public:
     /// are counted alone. @p bar, which may be null, is kept up to date.
     ExitStatus read(const MessageVisitor &visitor, ProgressBar *bar);
 
-    /// What the log has told of itself so far.
-    LogInfo info() const { return reader ? reader->info() : LogInfo(); }
     QString name() const { return input.name(); }
     /// How many messages were read.
     quint64 messageCount() const { return count; }
+
+    /// What the log has said of itself so far; still there after read().
+    LogInfo info() const { return reader ? reader->info() : LogInfo(); }
+    /// Whether the log tells the direction of the message that the visitor has.
+    bool isDirectionTold() const { return reader && reader->toldFields().direction; }
 
     /// Whether read() came to the end of the file, whatever its lines were.
     bool wasReadToEnd() const { return reachedEnd; }

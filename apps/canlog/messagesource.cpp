@@ -112,6 +112,13 @@ QString MessageSource::name() const
     return files.size() == 1 ? files.front()->name() : counted(files.size(), QStringLiteral("file"));
 }
 
+LogInfo MessageSource::info() const
+{
+    if (!store)
+        return files.at(std::size_t(current))->info();
+    return current > 0 ? store->logInfo(current) : LogInfo();
+}
+
 bool MessageSource::open()
 {
     if (store)
@@ -134,9 +141,10 @@ ExitStatus MessageSource::visitStore(const MessageVisitor &visitor, ProgressBar 
 {
     const auto enter = [this](int import) {
         const bool isWanted = imports.isAll() || imports.contains(import);
+        current = import;
         if (isWanted && importListener)
             importListener();
-        filter.beginLog();
+        filter.beginLog([this] { return info(); });
         return isWanted;
     };
     const auto visitChosen = [&](const CAN::CanRxMessage &message, const QString &note) {
@@ -252,6 +260,7 @@ ExitStatus MessageSource::visitFiles(const MessageVisitor &visitor, ProgressBar 
     quint32 index = 0;
     while (Branch *next = earliest(reading)) {
         next->message.messageIndex = index++; // in the order that is shown
+        current = int(next - branches.data());
         if (wasInterrupted() || !visitor(next->message, next->note))
             break;
         if (!next->advance())

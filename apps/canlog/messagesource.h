@@ -47,6 +47,13 @@ public:
     /// The file or folder, for people; of several files how many they are.
     QString name() const;
 
+    /// What the log of the message that the visitor has said of itself, or of the last one.
+    LogInfo info() const;
+    /// Whether the log tells the direction of that message. A store does not keep that.
+    bool isDirectionTold() const { return !store && files.at(std::size_t(current))->isDirectionTold(); }
+    /// Which of the logs that is: of files their number from 0, of a store the import.
+    int logNumber() const { return current; }
+
     /// Whether there is something to visit(), which is asked first; false after a complaint.
     bool open();
     /// Whether there were messages at all, chosen or not.
@@ -74,5 +81,6 @@ private:
     MessageFilter filter;
     bool anyMessage = false;
     ImportChoice imports;
+    int current = 0; ///< import of the store, or file
     std::function<void()> importListener;
 };

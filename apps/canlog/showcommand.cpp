@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "apps/canlog/busnames.h"
 #include "apps/canlog/logfile.h"
 #include "apps/canlog/messagesource.h"
 #include "apps/canlog/messagetable.h"
@@ -16,11 +17,13 @@ namespace
 class MessagePrinter
 {
 public:
-    MessagePrinter(Output &output, quint64 limit)
+    /// With a @p nameSource channels are shown by the names that it knows.
+    MessagePrinter(Output &output, quint64 limit, const MessageSource *nameSource)
         : out(output)
         , left(limit)
+        , source(nameSource)
     {
-        writeTableHeading(out);
+        writeTableHeading(out, source ? ChannelColumn::Name : ChannelColumn::Number);
     }
 
     /// False when nothing more will be printed: the limit is reached, or nobody reads the output.
@@ -31,13 +34,18 @@ public:
     {
         if (!wantsMore())
             return;
-        writeTableRow(out, message, note);
+        if (source)
+            writeTableRow(out, message, note, names.nameOf(message.channel, *source));
+        else
+            writeTableRow(out, message, note);
         --left;
     }
 
 private:
     Output &out;
     quint64 left;
+    const MessageSource *source;
+    BusNames names;
 };
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
@@ -58,7 +66,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     // The heading is written when it is known that there is something to show.
     if (!source.open())
         return ExitStatus::Failure;
-    MessagePrinter printer(out, limit);
+    MessagePrinter printer(out, limit, parser.isSet(QStringLiteral("names")) ? &source : nullptr);
     return source.visit([&](const CAN::CanRxMessage &message, const QString &note) {
         printer.print(message, note);
         return printer.wantsMore();
@@ -70,6 +78,8 @@ void addOptions(QCommandLineParser &parser)
     MessageSource::addOptions(parser);
     parser.addOption(
         {QStringLiteral("limit"), QStringLiteral("Only the first N messages. Default: all."), QStringLiteral("N")});
+    parser.addOption({QStringLiteral("names"),
+                      QStringLiteral("Shows what the log calls a channel, as can0, in place of its number.")});
     parser.addOption(quietOption());
 }
 
@@ -80,7 +90,7 @@ Subcommand showSubcommand()
     return {
         QStringLiteral("show"),
         QStringLiteral("Prints the messages of a store or of log files as a table."),
-        MessageSource::synopsis() + QLatin1String(" [--limit N] [--quiet]"),
+        MessageSource::synopsis() + QLatin1String(" [--limit N] [--names] [--quiet]"),
         QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
                        "What is left out of a damaged store is named on standard error; the exit status is then 1.\n")
             + LogFile::warningHelp(),

@@ -121,6 +121,7 @@ bool SqliteWriter::begin()
 
 bool SqliteWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
+    loseNameOf(message.channel);
     const bool isError = kindOf(message) == FrameKind::Error;
     const QByteArray text = wellFormedNote(note).toUtf8();
     d->bind(++d->number);

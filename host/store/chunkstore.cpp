@@ -156,6 +156,20 @@ bool ChunkStore::markPartial(int number, const QString &reason)
     return d->writeJournal();
 }
 
+bool ChunkStore::setLogInfo(int number, const LogInfo &info)
+{
+    if (!d->isOpen() || number < 1 || number > d->journal.imports.size())
+        return false;
+    d->journal.imports[number - 1].record.log = info;
+    return d->writeJournal();
+}
+
+LogInfo ChunkStore::logInfo(int number) const
+{
+    const bool isThere = number >= 1 && number <= d->journal.imports.size();
+    return isThere ? d->journal.imports.at(number - 1).record.log : LogInfo();
+}
+
 quint64 ChunkStore::messageCount() const
 {
     quint64 count = 0;

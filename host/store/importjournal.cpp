@@ -2,6 +2,7 @@
 #include "host/store/importjournal.h"
 
 #include "host/store/chunkformat.h"
+#include "host/store/loginfotext.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -98,6 +99,9 @@ QJsonObject toJson(const Import &import)
         object.insert(QStringLiteral("source"), toJson(record.source));
     if (!record.folder.isEmpty())
         object.insert(QStringLiteral("folder"), record.folder);
+    const QJsonObject log = LogInfoText::toJson(record.log);
+    if (!log.isEmpty())
+        object.insert(QStringLiteral("log"), log);
     return object;
 }
 
@@ -148,6 +152,7 @@ public:
     }
     /// What an earlier version did not write is missing there.
     bool has(const QString &key) const { return object.contains(key); }
+    QJsonObject valueOrNone(const QString &key) const { return object.value(key).toObject(); }
     QJsonValue value(const QString &key) { return check(object.value(key), QJsonValue::Object); }
     Keeping keeping(const QString &key)
     {
@@ -204,6 +209,8 @@ bool fromJson(const QJsonValue &value, Import &import)
     if (entry.has(QStringLiteral("folder")))
         record.folder = entry.text(QStringLiteral("folder"));
     const bool isFolderGood = record.folder.isEmpty() || isFolderName(record.folder);
+    // What cannot be read there is not said: no message depends on it.
+    record.log = LogInfoText::fromJson(entry.valueOrNone(QStringLiteral("log")));
     const bool isSourceGood =
         !entry.has(QStringLiteral("source")) || fromJson(entry.value(QStringLiteral("source")), record.source);
     return isSourceGood && isFolderGood && entry.isValid() && import.firstChunk <= ChunkFormat::maximumNumber + 1

@@ -3,6 +3,7 @@
 
 #include "common/canrxmessage.h"
 #include "common/datachunkhelper.h"
+#include "common/loginfo.h"
 
 #include <QMetaType>
 #include <QString>
@@ -54,5 +55,6 @@ struct ImportRecord {
     QString errorText;      ///< why it failed, or which part of a success was left out; may be empty
     ImportSource source;
     QString folder; ///< in the store's, which an archive was unpacked into; empty for others
+    LogInfo log; ///< what the log says of itself
 };
 Q_DECLARE_METATYPE(ImportRecord)
