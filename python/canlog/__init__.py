@@ -12,6 +12,7 @@ from ._choice import Channels, Choice, Ids, Moment
 from ._core import version as __version__
 from ._errors import Error, FaultyLineError, FormatError, LossWarning
 from ._log import Format, Info, Log, LogFile, Zone, formats
+from ._read import LogFiles, read
 from ._report import Fault, Report
 
 __all__ = [
@@ -29,6 +30,7 @@ __all__ = [
     "__version__",
     "formats",
     "open",
+    "read",
 ]
 
 

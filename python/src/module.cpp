@@ -205,6 +205,8 @@ NB_MODULE(_core, module)
         .def("set_time_offset", &Reader::setTimeOffset, "offset"_a.none())
         .def("set_end_reached", &Reader::setEndReached, "callback"_a)
         .def("set_strict", &Reader::setStrict)
+        .def("select", &Reader::select, "ids"_a.none(), "errors"_a, "channels"_a.none(), "start"_a.none(),
+             "end"_a.none(), "is_tx"_a.none())
         .def("select_none", &Reader::selectNone)
         .def("close", &Reader::close)
         .def("next", &Reader::next, "size"_a)

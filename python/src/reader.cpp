@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "python/src/reader.h"
 
+#include "python/src/choice.h"
 #include "python/src/pythondevice.h"
 
 #include <cerrno>
@@ -371,6 +372,32 @@ void Reader::setEndReached(const nb::object &callback)
 void Reader::setStrict()
 {
     state->isStrict = true;
+}
+
+void Reader::select(const nb::object &ids, bool wantsErrorFrames, const nb::object &channels, const nb::object &from,
+                    const nb::object &to, const nb::object &isTx)
+{
+    FrameChoice choice;
+    choice.wantsErrorFrames = wantsErrorFrames;
+    if (!ids.is_none()) {
+        choice.ids.emplace();
+        for (const nb::handle entry : ids)
+            choice.ids->push_back({nb::cast<std::uint32_t>(entry[0]), nb::cast<std::uint32_t>(entry[1]),
+                                   nb::cast<std::uint32_t>(entry[2]), nb::cast<bool>(entry[3])});
+    }
+    if (!channels.is_none()) {
+        choice.channels.emplace();
+        for (const nb::handle channel : channels)
+            choice.channels->insert(nb::cast<std::uint16_t>(channel));
+    }
+    if (!from.is_none())
+        choice.from = nb::cast<std::int64_t>(from);
+    if (!to.is_none())
+        choice.to = nb::cast<std::int64_t>(to);
+    if (!isTx.is_none())
+        choice.isTx = nb::cast<bool>(isTx);
+    const nb::gil_scoped_release noLock;
+    state->pull->select([choice](const CAN::CanRxMessage &message) { return choice.passes(message); });
 }
 
 void Reader::selectNone()

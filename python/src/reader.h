@@ -32,6 +32,9 @@ public:
     void setEndReached(const nanobind::object &callback);
     /// Faulty lines become an exception.
     void setStrict();
+    /// Only frames that pass become rows. @p ids: tuples of the fields of FrameChoice::Ids, or None for all.
+    void select(const nanobind::object &ids, bool wantsErrorFrames, const nanobind::object &channels,
+                const nanobind::object &from, const nanobind::object &to, const nanobind::object &isTx);
     /// No frame becomes a row: for those who want the report alone.
     void selectNone();
     void close();
