@@ -1,0 +1,60 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Reads recorded CAN-bus traffic out of the log files of many tools, into tables.
+
+    log = canlog.open("drive.asc")
+    table = pyarrow.table(log)
+"""
+
+from __future__ import annotations
+
+from ._batch import COLUMNS, Batch
+from ._choice import Channels, Choice, Ids, Moment
+from ._core import version as __version__
+from ._errors import Error, FaultyLineError, FormatError, LossWarning
+from ._log import Format, Info, Log, LogFile, Zone, formats
+from ._read import LogFiles, read
+from ._report import Fault, Report
+
+__all__ = [
+    "COLUMNS",
+    "Batch",
+    "Error",
+    "Fault",
+    "FaultyLineError",
+    "Format",
+    "FormatError",
+    "Info",
+    "Log",
+    "LossWarning",
+    "Report",
+    "__version__",
+    "formats",
+    "open",
+    "read",
+]
+
+
+def open(
+    file: LogFile,
+    *,
+    type: int | str | None = None,
+    columns: str | None = None,
+    zone: Zone = None,
+    strict: bool = False,
+    ids: Ids = None,
+    channel: Channels = None,
+    start: Moment = None,
+    end: Moment = None,
+    direction: str | None = None,
+) -> Log:
+    """Opens a log: a path, compressed by gzip or not, or a binary file object.
+
+    type       the format, by number or name, as formats() lists them; else it is found from the content
+    columns    what the columns of a format of type "generic" mean
+    zone       of a start that the log tells without one, as "Europe/Berlin"; it gives the column `time` values
+    strict     faulty lines are a FaultyLineError, not a warning
+    ids, channel, start, end, direction
+               only such frames, see read()
+    """
+    choice = Choice(ids, channel, start, end, direction)
+    return Log(file, type=type, columns=columns, zone=zone, strict=strict, choice=choice)
