@@ -262,7 +262,7 @@ void CanlogStatsTest::jsonOfStepsBack()
 
     const Outcome table = canlog(words("stats x.log"));
     QVERIFY(table.out.contains("\nSteps back in time       2\n"));
-    QVERIFY(table.out.trimmed().endsWith(" 500.000         0.000       1"));
+    QVERIFY(table.out.trimmed().endsWith(" 500.000    0.000    1"));
 }
 
 void CanlogStatsTest::jsonKeepsMicroseconds()
