@@ -160,9 +160,10 @@ void CanlogConvertTest::help()
     QVERIFY(outcome.out.startsWith(
         "Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] "
         "[--quiet]\n"));
-    for (const char *mention : {"\n  candump   .log ", "\n  asc       .asc ", "\n  trc       .trc ",
-                                "\n  csv       .csv ", "\n  json      .jsonl, .json ", "\n  sqlite    .db, .sqlite ",
-                                "--store <DIR>", "exit status", "\nExample:\n  canlog convert "})
+    for (const char *mention :
+         {"\n  candump   .log ", "\n  asc       .asc ", "\n  trc       .trc ", "\n  blf       .blf ",
+          "\n  csv       .csv ", "\n  json      .jsonl, .json ", "\n  sqlite    .db, .sqlite ", "--store <DIR>",
+          "exit status", "\nExample:\n  canlog convert "})
         QVERIFY2(outcome.out.contains(mention), mention);
     QVERIFY(canlog(words("--help")).out.contains("\n  convert "));
 }
@@ -179,9 +180,10 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert small.log -", "standard output needs --to FORMAT");
     row("convert small.log out.txt", "the suffix of 'out.txt' stands for no format, name one with --to");
     row("convert small.log log", "the suffix of 'log' stands for no format, name one with --to");
-    row("convert small.log --to mdf", "unknown format 'mdf', wanted is one of candump, asc, trc, csv, json, sqlite");
+    row("convert small.log --to mdf",
+        "unknown format 'mdf', wanted is one of candump, asc, trc, blf, csv, json, sqlite");
     row("convert small.log out.csv --to mdf",
-        "unknown format 'mdf', wanted is one of candump, asc, trc, csv, json, sqlite");
+        "unknown format 'mdf', wanted is one of candump, asc, trc, blf, csv, json, sqlite");
     row("convert small.log --to sqlite", "a database needs a file, name OUT");
     row("convert small.log - --to sqlite", "a database needs a file, name OUT");
     row("convert small.log a.csv b.csv", "convert takes one IN and one OUT");
@@ -189,7 +191,7 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert --store s --type VectorAscLog a.csv", "--type is for a file, a store needs none");
     row("convert small.log a.csv --type nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("convert small.log --to 1.5",
-        "unknown format '1.5', wanted is one of candump, asc, trc, csv, json, sqlite; a time is given by --until");
+        "unknown format '1.5', wanted is one of candump, asc, trc, blf, csv, json, sqlite; a time is given by --until");
     row("convert small.log a.csv --until x", "bad --until 'x', wanted are seconds with up to six decimals");
     row("convert --store s --columns t a.csv", "--columns is for a file, a store needs none");
     row("convert small.log a.csv --type SocketCanDump --columns t", "--columns is for --type GenericFile");
@@ -228,6 +230,7 @@ void CanlogConvertTest::suffixChoosesTheFormat_data()
     row("out.log", "(1345212884.318850) can0 123#11223344\n", "SocketCAN candump, log-file form");
     row("out.asc", "date ", "Vector ASC log");
     row("out.trc", ";$FILEVERSION=2.1\n", "PCAN trace, version 2.1");
+    row("out.blf", "LOGG", "binary logging file (BLF)");
     row("out.csv", "time,", "comma-separated values");
     row("out.jsonl", "{\"time\":1345212884.318850,", "JSON, one object a line");
     row("out.json", "{\"time\":1345212884.318850,", "JSON, one object a line");

@@ -2,6 +2,7 @@
 #include "host/convert/targets.h"
 
 #include "host/convert/ascwriter.h"
+#include "host/convert/blfwriter.h"
 #include "host/convert/candumpwriter.h"
 #include "host/convert/csvwriter.h"
 #include "host/convert/jsonwriter.h"
@@ -56,6 +57,11 @@ const QVector<Target> &targets()
          {QStringLiteral(".trc")},
          QStringLiteral("PCAN trace, version 2.1"),
          textWriter<TrcWriter>,
+         nullptr},
+        {QStringLiteral("blf"),
+         {QStringLiteral(".blf")},
+         QStringLiteral("binary logging file (BLF)"),
+         textWriter<BlfWriter>,
          nullptr},
         {QStringLiteral("csv"), {QStringLiteral(".csv")}, QStringLiteral("comma-separated values"), csvWriter, nullptr},
         {QStringLiteral("json"),
