@@ -432,11 +432,11 @@ Piece *Pieces::findWaiting()
     return found == queue.end() ? nullptr : found->get();
 }
 
-/// One for each processor but the one that looks at the pieces. Where there can be none it does all the work.
+/// One for each processor: looking at a piece is far less work than to inflate it. Where there can be none, the thread
+/// that looks at the pieces does all.
 void Pieces::startThreads()
 {
-    const int processors = int(std::thread::hardware_concurrency());
-    const int wanted = std::clamp(processors - 1, 1, piecesAhead);
+    const int wanted = std::clamp(int(std::thread::hardware_concurrency()), 1, piecesAhead);
     try {
         while (int(threads.size()) < wanted)
             threads.emplace_back([this] { work(); });

@@ -139,6 +139,8 @@ QString samplesOf(ImportFileType type)
         return QStringLiteral("ixxat");
     case DatachunkHelper::GenericFile:
         return QStringLiteral("generic");
+    case DatachunkHelper::Blf:
+        return QStringLiteral("blf");
     default:
         return QStringLiteral("peaktrace");
     }
