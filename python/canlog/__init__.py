@@ -14,6 +14,7 @@ from ._errors import Error, FaultyLineError, FormatError, LossWarning
 from ._log import Format, Info, Log, LogFile, Zone, formats
 from ._read import LogFiles, read
 from ._report import Fault, Report
+from ._signals import Signals, SignalTable, signals
 
 __all__ = [
     "COLUMNS",
@@ -27,10 +28,13 @@ __all__ = [
     "Log",
     "LossWarning",
     "Report",
+    "SignalTable",
+    "Signals",
     "__version__",
     "formats",
     "open",
     "read",
+    "signals",
 ]
 
 

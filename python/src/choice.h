@@ -18,7 +18,17 @@ struct FrameChoice {
         bool isExtended;
     };
 
-    std::optional<std::vector<Ids>> ids;
+    /// A set of single identifiers, since a database may have hundreds, and the rest.
+    struct IdSet {
+        void add(const Ids &entry);
+        bool contains(std::uint32_t id, bool isExtended) const;
+
+    private:
+        std::unordered_set<std::uint64_t> single;
+        std::vector<Ids> ranges;
+    };
+
+    std::optional<IdSet> ids;
     bool wantsErrorFrames = true; ///< where ids are chosen
     std::optional<std::unordered_set<std::uint16_t>> channels;
     std::int64_t from = std::numeric_limits<std::int64_t>::min();

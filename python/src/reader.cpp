@@ -382,7 +382,7 @@ void Reader::select(const nb::object &ids, bool wantsErrorFrames, const nb::obje
     if (!ids.is_none()) {
         choice.ids.emplace();
         for (const nb::handle entry : ids)
-            choice.ids->push_back({nb::cast<std::uint32_t>(entry[0]), nb::cast<std::uint32_t>(entry[1]),
+            choice.ids->add({nb::cast<std::uint32_t>(entry[0]), nb::cast<std::uint32_t>(entry[1]),
                                    nb::cast<std::uint32_t>(entry[2]), nb::cast<bool>(entry[3])});
     }
     if (!channels.is_none()) {
