@@ -294,6 +294,9 @@ class Log:
             return None
         return (start - EPOCH) // datetime.timedelta(microseconds=1)
 
+    def _time_offset(self) -> int | None:
+        return self._offset(self._info_of(self._reader))
+
     def _metadata(self, reader: Any) -> list[tuple[str, str]]:
         info = self._info_of(reader)
         pairs = [

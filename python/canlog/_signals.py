@@ -182,11 +182,11 @@ def signals(
         Log(file, type=type, columns=columns, zone=zone, strict=strict, choice=choice) for file in files_of(files)
     ]
     width = 8 if all(message.length <= 8 for message in wanted.values()) else 64
-    parts = in_parallel(logs, lambda log: _collect(log, sorted(by_key), width))
+    parts = in_parallel(logs, lambda log: _LogFrames(log, list(by_key), width))
     frames: dict[str, _Frames] = {}
     sources = [log.source for log in logs]
-    for key, messages_of_key in by_key.items():
-        joined = _Frames([part[key] for part in parts], sources, width)
+    for key_index, messages_of_key in enumerate(by_key.values()):
+        joined = _Frames(parts, key_index, sources, width)
         for message in messages_of_key:
             if messages is not None or len(joined.time_us):
                 frames[message.name] = joined
@@ -244,66 +244,36 @@ def _masked(values: Any, valid: Any) -> Any:
 
 # The frames of a message
 
-PARTS = ("time_us", "time", "has_time", "channel", "has_channel", "length", "payload")
+PARTS = {"time_us": "int64", "channel": "int32", "has_channel": "bool", "length": "int16", "payload": "uint8"}
 
 
-def _collect(log: Log, keys: list[int], width: int) -> dict[int, list[dict[str, Any]]]:
+class _LogFrames:
     """The data frames of a log by the keys of their messages."""
-    numpy = need("numpy", "signals")
-    found: dict[int, list[dict[str, Any]]] = {key: [] for key in keys}
-    known = numpy.array(keys, dtype=numpy.int64)
-    for batch in log.batches():
-        key = numpy.ma.getdata(batch["id"]) | batch["is_extended"].astype(numpy.int64) << 32
-        place = numpy.minimum(numpy.searchsorted(known, key), len(known) - 1).astype(numpy.uint16)
-        usable = (known[place] == key) & ~(batch["is_remote"] | batch["is_error"])
-        place[~usable] = len(known)
-        order = numpy.argsort(place, kind="stable")  # of small numbers a radix sort
-        ends = numpy.cumsum(numpy.bincount(place, minlength=len(known) + 1))
-        whole = _parts_of(batch, width)
-        begin = 0
-        for key_of_rows, end in zip(keys, ends):
-            if end > begin:
-                rows = order[begin:end]
-                found[key_of_rows].append({name: whole[name][rows] for name in PARTS})
-            begin = end
-    return found
 
-
-def _parts_of(batch: Any, width: int) -> dict[str, Any]:
-    numpy = need("numpy", "signals")
-    time = batch["time"]
-    channel = batch["channel"]
-    return {
-        "time_us": batch["time_us"],
-        "time": time.view("int64"),
-        "has_time": ~numpy.isnat(time),
-        "channel": numpy.ma.getdata(channel),
-        "has_channel": ~numpy.ma.getmaskarray(channel),
-        "length": batch["length"],
-        "payload": batch.padded(width),
-    }
+    def __init__(self, log: Log, keys: list[int], width: int) -> None:
+        self.parts: list[list[tuple[Any, ...]]] = [[] for _ in keys]
+        for batch in log.batches(1 << 18):
+            for parts, rows in zip(self.parts, batch._columns.frames_by_id(keys, width)):
+                if rows is not None:
+                    parts.append(rows)
+        self.time_offset = log._time_offset()
 
 
 class _Frames:
     """Columns of the frames of a message, of all logs."""
 
-    def __init__(self, parts: list[list[dict[str, Any]]], sources: list[str], width: int) -> None:
+    def __init__(self, logs: list[_LogFrames], key_index: int, sources: list[str], width: int) -> None:
         numpy = need("numpy", "signals")
-        all_parts = [part for of_log in parts for part in of_log]
-        kinds = {"time_us": "int64", "time": "int64", "has_time": "bool", "channel": "int32", "has_channel": "bool",
-                 "length": "int16"}
-
-        def joined(name: str) -> Any:
-            if all_parts:
-                return numpy.concatenate([part[name] for part in all_parts])
-            return numpy.empty((0, width), "uint8") if name == "payload" else numpy.empty(0, kinds[name])
-
-        self.time_us, self.time, self.has_time = joined("time_us"), joined("time"), joined("has_time")
-        self.channel, self.has_channel = joined("channel"), joined("has_channel")
-        self.length, self.payload = joined("length"), joined("payload")
-        counts = [sum(len(part["time_us"]) for part in of_log) for of_log in parts]
-        self.source = numpy.repeat(numpy.arange(len(parts), dtype="int32"), counts)
+        parts = [part for log in logs for part in log.parts[key_index]]
+        for position, (name, kind) in enumerate(PARTS.items()):
+            empty = numpy.empty((0, width) if name == "payload" else 0, kind)
+            setattr(self, name, numpy.concatenate([part[position] for part in parts]) if parts else empty)
+        counts = [sum(len(part[0]) for part in log.parts[key_index]) for log in logs]
+        self.source = numpy.repeat(numpy.arange(len(logs), dtype="int32"), counts)
         self.sources = sources
+        offsets = [log.time_offset for log in logs]
+        self.time = self.time_us + numpy.repeat([offset or 0 for offset in offsets], counts)
+        self.has_time = numpy.repeat([offset is not None for offset in offsets], counts)
 
 
 # Bits

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "python/src/arrowtable.h"
 #include "python/src/columns.h"
+#include "python/src/frames.h"
 #include "python/src/reader.h"
 
 #include <nanobind/nanobind.h>
@@ -183,6 +184,7 @@ NB_MODULE(_core, module)
         .def("__len__", &Columns::rows)
         .def_prop_ro("has_time", [](const Columns &columns) { return columns.hasTime; })
         .def("array", &arrayCapsule, "source"_a)
+        .def("frames_by_id", &framesById, "keys"_a, "width"_a)
         .def("padded", &padded, "width"_a);
     module.def(
         "table_stream",
