@@ -12,6 +12,7 @@ from ._choice import Channels, Choice, Ids, Moment
 from ._core import version as __version__
 from ._errors import Error, FaultyLineError, FormatError, LossWarning
 from ._log import Format, Info, Log, LogFile, Zone, formats
+from ._parquet import write_parquet
 from ._read import LogFiles, read
 from ._report import Fault, Report
 from ._signals import Signals, SignalTable, signals
@@ -35,6 +36,7 @@ __all__ = [
     "open",
     "read",
     "signals",
+    "write_parquet",
 ]
 
 
