@@ -2,17 +2,12 @@
 #include "canloghandler/archivefile.h"
 
 #include "common/files.h"
+#include "common/leftovers.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QRandomGenerator>
 
 #include <cstdio>
-
-#ifdef Q_OS_UNIX
-#include <sys/file.h>
-#include <sys/stat.h>
-#endif
 
 namespace
 {
@@ -23,26 +18,6 @@ constexpr int attempts = 100;
 QString temporaryName()
 {
     return QStringLiteral(".canlog-zip-%1").arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
-}
-
-/// Removes what killed programs have left in @p folder.
-void removeLeftovers(const QString &folder)
-{
-#ifdef Q_OS_UNIX
-    const QStringList names = QDir(folder).entryList({QStringLiteral(".canlog-zip-????????")},
-                                                     QDir::Files | QDir::Hidden | QDir::NoSymLinks, QDir::NoSort);
-    for (const QString &name : names) {
-        const QByteArray leftover = QFile::encodeName(folder + QLatin1Char('/') + name);
-        const int descriptor = ::open(leftover.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        if (descriptor < 0)
-            continue;
-        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
-            ::unlink(leftover.constData());
-        ::close(descriptor);
-    }
-#else
-    Q_UNUSED(folder)
-#endif
 }
 
 } // namespace
@@ -83,12 +58,12 @@ ArchiveFile::~ArchiveFile()
 
 bool ArchiveFile::open()
 {
-    removeLeftovers(folder);
+    Leftovers::removeFrom(folder, QStringLiteral(".canlog-zip-????????"));
     for (int i = 0; i < attempts; ++i) {
         file.setFileName(folder + QLatin1Char('/') + temporaryName());
         errno = 0;
         if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
-            if (isLocked())
+            if (Leftovers::lock(file))
                 return true;
             file.close();
         } else if (!file.exists()) {
@@ -98,20 +73,6 @@ bool ArchiveFile::open()
     const QString reason = Files::errorText(file, errno);
     file.setFileName({}); // whosever that one is
     return fail(reason);
-}
-
-/// Whether the file just made is locked against those who clear up. False when one of them was faster.
-bool ArchiveFile::isLocked()
-{
-#ifdef Q_OS_UNIX
-    if (::flock(file.handle(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-        return false;
-    struct stat status {
-    };
-    return ::fstat(file.handle(), &status) != 0 || status.st_nlink > 0;
-#else
-    return true;
-#endif
 }
 
 bool ArchiveFile::commit()

@@ -49,7 +49,6 @@ private:
     Q_DISABLE_COPY_MOVE(ArchiveFile)
 
     bool fail(const QString &reason);
-    bool isLocked();
     void discard();
 
     const QString path;

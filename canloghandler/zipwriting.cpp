@@ -18,8 +18,23 @@
 namespace
 {
 
-// Files are read whole. A chunk has a few megabytes; above this a QByteArray would not hold it.
+// A chunk has a few megabytes; what is above this is none, and of no use in the archive.
 constexpr qint64 maxFileSize = 1024 * 1024 * 1024;
+
+// Up to this a file is read whole, larger ones in blocks of that size.
+constexpr qint64 blockSize = 16 * 1024 * 1024;
+
+/// Whether @p file, which stands at its beginning, can be read to its end: an entry that was begun cannot be left out
+/// any more. A small one is in @p block then, of a large one that is the first block.
+bool isReadable(QFile &file, QByteArray &block)
+{
+    block = file.read(blockSize);
+    if (block.size() < blockSize)
+        return file.error() == QFileDevice::NoError;
+    while (!file.read(blockSize).isEmpty())
+        continue;
+    return file.error() == QFileDevice::NoError && file.seek(blockSize);
+}
 
 /// What became of one file.
 enum class Added {
@@ -37,8 +52,8 @@ Added addFile(QuaZip &archive, const WrittenFile &device, const QFileInfo &info)
         return file.exists() ? Added::LeftOut : Added::Gone;
     if (file.size() > maxFileSize)
         return Added::LeftOut;
-    const QByteArray content = file.readAll();
-    if (file.error() != QFileDevice::NoError)
+    QByteArray block;
+    if (!isReadable(file, block))
         return Added::LeftOut;
 
     QuaZipFile entry(&archive);
@@ -46,9 +61,11 @@ Added addFile(QuaZip &archive, const WrittenFile &device, const QFileInfo &info)
     if (!entry.open(QIODevice::WriteOnly, QuaZipNewInfo(info.fileName(), info.filePath()), nullptr, 0, Z_DEFLATED,
                     fastest, false, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY))
         return device.writeError().isEmpty() ? Added::LeftOut : Added::No;
-    const bool written = entry.write(content) == content.size();
+    bool written = true;
+    for (; written && !block.isEmpty(); block = file.read(blockSize))
+        written = entry.write(block) == block.size();
     entry.close();
-    return written && entry.getZipError() == ZIP_OK ? Added::Yes : Added::No;
+    return written && file.error() == QFileDevice::NoError && entry.getZipError() == ZIP_OK ? Added::Yes : Added::No;
 }
 
 /// The files of @p sourceDir that go into the archive at @p zipPath, which may be among them: it is left out, as are

@@ -59,6 +59,9 @@ add_library(CANLogHandler
   importers/ixxatfileimporter.cpp
   importers/listimporter.cpp
   importers/peaktraceimporter.cpp
+  readers/blf.cpp
+  readers/blfobjects.cpp
+  readers/blfpieces.cpp
   readers/busmasterlog.cpp
   readers/bytelogreader.cpp
   readers/candump.cpp

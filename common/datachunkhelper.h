@@ -39,6 +39,7 @@ enum ImportFileType : int {
     GvretCsv = 25,                    ///< CSV of SavvyCAN and GVRET devices
     PythonCanCsv = 26,                ///< CSV of python-can
     SemicolonCsv = 27,                ///< semicolon-separated CSV of loggers, beginning with TimestampEpoch
+    Blf = 28,                         ///< binary logging file, compressed or not
 };
 Q_ENUM_NS(ImportFileType)
 

@@ -18,19 +18,42 @@ QString ImportReport::reasonText(Reason reason)
         return tr("the line breaks the format, reading ended here");
     case Reason::BrokenLine:
         return tr("the line is not as this format has it");
+    case Reason::CutLine:
+        return tr("the line is longer than 16 Mi characters, the rest of it is not read");
     }
     return {};
+}
+
+QString ImportReport::placeText(const Fault &fault) const
+{
+    if (unit == Unit::Object)
+        return tr("object %1, byte %2").arg(QString::number(fault.line), QString::number(fault.offset));
+    return tr("line %1, column %2").arg(QString::number(fault.line), QString::number(fault.column));
+}
+
+QString ImportReport::skippedText() const
+{
+    QStringList parts;
+    for (auto type = skippedTypes.cbegin(); type != skippedTypes.cend(); ++type)
+        parts.append(tr("%1 of type %2").arg(QString::number(*type), QString::number(type.key())));
+    if (otherSkipped > 0)
+        parts.append(tr("%1 of other types").arg(otherSkipped));
+    return parts.isEmpty() ? QString() : tr("skipped: %1").arg(parts.join(QLatin1String(", ")));
 }
 
 void ImportWatch::start()
 {
     soFar = {};
     latestCut = -1;
+    isCut = false;
     pass();
 }
 
+/// Of a cut line that says all: what else is wrong may come of it.
 void ImportWatch::note(QStringView where, Reason why)
 {
+    if (isCut && isFaulty && why != Reason::EndsImport)
+        return;
     const std::less<const QChar *> isBefore; // the text may be in other memory than the line
     const QChar *const at = where.begin();
     if (where.isNull())
@@ -44,7 +67,14 @@ void ImportWatch::note(QStringView where, Reason why)
 void ImportWatch::settle()
 {
     addFault(soFar);
+    isCut = false;
     pass();
+}
+
+void ImportWatch::cutLine()
+{
+    isCut = true;
+    note({}, Reason::CutLine);
 }
 
 void ImportWatch::addFault(ImportReport &report) const

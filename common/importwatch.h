@@ -27,6 +27,8 @@ public:
         end = line.end();
         ++soFar.lines;
     }
+    /// The line just begun goes on behind its end, where it was cut. Whatever becomes of it, it is faulty.
+    void cutLine();
     /// The line stays a message, or becomes none by the rules of the format; what is wrong with it stands at @p where.
     /// Only the first fault of a line counts.
     void doubt(QStringView where, Reason why = Reason::NotANumber)
@@ -41,7 +43,11 @@ public:
         isDropped = true;
     }
     /// The line is no frame by the rules of the format, whatever could not be read in it.
-    void pass() { isFaulty = isDropped = false; }
+    void pass()
+    {
+        isFaulty = isCut;
+        isDropped = false;
+    }
 
     /// What the functions of the same names give. A text that is no number is noted at @p where.
     quint32 readUnsigned(QStringView text, int base) { return readUnsigned(text, base, text); }
@@ -107,6 +113,7 @@ private:
     const QChar *end = nullptr;
     bool isFaulty = false;
     bool isDropped = false;
+    bool isCut = false;
     int column = 0;
     Reason reason = Reason::NotANumber;
 };

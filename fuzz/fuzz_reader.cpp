@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Imports any bytes as a file of type FUZZ_FILE_TYPE and checks what the store is told: start and finish in their
-// places; batches of 100000 messages and one final delivery, or, of a format that is delivered as one list, one when it
+// Imports any bytes as a log of one format, which selectFormat() chose, or for a fuzzer the variable
+// CANLOG_FUZZ_FORMAT ("list" prints their names). Checks what the store is told: start and finish in their places;
+// batches of 100000 messages and one final delivery, or, of a format that is delivered as one list, one when it
 // succeeds and none when it fails; notes that belong to messages; and nothing that is not the format's business.
 // Pulling the same bytes out of a buffer must give the same frames, notes and report.
+
+#include "fuzz/fuzz_reader.h"
 
 #include "canloghandler/canloghandler.h"
 #include "host/store/streamstore.h"
@@ -14,17 +17,18 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
 namespace
 {
 
-constexpr auto type = DatachunkHelper::ImportFileType(FUZZ_FILE_TYPE);
+const LogFormat *selected = nullptr;
+
 const LogFormat &format()
 {
-    static const LogFormat &row = *findLogFormat(type);
-    return row;
+    return *selected;
 }
 
 bool deliversAtOnce()
@@ -41,7 +45,7 @@ void require(bool holds)
 /// The request's text: a column file describes its columns itself, in a comment on its first line.
 QString requestText(const QByteArray &content)
 {
-    if (type != DatachunkHelper::GenericFile)
+    if (!format().hasColumns)
         return {};
     constexpr int maxLength = 1024;
     const QByteArray firstLine = content.left(maxLength).split('\n').first();
@@ -131,7 +135,7 @@ bool areEqual(const ImportReport &a, const ImportReport &b)
 void requireSamePulled(QByteArray content, const ProtocolStore &store, const ImportReport &report)
 {
     QBuffer buffer(&content);
-    const std::unique_ptr<FrameReader> reader = makeReader(type, requestText(content));
+    const std::unique_ptr<FrameReader> reader = makeReader(format().type, requestText(content));
     require(buffer.open(QIODevice::ReadOnly) && reader->open(buffer, QString()));
     QMap<unsigned int, QString> notes;
     quint32 frames = 0;
@@ -153,6 +157,25 @@ void requireSamePulled(QByteArray content, const ProtocolStore &store, const Imp
 
 } // namespace
 
+void selectFormat(const LogFormat &row)
+{
+    selected = &row;
+}
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    const QString wanted = qEnvironmentVariable("CANLOG_FUZZ_FORMAT");
+    for (const LogFormat &row : logFormats()) {
+        if (wanted == QLatin1String("list"))
+            std::printf("%s %s\n", qPrintable(row.name()), qPrintable(row.samples));
+        else if (row.name() == wanted)
+            selectFormat(row);
+    }
+    if (!selected)
+        std::exit(wanted == QLatin1String("list") ? 0 : 2);
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     static QTemporaryFile file;
@@ -165,7 +188,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     ProtocolStore store;
     QPointer<DatachunkHandler> pointer(&store);
     CANLogHandler handler(pointer);
-    handler.loadFile(file.fileName(), type, requestText(content), false);
+    handler.loadFile(file.fileName(), format().type, requestText(content), false);
     require(store.finished);
     requireSoundReport(handler.getImportReport(), store);
     requireSamePulled(content, store, handler.getImportReport());

@@ -80,9 +80,11 @@ bool ByteLogReader::advance()
 /// and gets what the log says later with a later frame.
 bool ByteLogReader::mayWait() const
 {
+    constexpr int milliseconds = 100; // what belongs together is written together
+    if (arrival && lines->mustRead())
+        return arrival(milliseconds);
 #ifdef Q_OS_UNIX
     if (pipe >= 0 && lines->mustRead()) {
-        constexpr int milliseconds = 100; // what belongs together is written together
         pollfd state{pipe, POLLIN, 0};
         return poll(&state, 1, milliseconds) != 0;
     }

@@ -4,6 +4,7 @@
 #include "common/canloghandler_export.h"
 #include "common/datachunkhelper.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -11,6 +12,26 @@
 #include <memory>
 
 class FrameReader;
+
+/**
+ * A kind of line by which the logs of a format are known. `%h` in the pattern, a regular expression, is a hexadecimal
+ * digit, `%t` a time in seconds with a fraction, `%c` a time in parentheses as candump has it, `%n` a length with as
+ * many bytes. A line keeps its line feed, so that a pattern can demand it where a line that is cut off looks like one
+ * of another format.
+ */
+struct LineSign {
+    enum class Role {
+        Frame,    ///< the reader makes something of this line, once the format has begun
+        Sign,     ///< a header line of this format
+        Opening,  ///< the header line without which the reader takes nothing; what is before it is free text
+        Ordinary, ///< may occur, but says nothing
+        Never,    ///< the file has another format
+    };
+    Role role;
+    int weight; ///< in points, of each frame or of all header lines: 30 make a format likely, 100 certain
+    const char *name;
+    const char *pattern;
+};
 
 /// A log format that has a reader: one row, from which everything else that is known of formats is derived.
 struct CANLOGHANDLER_EXPORT LogFormat {
@@ -26,6 +47,11 @@ struct CANLOGHANDLER_EXPORT LogFormat {
     QStringList shortNames; ///< for people, unique among all formats
     QString description;
     QString suffix; ///< usual end of the file name
+    /// What its lines look like: the first sign that a line matches decides; those of frames stand behind the header
+    /// lines. With neither these nor a magic the format is never found from the content, only named.
+    QVector<LineSign> signs;
+    QByteArray magic; ///< the first bytes of a binary format
+    QString samples; ///< the folder in tests/data that has some logs of it, from which the fuzzer starts, too
     Delivery delivery = Delivery::Batches;
     FdNotice fdNotice = FdNotice::Never;
     bool makesNotes = false;

@@ -124,6 +124,10 @@ public:
     /// @p newProgress is called after each block that was read, in the reading thread; the total is 0 when it is not
     /// known. An empty function ends that.
     void setProgress(const Progress &newProgress) { progress = newProgress; }
+    /// For a live log that comes from a device: @p question tells whether more of it arrives within so many
+    /// milliseconds. Then a frame is given as soon as it is there, and what the log says after it comes with a later
+    /// one. An empty function ends that; a pipe that is opened by its path is asked without it.
+    void setArrival(const std::function<bool(int milliseconds)> &question) { arrival = question; }
     /// Has next() give up at the next block, 16 KiB at the most, with the state Interrupted. May be called in any
     /// thread and in the progress function; open() forgets it. QThread::requestInterruption() on the reading thread
     /// does the same.
@@ -152,6 +156,7 @@ protected:
     /// Whether the log was named by its path.
     bool isNamedByPath() const { return file != nullptr; }
 
+    std::function<bool(int milliseconds)> arrival;
     /// Gathers what belongs to the next frame, and what comes after the last.
     QString note;
     bool anyFd = false;

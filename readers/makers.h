@@ -23,3 +23,5 @@ std::unique_ptr<FrameReader> makeBusmasterLogReader();
 std::unique_ptr<FrameReader> makeGvretCsvReader();
 std::unique_ptr<FrameReader> makePythonCanCsvReader();
 std::unique_ptr<FrameReader> makeSemicolonCsvReader();
+
+std::unique_ptr<FrameReader> makeBlfReader();

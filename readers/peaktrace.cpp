@@ -213,6 +213,7 @@ LogInfo PeakTraceReader::info() const
 void PeakTraceReader::begin()
 {
     header.clear();
+    cutHeader.clear();
     headerTaken = 0;
     headerRead = needsPlaceholder = latestIsFd = false;
 }
@@ -245,8 +246,10 @@ bool PeakTraceReader::readHeader()
     headerRead = true;
     if (isVersion1())
         return true;
-    while (header.size() < headerLineCount && nextLineUnwatched())
+    while (header.size() < headerLineCount && nextLineUnwatched()) {
         header.append(line().toString());
+        cutHeader.append(isLineCut());
+    }
     const bool hasColumns = grammar.findColumns(header);
     if (wasStopped())
         return false;
@@ -271,13 +274,19 @@ bool PeakTraceReader::nextTraceLine()
 
 bool PeakTraceReader::nextOfAll()
 {
-    if (headerTaken < header.size())
+    bool isCut = false;
+    if (headerTaken < header.size()) {
+        isCut = cutHeader.at(headerTaken);
         traceLine = header.at(headerTaken++);
-    else if (nextLineUnwatched())
+    } else if (nextLineUnwatched()) {
+        isCut = isLineCut();
         traceLine = line();
-    else
+    } else {
         return endOfLines();
+    }
     watch.beginLine(traceLine);
+    if (isCut)
+        watch.cutLine();
     return true;
 }
 

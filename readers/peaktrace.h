@@ -6,6 +6,7 @@
 #include "readers/listreader.h"
 
 #include <QStringList>
+#include <QVector>
 
 /// The grammar of the lines of PCAN traces, and the columns that versions 2.x name.
 class PeakTraceLine
@@ -86,8 +87,9 @@ private:
     PeakTraceLine::Kind readVersion2Line(CAN::CanRxMessage &message);
 
     DatachunkHelper::ImportFileType version;
-    QStringList header;  ///< the first lines, which are lines like all others afterwards
-    int headerTaken = 0; ///< how many of them were
+    QStringList header;      ///< the first lines, which are lines like all others afterwards
+    QVector<bool> cutHeader; ///< which of them were cut
+    int headerTaken = 0;     ///< how many of them were
     QStringView traceLine;
     Fields words;
     bool headerRead = false;

@@ -38,8 +38,12 @@ protected:
         if (!nextLineUnwatched())
             return endOfLines();
         watch.beginLine(lines->line());
+        if (lines->isCut())
+            watch.cutLine();
         return true;
     }
+    /// Whether the current line is longer than a line that is read.
+    bool isLineCut() const { return lines->isCut(); }
     QStringView line() const { return lines->line(); }
     /// The same for those who look at a line before its turn and call watch.beginLine() themselves.
     bool nextLineUnwatched() { return lines->next(); }

@@ -24,6 +24,16 @@ inline QStringList words(const char *line)
     return QString::fromUtf8(line).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
+/// The first usage line of a help text, however it is broken.
+inline QByteArray usageLine(const QByteArray &help)
+{
+    const QList<QByteArray> lines = help.split('\n');
+    QByteArray usage = lines.first();
+    for (int i = 1; i < lines.size() && lines.at(i).startsWith("           "); ++i)
+        usage += ' ' + lines.at(i).trimmed();
+    return usage + '\n';
+}
+
 /// Runs the real program in a folder of its own, for tests that look at nothing but what a shell sees.
 class CanlogProgram
 {

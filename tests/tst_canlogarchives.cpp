@@ -101,6 +101,8 @@ private Q_SLOTS:
     void zipReplacesAnArchiveOfAStore();
     void zipReplacesNothingElse_data();
     void zipReplacesNothingElse();
+    void zipReplacesNothingEncrypted_data();
+    void zipReplacesNothingEncrypted();
     void zipKeepsALink();
     void storeWithoutMessagesGoesAllTheWay();
     void archiveThatCannotBeWrittenIsNoSuccess_data();
@@ -135,6 +137,12 @@ private Q_SLOTS:
     void failureLeavesNoNewStore_data();
     void failureLeavesNoNewStore();
     void mergeKeepsWhatIsBeforeADamagedEnd();
+    void mergeThatLosesChunksIsListedAsFailed_data();
+    void mergeThatLosesChunksIsListedAsFailed();
+    void archiveIsMergedOnce();
+    void entriesThatLookLikeChunksAreNamedByAll();
+    void chunksWithOnePlaceAreNamedByCheck();
+    void typeOfArchivesIsListed();
     void halfAnArchiveIsNotTakenForAllOfIt_data();
     void halfAnArchiveIsNotTakenForAllOfIt();
     void folderForTemporaryFilesIsNamed();
@@ -326,6 +334,32 @@ void CanlogArchivesTest::zipReplacesNothingElse()
     QCOMPARE(forced.err, QString());
     QCOMPARE(forced.status, 0);
     QCOMPARE(canlog("check a.zip").status, 0);
+}
+
+void CanlogArchivesTest::zipReplacesNothingEncrypted_data()
+{
+    QTest::addColumn<QByteArray>("former");
+    ZipBytes::Entry encrypted = ZipBytes::stored("chunk-00000001.qcl", noise(100));
+    encrypted.flags |= ZipBytes::encryptedFlag;
+    const QByteArray whole = ZipBytes::archive({encrypted});
+    QTest::newRow("whole") << whole;
+    QTest::newRow("half of it") << whole.left(whole.size() / 2);
+    QTest::newRow("beside a chunk") << ZipBytes::archive(
+        {ZipBytes::packed("chunk-00000002.qcl", oneMessage(2)), encrypted});
+}
+
+void CanlogArchivesTest::zipReplacesNothingEncrypted()
+{
+    QFETCH(QByteArray, former);
+    makeSource();
+    writeTo(path(QStringLiteral("a.zip")), former);
+    const Outcome outcome = canlog("zip --store source a.zip");
+    QCOMPARE(outcome.err,
+             QStringLiteral("canlog: a.zip: is encrypted, so that nobody can tell whether it is an archive "
+                            "of a store, and stays; name another one, or replace it with --force\n"));
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(contentOf(path(QStringLiteral("a.zip"))), former);
+    QCOMPARE(canlog("zip --store source --force a.zip").status, 0);
 }
 
 void CanlogArchivesTest::zipKeepsALink()
@@ -596,7 +630,12 @@ void CanlogArchivesTest::everyEntryLeftOutIsNamed_data()
                                                 "unpacked into; 'canlog merge' reads it");
     QTest::newRow("leads out of the folder")
         << ZipBytes::archive({one, ZipBytes::packed("../2.qcl", oneMessage(2))})
-        << leadsOutside.arg(QStringLiteral("in doubt")) << QString() << leadsOutside.arg(QStringLiteral("left out"));
+        << leadsOutside.arg(QStringLiteral("in doubt")) << leadsOutside.arg(QStringLiteral("in doubt"))
+        << leadsOutside.arg(QStringLiteral("left out"));
+    const QString backslash = QString(leadsOutside).replace(QStringLiteral("../2.qcl"), QStringLiteral("a\\2.qcl"));
+    QTest::newRow("backslash") << ZipBytes::archive({one, ZipBytes::packed("a\\2.qcl", oneMessage(2))})
+                               << backslash.arg(QStringLiteral("in doubt")) << backslash.arg(QStringLiteral("in doubt"))
+                               << backslash.arg(QStringLiteral("left out"));
 }
 
 void CanlogArchivesTest::everyEntryLeftOutIsNamed()
@@ -866,7 +905,9 @@ void CanlogArchivesTest::unzipCountsEveryChunk()
     const QString unpacked = path(QStringLiteral("target/a.zip"));
     QCOMPARE(outcome.out, QStringLiteral("a.zip: 2 chunks, 1 message, unpacked in %1\n").arg(unpacked));
     QCOMPARE(outcome.err,
-             QStringLiteral("canlog: %1/2qcl: warning: a store shows only files like chunk-1.qcl; rename it\n")
+             QStringLiteral("canlog: a.zip: note: 3.QCL is no chunk and is passed over; pack it under a name like "
+                            "chunk-00000001.qcl, in small letters\n"
+                            "canlog: %1/2qcl: warning: a store shows only files like chunk-1.qcl; rename it\n")
                  .arg(unpacked));
 }
 
@@ -926,6 +967,128 @@ void CanlogArchivesTest::mergeKeepsWhatIsBeforeADamagedEnd()
     QCOMPARE(outcome.out, QStringLiteral("a.zip: 1 message, 0 notes, stored in target\n"));
     QCOMPARE(outcome.status, 1);
     QCOMPARE(entriesOf(path(QStringLiteral("target"))).size(), 1);
+}
+
+void CanlogArchivesTest::mergeThatLosesChunksIsListedAsFailed_data()
+{
+    QTest::addColumn<QByteArray>("archive");
+    QTest::addColumn<int>("messages");
+    QTest::addColumn<QString>("reason");
+    const ZipBytes::Entry one = ZipBytes::packed("1.qcl", oneMessage(1));
+    const ZipBytes::Entry three = ZipBytes::packed("3.qcl", oneMessage(3));
+    ZipBytes::Entry damaged = ZipBytes::packed("2.qcl", oneMessage(2));
+    damaged.crc ^= 1;
+    const ZipBytes::Entry refused = ZipBytes::packed("2.qcl", withLastByteChanged(oneMessage(2)));
+    const QString checksum = QStringLiteral("2.qcl is left out: damaged: its content is not what its checksum says");
+    QTest::newRow("damaged in the archive") << ZipBytes::archive({one, damaged, three}) << 2 << checksum;
+    QTest::newRow("damaged when it was packed")
+        << ZipBytes::archive({one, refused, three}) << 2 << QStringLiteral("2.qcl is left out: its checksum is wrong");
+    QTest::newRow("the last one") << ZipBytes::archive({one, refused}) << 1
+                                  << QStringLiteral("2.qcl is left out: its checksum is wrong");
+    QTest::newRow("nothing is left") << ZipBytes::archive({damaged}) << 0 << checksum;
+    QTest::newRow("two chunks")
+        << ZipBytes::archive({one, ZipBytes::packed("1.qcl", oneMessage(1)), refused}) << 1
+        << QStringLiteral("1.qcl is left out: several entries have this name, and one of them is taken (and 1 more)");
+}
+
+void CanlogArchivesTest::mergeThatLosesChunksIsListedAsFailed()
+{
+    QFETCH(QByteArray, archive);
+    QFETCH(int, messages);
+    QFETCH(QString, reason);
+    makeSource();
+    writeTo(path(QStringLiteral("a.zip")), archive);
+    QCOMPARE(canlog("merge a.zip --store source").status, 1);
+    ChunkStore store;
+    QVERIFY(store.open(path(QStringLiteral("source")), ChunkStore::Mode::Read));
+    const ImportRecord record = store.imports().constLast();
+    QCOMPARE(record.state, ImportRecord::State::Failed);
+    QCOMPARE(record.keeping, ImportRecord::Keeping::Kept);
+    QCOMPARE(record.errorText, reason);
+    QCOMPARE(record.messageCount, quint64(messages));
+    QCOMPARE(store.messageCount(), quint64(100005 + messages));
+    const QString listed = canlog("imports --store source").out;
+    QVERIFY2(listed.contains(messages > 0 ? QStringLiteral("     3  failed, kept") : QStringLiteral("     3  failed ")),
+             qPrintable(listed));
+}
+
+void CanlogArchivesTest::archiveIsMergedOnce()
+{
+    const ZipBytes::Entry one = ZipBytes::packed("1.qcl", oneMessage(1));
+    writeTo(path(QStringLiteral("a.zip")), ZipBytes::archive({one}));
+    writeTo(path(QStringLiteral("b.zip")),
+            ZipBytes::archive({one, ZipBytes::packed("2.qcl", withLastByteChanged(oneMessage(2)))}));
+    QCOMPARE(canlog("merge a.zip --store target").status, 0);
+    Outcome outcome = canlog("merge ./a.zip --store target");
+    QCOMPARE(outcome.err, QStringLiteral("canlog: ./a.zip: is in target already, as import 1; --again merges it once "
+                                         "more\n"));
+    QCOMPARE(outcome.out, QString());
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(canlog("merge b.zip --store target").status, 1);
+    outcome = canlog("merge b.zip --store target");
+    QCOMPARE(outcome.err, QStringLiteral("canlog: b.zip: is in target in part, as import 2; remove that with 'canlog "
+                                         "imports --remove 2', or --again merges it beside that\n"));
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(entriesOf(path(QStringLiteral("target"))).size(), 2);
+
+    QCOMPARE(canlog("merge --again a.zip --store target").status, 0);
+    QCOMPARE(canlog("imports --remove 2 --store target").status, 0);
+    QCOMPARE(canlog("merge b.zip --store target").out, QStringLiteral("b.zip: 1 message, 0 notes, stored in target\n"));
+    QCOMPARE(entriesOf(path(QStringLiteral("target"))).size(), 3);
+    // Another archive under that name.
+    writeTo(path(QStringLiteral("a.zip")), ZipBytes::archive({one, ZipBytes::packed("2.qcl", oneMessage(2))}));
+    QCOMPARE(canlog("merge a.zip --store target").status, 0);
+}
+
+void CanlogArchivesTest::entriesThatLookLikeChunksAreNamedByAll()
+{
+    writeTo(path(QStringLiteral("a.zip")),
+            ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1)), ZipBytes::packed("2.QCL", oneMessage(2)),
+                               ZipBytes::packed("photo.jpg", "a photo"), ZipBytes::packed("imports.json", "{}")}));
+    for (const char *arguments :
+         {"check a.zip", "merge a.zip --store target", "unzip a.zip --store target", "unzip a.zip --store target"}) {
+        const Outcome outcome = canlog(arguments);
+        QCOMPARE(outcome.err,
+                 QStringLiteral("canlog: a.zip: note: 2.QCL is no chunk and is passed over; pack it under a name like "
+                                "chunk-00000001.qcl, in small letters\n"
+                                "canlog: a.zip: note: photo.jpg is no chunk and is passed over\n"));
+        QCOMPARE(outcome.status, 0);
+    }
+}
+
+void CanlogArchivesTest::chunksWithOnePlaceAreNamedByCheck()
+{
+    writeTo(path(QStringLiteral("a.zip")), ZipBytes::archive({ZipBytes::packed("a/1.qcl", oneMessage(2)),
+                                                              ZipBytes::packed("b/1.qcl", oneMessage(1))}));
+    const QString said = QStringLiteral("canlog: a.zip: a/1.qcl is %1: there is a file already where it is to be "
+                                        "unpacked; pack it under a name like chunk-00000001.qcl that no other has\n");
+    Outcome outcome = canlog("check a.zip");
+    QCOMPARE(outcome.err, said.arg(QStringLiteral("in doubt")));
+    QCOMPARE(outcome.out, QStringLiteral("a.zip: 2 chunks, 2 messages\n"));
+    QCOMPARE(outcome.status, 1);
+    outcome = canlog("unzip a.zip --store target");
+    QCOMPARE(outcome.err, said.arg(QStringLiteral("left out")));
+    QCOMPARE(outcome.status, 1);
+}
+
+void CanlogArchivesTest::typeOfArchivesIsListed()
+{
+    writeTo(path(QStringLiteral("a.zip")), ZipBytes::archive({ZipBytes::packed("1.qcl", oneMessage(1))}));
+    QCOMPARE(canlog("merge a.zip --store target").status, 0);
+    QCOMPARE(canlog("unzip a.zip --store target").status, 0);
+    {
+        ChunkStore store; // is left in the middle of an import, twice: the second opening ends the first
+        QVERIFY(store.open(path(QStringLiteral("target")), ChunkStore::Mode::ReadWrite));
+        store.setPartialImports(ChunkStore::PartialImports::Remove);
+        store.setImportStarted();
+        QVERIFY(store.open(path(QStringLiteral("target")), ChunkStore::Mode::ReadWrite));
+        store.setImportStarted();
+    }
+    QStringList types;
+    for (const QString &line : canlog("imports --store target").out.split(QLatin1Char('\n')).mid(1, 4))
+        types << line.mid(95).section(QLatin1Char(' '), 0, 0);
+    QCOMPARE(types, (QStringList{QStringLiteral("archive"), QStringLiteral("archive"), QStringLiteral("-"),
+                                 QStringLiteral("-")}));
 }
 
 void CanlogArchivesTest::halfAnArchiveIsNotTakenForAllOfIt_data()

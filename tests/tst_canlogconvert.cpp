@@ -60,6 +60,7 @@ private Q_SLOTS:
     void init() { makeFolder(); }
 
     void help();
+    void noClobberKeepsWhatIsThere();
     void wrongUsage_data();
     void wrongUsage();
 
@@ -141,8 +142,10 @@ QString CanlogConvertTest::writeLargeLog(int count) const
 
 Outcome CanlogConvertTest::python(const QString &script, const QStringList &arguments)
 {
-    // Debian's own: another one has no packages of Debian's.
-    return run(QStringLiteral("/usr/bin/python3"), QStringList{QStringLiteral("-c"), script} + arguments);
+    // That of the environment that scripts/venv makes beside the build, since the system's has no python-can.
+    const QString environment = QStringLiteral(CANLOG_PYTHON_ENVIRONMENT "/bin/python");
+    const QString python = QFileInfo::exists(environment) ? environment : QStringLiteral("/usr/bin/python3");
+    return run(python, QStringList{QStringLiteral("-c"), script} + arguments);
 }
 
 bool CanlogConvertTest::hasPythonCan()
@@ -157,14 +160,30 @@ void CanlogConvertTest::help()
     const Outcome outcome = canlog(words("convert --help"));
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
-    QVERIFY(outcome.out.startsWith(
-        "Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] "
-        "[--quiet]\n"));
+    QCOMPARE(
+        usageLine(outcome.out),
+        QByteArray("Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] "
+                   "[--no-clobber] [filters] [--quiet]\n"));
     for (const char *mention : {"\n  candump   .log ", "\n  asc       .asc ", "\n  trc       .trc ",
                                 "\n  csv       .csv ", "\n  json      .jsonl, .json ", "\n  sqlite    .db, .sqlite ",
                                 "--store <DIR>", "exit status", "\nExample:\n  canlog convert "})
         QVERIFY2(outcome.out.contains(mention), mention);
     QVERIFY(canlog(words("--help")).out.contains("\n  convert "));
+}
+
+void CanlogConvertTest::noClobberKeepsWhatIsThere()
+{
+    write(QStringLiteral("small.log"), "(1.0) can0 001#\n");
+    write(QStringLiteral("there.csv"), "mine");
+    const Outcome refused = canlog(words("convert small.log there.csv --no-clobber"));
+    QCOMPARE(refused.err, QByteArray("canlog: OUT exists already, and --no-clobber keeps it; try 'canlog convert "
+                                     "--help'\n"));
+    QCOMPARE(refused.status, 2);
+    QFile there(path(QStringLiteral("there.csv")));
+    QVERIFY(there.open(QIODevice::ReadOnly));
+    QCOMPARE(there.readAll(), QByteArray("mine"));
+    QCOMPARE(canlog(words("convert small.log new.csv --no-clobber")).status, 0);
+    QVERIFY(QFile::exists(path(QStringLiteral("new.csv"))));
 }
 
 void CanlogConvertTest::wrongUsage_data()
@@ -190,7 +209,8 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert small.log a.csv --type nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("convert small.log --to 1.5",
         "unknown format '1.5', wanted is one of candump, asc, trc, csv, json, sqlite; a time is given by --until");
-    row("convert small.log a.csv --until x", "bad --until 'x', wanted are seconds with up to six decimals");
+    row("convert small.log a.csv --until x", "bad --until 'x', wanted are seconds with up to six decimals, +seconds "
+                                             "after the first message, or a date and time like 2024-05-21T09:40");
     row("convert --store s --columns t a.csv", "--columns is for a file, a store needs none");
     row("convert small.log a.csv --type SocketCanDump --columns t", "--columns is for --type GenericFile");
     row("convert small.log small.log", "IN and OUT are the same file");
@@ -341,11 +361,11 @@ void CanlogConvertTest::whatIsLeftOutIsTold()
 
     Outcome outcome = canlog(store + words("out.log"));
     QCOMPARE(outcome.err, QByteArray("canlog: out.log: warning: candump has no place for everything: 2 notes (left "
-                                     "out), 1 Tx direction (left out)\n"));
+                                     "out)\n"));
     QCOMPARE(outcome.status, 0);
     outcome = canlog(store + words("--to candump"));
     QCOMPARE(outcome.err, QByteArray("canlog: standard output: warning: candump has no place for everything: 2 notes "
-                                     "(left out), 1 Tx direction (left out)\n"));
+                                     "(left out)\n"));
     QCOMPARE(outcome.out, content(QStringLiteral("out.log")));
 
     outcome = canlog(store + words("out.trc"));
@@ -366,7 +386,7 @@ void CanlogConvertTest::everythingIsCarried_data()
     const QByteArray z64 = QByteArray("5A").repeated(64);
     QTest::newRow("candump") << QStringLiteral("candump")
                              << QByteArray("(1716284412.084712) can0 123#112233\n"
-                                           "(1716284412.085812) can1 18FEF100#FF\n"
+                                           "(1716284412.085812) can1 18FEF100#FF T\n"
                                            "(1716284412.900000) can0 7E8#R8\n"
                                            "(1716284413.000005) can0 1A0##10102030405060708090A0B0C\n"
                                            "(1716284414.000000) can1 18DA10F1##3"
@@ -616,7 +636,7 @@ void CanlogConvertTest::pythonCanReads_data()
     // Microseconds since the first message, identifier, flags, length, data, channel.
     QTest::newRow("candump") << QStringLiteral("CanutilsLogReader") << QStringLiteral("out.log")
                              << QByteArray("0 123 S 3 112233 can0\n"
-                                           "1100 18FEF100 X 1 ff can1\n"
+                                           "1100 18FEF100 XT 1 ff can1\n"
                                            "815288 7E8 SR 8  can0\n"
                                            "915293 1A0 SFB 12 0102030405060708090a0b0c can0\n"
                                            "1915288 18DA10F1 XFBE 64 "
@@ -647,7 +667,7 @@ void CanlogConvertTest::pythonCanReads()
     QFETCH(QString, name);
     QFETCH(QByteArray, expected);
     if (!hasPythonCan())
-        return missing("python3-can");
+        return missing("scripts/venv");
     makeStore(everyKind(), {{1, QStringLiteral("a note")}});
     QCOMPARE(canlog(words("convert --store s") + QStringList{name}).status, 0);
     const Outcome outcome = python(
@@ -683,7 +703,7 @@ void CanlogConvertTest::log2ascReadsCandump()
     }
     const QStringList starts{
         QStringLiteral("0.000000 1 123 Rx d 3 11 22 33"),
-        QStringLiteral("0.001100 2 18FEF100x Rx d 1 FF"),
+        QStringLiteral("0.001100 2 18FEF100x Tx d 1 FF"),
         QStringLiteral("0.815288 1 7E8 Rx r 8"),
         QStringLiteral("0.915293 CANFD 1 Rx 1A0 1 0 9 12 01 02 03 04 05 06 07 08 09 0A 0B 0C "),
         QStringLiteral("1.915288 CANFD 2 Rx 18DA10F1x 1 1 f 64 ") + QStringLiteral("5A ").repeated(64),

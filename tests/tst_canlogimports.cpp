@@ -22,6 +22,11 @@ private Q_SLOTS:
     void chosenImportsAlone_data();
     void chosenImportsAlone();
     void removedImportIsGone();
+    void importIsRemovedFromAFullDisk_data();
+    void importIsRemovedFromAFullDisk();
+    void removalNotedOnAFullDiskIsCompleted();
+    void unpackedFolderIsRemovedWithItsImport();
+    void largeFileIsPackedInLittleMemory();
     void wrongNumbers_data();
     void wrongNumbers();
     void noStore();
@@ -29,6 +34,10 @@ private Q_SLOTS:
 
     void failedImportIsRemovedUnlessToBeKept();
     void fullDiskIsNoUnknownError();
+    void fullDiskLeavesNoNewFolder();
+    void compressedFileIsListedByItsWholePath();
+    void linkInPlaceOfTheLockIsNamed_data();
+    void linkInPlaceOfTheLockIsNamed();
     void outputIsNoFileOfTheStore_data();
     void outputIsNoFileOfTheStore();
     void damagedStoreIsConvertedWhenAsked();
@@ -162,6 +171,97 @@ void CanlogImportsTest::removedImportIsGone()
     QCOMPARE(canlog(words("import --store s b.log")).status, 0); // it is not held any more
 }
 
+void CanlogImportsTest::importIsRemovedFromAFullDisk_data()
+{
+    QTest::addColumn<int>("frames");
+    QTest::newRow("one chunk") << 90000;
+    QTest::newRow("three chunks") << 250000;
+}
+
+void CanlogImportsTest::importIsRemovedFromAFullDisk()
+{
+    QFETCH(int, frames);
+    if (shell(QStringLiteral("mkdir full && mount -t tmpfs -o size=20m none full")).status != 0)
+        QSKIP("needs to mount a small disk");
+    QByteArray log;
+    for (int i = 0; i < frames; ++i)
+        log += "(1.0) can0 123#1122334455667788\n";
+    write(QStringLiteral("large.log"), log);
+    const int imported = canlog(words("import --store full/s a.log large.log b.log")).status;
+    shell(QStringLiteral("cat /dev/zero >full/zeros"));
+    const Outcome outcome = canlog(words("imports --store full/s --remove 2"));
+    const QByteArray rest = canlog(words("convert --store full/s --to candump")).out;
+    const QByteArray files = shell(QStringLiteral("cd full/s && echo .[a-z]* *")).out;
+    const Outcome another = canlog(words("imports --store full/s --remove 1"));
+    shell(QStringLiteral("umount full"));
+    QCOMPARE(imported, 0);
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(rest.count('\n'), 5);
+    QVERIFY2(files.startsWith(".[a-z]* chunk-00000001.qcl chunk-0000000") && files.count("chunk") == 2,
+             files.constData());
+    QCOMPARE(another.status, 0);
+}
+
+void CanlogImportsTest::removalNotedOnAFullDiskIsCompleted()
+{
+    // As a program that was killed half-way leaves it.
+    QVERIFY(QFile::rename(path(QStringLiteral("s/chunk-00000002.qcl")), path(QStringLiteral("s/.removing-2-2"))));
+    // Not of that import: its number has been given to another.
+    QVERIFY(QFile::copy(path(QStringLiteral("s/.removing-2-2")), path(QStringLiteral("s/.removing-1-2"))));
+    const QByteArray rest = "(1000.000000) can0 123#0A\n(1000.500000) can0 123#0A\n(9000.000000) can0 456#0C\n";
+    Outcome outcome = canlog(words("convert --store s --to candump"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.out, rest);
+    QCOMPARE(canlog(words("imports --store s --remove 3")).status, 0);
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/.removing-2-2"))));
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/.removing-1-2"))));
+    outcome = canlog(words("imports --store s"));
+    QCOMPARE(outcome.err, QByteArray());
+    QVERIFY2(outcome.out.contains("a.log") && outcome.out.count('\n') == 2, outcome.out.constData());
+}
+
+void CanlogImportsTest::unpackedFolderIsRemovedWithItsImport()
+{
+    QCOMPARE(canlog(words("zip --store s a.zip")).status, 0);
+    QCOMPARE(canlog(words("unzip --store s a.zip --as one")).status, 0);
+    QCOMPARE(canlog(words("unzip --store s a.zip")).status, 0);
+    Outcome outcome = canlog(words("imports --store s --remove 4"));
+    QCOMPARE(outcome.err, QByteArray());
+    QVERIFY2(outcome.out.endsWith("/a.zip), 0 messages and the folder one, removed\n"), outcome.out.constData());
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/one"))));
+    QVERIFY(QFileInfo::exists(path(QStringLiteral("s/a.zip/chunk-00000003.qcl"))));
+
+    // What somebody has put there is not removed.
+    write(QStringLiteral("s/a.zip/remarks.txt"), "mine");
+    outcome = canlog(words("imports --store s --remove 5"));
+    QVERIFY2(outcome.err.contains("/s/a.zip holds more than the archive, remarks.txt; "), outcome.err.constData());
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(QFileInfo::exists(path(QStringLiteral("s/a.zip/chunk-00000003.qcl"))));
+    QVERIFY(QFile::remove(path(QStringLiteral("s/a.zip/remarks.txt"))));
+    QCOMPARE(canlog(words("imports --store s --remove 5")).status, 0);
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/a.zip"))));
+}
+
+void CanlogImportsTest::largeFileIsPackedInLittleMemory()
+{
+#ifdef Q_OS_LINUX
+    QFile large(path(QStringLiteral("s/large.bin")));
+    QVERIFY(large.open(QIODevice::WriteOnly));
+    QVERIFY(large.resize(qint64(500) * 1024 * 1024)); // has a size, and takes no room
+    large.close();
+    if (shell(QStringLiteral("ulimit -v 400000; exec \"$canlog\" --version")).status != 0)
+        QSKIP("the program itself takes more");
+    const Outcome outcome = shell(QStringLiteral("ulimit -v 400000; exec \"$canlog\" zip --store s a.zip"));
+    QCOMPARE(outcome.err, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    QVERIFY(large.remove());
+    QCOMPARE(canlog(words("unzip --store t a.zip")).status, 0);
+#else
+    QSKIP("needs a limit on memory");
+#endif
+}
+
 void CanlogImportsTest::wrongNumbers_data()
 {
     QTest::addColumn<QString>("arguments");
@@ -267,6 +367,51 @@ void CanlogImportsTest::fullDiskIsNoUnknownError()
     QVERIFY2(outcome.err.contains(" cannot be written: no space left on the disk"), outcome.err.constData());
     QCOMPARE(outcome.err.count('\n'), 1);
     QCOMPARE(outcome.status, 1);
+}
+
+void CanlogImportsTest::fullDiskLeavesNoNewFolder()
+{
+    if (shell(QStringLiteral("mkdir full && mount -t tmpfs -o size=64k none full")).status != 0)
+        QSKIP("needs to mount a small disk");
+    shell(QStringLiteral("cat /dev/zero >full/zeros"));
+    const Outcome outcome = canlog(words("import --store full/new/s a.log"));
+    const bool isLeft = QFileInfo::exists(path(QStringLiteral("full/new")));
+    shell(QStringLiteral("umount full"));
+    QCOMPARE(outcome.err.count('\n'), 1);
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(!isLeft);
+}
+
+void CanlogImportsTest::compressedFileIsListedByItsWholePath()
+{
+    QCOMPARE(shell(QStringLiteral("gzip -k a.log && exec \"$canlog\" import --store s a.log.gz")).status, 0);
+    QCOMPARE(shell(QStringLiteral("exec \"$canlog\" import --store s - <a.log.gz")).status, 0);
+    const QJsonArray imports = QJsonDocument::fromJson(canlog(words("imports --store s --json")).out)
+                                   .object()
+                                   .value(QStringLiteral("imports"))
+                                   .toArray();
+    QCOMPARE(imports.at(3).toObject().value(QStringLiteral("path")).toString(),
+             QFileInfo(path(QStringLiteral("a.log.gz"))).absoluteFilePath());
+    QCOMPARE(imports.at(4).toObject().value(QStringLiteral("path")).toString(), QStringLiteral("-"));
+}
+
+void CanlogImportsTest::linkInPlaceOfTheLockIsNamed_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::newRow("dangling") << QStringLiteral("nowhere");
+    QTest::newRow("to a file") << QStringLiteral("../a.log");
+}
+
+void CanlogImportsTest::linkInPlaceOfTheLockIsNamed()
+{
+    QFETCH(QString, target);
+    QVERIFY(QFile::link(target, path(QStringLiteral("s/.lock"))));
+    const Outcome outcome = canlog(words("import --store s --again a.log"));
+    QVERIFY2(outcome.err.contains(" cannot be locked for writing: its file .lock is a link or no plain file; remove "
+                                  "that"),
+             outcome.err.constData());
+    QCOMPARE(outcome.status, 1);
+    QVERIFY(!QFileInfo::exists(path(QStringLiteral("nowhere"))));
 }
 
 void CanlogImportsTest::outputIsNoFileOfTheStore_data()

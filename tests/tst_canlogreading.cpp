@@ -48,6 +48,7 @@ private Q_SLOTS:
     void compressedChunkIsRead();
     void barShowsTheCompressedBytes();
     void waitingForAPipeIsInterrupted();
+    void framesOfALiveLogAreShownAsTheyCome();
     void faultOfTheColumnsIsTold();
 
 private:
@@ -290,6 +291,26 @@ void CanlogReadingTest::barShowsTheCompressedBytes()
     const QRegularExpression underway(QStringLiteral("\rx.gz: \\[#*\\.+\\] \\d+ % of"));
     QVERIFY2(underway.match(QString::fromUtf8(outcome.out)).hasMatch(), outcome.out.left(2000).constData());
     QCOMPARE(outcome.status, 0);
+}
+
+void CanlogReadingTest::framesOfALiveLogAreShownAsTheyCome()
+{
+    // Each line is written only when the one before was shown: what waits for more than that waits for ever.
+    QProcess process;
+    process.setWorkingDirectory(folder->path());
+    process.start(QStringLiteral(CANLOG_PROGRAM), {QStringLiteral("show"), QStringLiteral("-")});
+    QVERIFY(process.waitForStarted());
+    for (const char *id : {"101", "102", "103"}) {
+        process.write(QByteArray("(1.0) can0 ") + id + "#11\n");
+        QByteArray shown;
+        while (!shown.contains(id)) {
+            QVERIFY2(process.waitForReadyRead(30000), id);
+            shown += process.readAllStandardOutput();
+        }
+    }
+    process.closeWriteChannel();
+    QVERIFY(process.waitForFinished(30000));
+    QCOMPARE(process.exitCode(), 0);
 }
 
 void CanlogReadingTest::waitingForAPipeIsInterrupted()

@@ -20,6 +20,10 @@ private Q_SLOTS:
     void completionOffersOptions_data();
     void completionOffersOptions();
     void completionOffersTypesAndFolders();
+    void completionOffersTypesBehindAnEqualsSign();
+    void helpFitsTheTerminal();
+    void typosAreAnsweredWithTheNearestName_data();
+    void typosAreAnsweredWithTheNearestName();
     void completionOffersFormatsAndDirections();
 
 private:
@@ -160,6 +164,53 @@ void CanlogShellTest::completionOffersOptions()
     QCOMPARE(completed({subcommand, QStringLiteral("-")}), optionsOf(subcommand));
     QCOMPARE(completed({subcommand, QStringLiteral("--hel")}), QStringList{QStringLiteral("--help")});
     QCOMPARE(completed({subcommand, QString()}), QStringList()); // a file name, which is bash's own
+}
+
+void CanlogShellTest::helpFitsTheTerminal()
+{
+    QStringList texts{QString::fromUtf8(canlog({QStringLiteral("--help")}).out)};
+    for (const QString &subcommand : subcommands())
+        texts.append(QString::fromUtf8(canlog({subcommand, QStringLiteral("--help")}).out));
+    for (const QString &text : texts) {
+        for (const QString &line : text.split(QLatin1Char('\n')))
+            QVERIFY2(line.size() <= 80, qPrintable(line));
+    }
+}
+
+void CanlogShellTest::typosAreAnsweredWithTheNearestName_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QByteArray>("hint");
+    const auto row = [](const char *line, const char *hint) {
+        QTest::newRow(line) << QString::fromLatin1(line) << QByteArray(hint);
+    };
+    row("shwo x", "; did you mean 'show'?;");
+    row("stat", "; did you mean 'stats'?;");
+    row("show x --limt 3", "; did you mean '--limit'?;");
+    row("show x --type candmup", "; did you mean 'Candump'?;");
+    row("show x --type ascc", "; did you mean 'asc'?;");
+    row("convert x --to sqlit", "; did you mean 'sqlite'?;");
+    row("frobnicate", "unknown subcommand 'frobnicate'; try");
+    row("show x --type 4711", "lists the types; try");
+}
+
+void CanlogShellTest::typosAreAnsweredWithTheNearestName()
+{
+    QFETCH(QString, line);
+    QFETCH(QByteArray, hint);
+    const Outcome outcome = canlog(line.split(QLatin1Char(' ')));
+    QVERIFY2(outcome.err.contains(hint), outcome.err.constData());
+    QCOMPARE(outcome.status, 2);
+}
+
+void CanlogShellTest::completionOffersTypesBehindAnEqualsSign()
+{
+    // bash takes "=" for a word of its own.
+    const QString equals = QStringLiteral("=");
+    QVERIFY(completed({QStringLiteral("show"), QStringLiteral("--type"), equals}).contains(QStringLiteral("candump")));
+    QCOMPARE(completed({QStringLiteral("show"), QStringLiteral("--type"), equals, QStringLiteral("Wire")}),
+             QStringList{QStringLiteral("WiresharkCsv")});
+    QVERIFY(completed({QStringLiteral("convert"), QStringLiteral("--to"), equals}).contains(QStringLiteral("csv")));
 }
 
 void CanlogShellTest::completionOffersTypesAndFolders()

@@ -28,6 +28,7 @@ private Q_SLOTS:
 
     void help();
     void tableOfASmallLog();
+    void namesOfTheChannels();
     void tableOfBusLoads();
     void jsonOfASmallLog();
     void jsonOfBusLoads();
@@ -102,8 +103,8 @@ void CanlogStatsTest::help()
     const Outcome outcome = canlog(words("stats --help"));
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
-    QVERIFY(outcome.out.startsWith("Usage: canlog stats [--store DIR | FILE "));
-    for (const char *mention : {"--id <HEX[,HEX]>", "--channel <N[,N]>", "--from <SECONDS>", "--to <SECONDS>",
+    QVERIFY(outcome.out.startsWith("Usage: canlog stats [--store DIR | FILE... "));
+    for (const char *mention : {"--id <HEX[,HEX]>", "--channel <N[,N]>", "--from <TIME>", "--to <TIME>",
                                 "--direction <rx|tx>", "--notes-only", "--gap <SECONDS>", "--bitrate <N>",
                                 "--data-bitrate <N>", "--json", "exit status", "\nExample:\n  canlog stats "})
         QVERIFY2(outcome.out.contains(mention), mention);
@@ -126,11 +127,30 @@ void CanlogStatsTest::tableOfASmallLog()
              "Frame rate               2.463 /s\n"
              "Gaps > 1.000000 s        1, longest 2.000000 s from 10.030000 to 12.030000\n"
              "Steps back in time       0\n"
+             "Channel 1                can0\n"
              "\n" + tableHeading
                  + "      1         123           4    80.00    0-8          10.000000          10.030000         8.000"
                    "        10.000        12.000         1.633       0\n"
                    "      1    18FEF100           1    20.00      8          12.030000          12.030000             -"
                    "             -             -             -       0\n");
+}
+
+void CanlogStatsTest::namesOfTheChannels()
+{
+    write(QStringLiteral("a.log"), "(10.0) vcan0 123#11\n(10.5) engine 124#22\n");
+    write(QStringLiteral("b.log"), "(10.0) can0 123#11\n");
+    const QStringList wanted{QStringLiteral("Channel 1                vcan0, can0"),
+                             QStringLiteral("Channel 2                engine")};
+    QCOMPARE(canlog(words("import a.log b.log")).status, 0);
+    const QStringList lines = QString::fromUtf8(canlog(words("stats")).out).split(QLatin1Char('\n'));
+    QCOMPARE(lines.filter(QStringLiteral("Channel ")).mid(0, 2), wanted);
+    const Outcome json = canlog(words("stats a.log --json"));
+    const QJsonArray channels = QJsonDocument::fromJson(json.out).object().value(QStringLiteral("channels")).toArray();
+    QCOMPARE(channels.at(0).toObject().value(QStringLiteral("name")).toString(), QStringLiteral("vcan0"));
+    QCOMPARE(channels.at(1).toObject().value(QStringLiteral("name")).toString(), QStringLiteral("engine"));
+    const QList<QByteArray> rows = canlog(words("show --names a.log")).out.split('\n');
+    QVERIFY2(rows.at(1).contains("         vcan0  Rx "), rows.at(1).constData());
+    QVERIFY2(rows.at(2).contains("        engine  Rx "), rows.at(2).constData());
 }
 
 /// Two channels in one second: 100 base frames of 8 bytes on channel 1; an FD frame with bit-rate switch and an error
@@ -260,7 +280,7 @@ void CanlogStatsTest::storeGivesTheSameAsItsFile()
     QCOMPARE(ofStore.err, QByteArray());
     QCOMPARE(ofStore.status, 0);
     QCOMPARE(ofStore.out, ofFile.out);
-    QCOMPARE(ofStore.out.count('\n'), 8 + 2 + 17); // facts, blank line and heading, identifiers
+    QCOMPARE(ofStore.out.count('\n'), 8 + 2 + 2 + 17); // facts, names, blank line and heading, identifiers
 }
 
 void CanlogStatsTest::filters_data()
@@ -479,16 +499,17 @@ void CanlogStatsTest::wrongUsage_data()
     for (const char *gap : {"", "0", "-1", "x", "0.0000001", "1s"})
         row("--gap", gap, QByteArray("bad --gap '") + gap + "', wanted are seconds above 0 with up to six decimals");
     row("--from 2 --to 1", nullptr, "--from 2 is after --to 1");
-    row("--from", "now", "bad --from 'now', wanted are seconds with up to six decimals");
-    row("--channel", "can0", "bad --channel 'can0', wanted are numbers from 0 to 65535");
+    row("--from", "now",
+        "bad --from 'now', wanted are seconds with up to six decimals, +seconds after the first message, or a date and "
+        "time like 2024-05-21T09:40");
+    row("--channel", "-1", "bad --channel '-1', wanted are numbers from 0 to 65535, or names as the log has them");
     row("--direction", "up", "bad --direction 'up', wanted is rx or tx");
     row("--id", "200-100",
         "bad --id '200-100', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges 100-1FF, masks 100:700 or "
         "'error'");
     row("--type", "nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("--type SocketCanDump --columns", "t i", "--columns is for --type GenericFile");
-    row("--store s", nullptr, "stats takes either --store or a FILE");
-    row("small.log", nullptr, "stats takes one FILE");
+    row("--store s", nullptr, "stats takes either --store or FILEs");
     row("--fast", nullptr, "unknown option 'fast'");
     row("--gap", nullptr, "missing value after '--gap'");
 }

@@ -153,6 +153,8 @@ private Q_SLOTS:
     void ascFormats();
     void otherFilesAreUnknown_data();
     void otherFilesAreUnknown();
+    void otherFilesAreNamedForWhatTheyAre_data();
+    void otherFilesAreNamedForWhatTheyAre();
     void filesOfThisProjectAreUnknown();
     void cutBinaryFilesAreUnknown();
     void nameSaysNothing();
@@ -495,6 +497,44 @@ void TestDetect::otherFilesAreUnknown()
 {
     QFETCH(QByteArray, content);
     QCOMPARE(typeOf(content), Types());
+}
+
+void TestDetect::otherFilesAreNamedForWhatTheyAre_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("reason");
+    QTest::addColumn<QString>("advice");
+    const auto row = [](const char *name, const QByteArray &content, const char *reason, const char *advice) {
+        QTest::newRow(name) << content << QString::fromLatin1(reason) << QString::fromLatin1(advice);
+    };
+    const char *const pcap = "open it in Wireshark and export the packet list";
+    row("xz",
+        QByteArray("\xFD"
+                   "7zXZ\0\0\4",
+                   8),
+        "is compressed by xz", "'xz -dc FILE | canlog show -'");
+    row("zstd", QByteArray("\x28\xB5\x2F\xFD\x04", 5), "is compressed by zstd", "'zstd -dc FILE");
+    row("bzip2", "BZh91AY&SY", "is compressed by bzip2", "'bzip2 -dc FILE");
+    row("pcapng", QByteArray("\x0A\x0D\x0D\x0A\x1C\0\0\0", 8), "is a pcapng capture of a network", pcap);
+    row("pcap", QByteArray("\xD4\xC3\xB2\xA1\x02\0\x04\0", 8), "is a pcap capture of a network", pcap);
+    row("MF4", "MDF     4.10    ", "is an MDF measurement (MF4)", "export its CAN frames");
+    row("unfinished MF4", "UnFinMF 4.10    ", "is an MDF measurement that was not finished", "have the tool");
+    row("Parquet", "PAR1\x15\x04", "is a Parquet file", "name the log");
+    row("Wireshark list of other packets",
+        "No.,Time,Source,Destination,Protocol,Length,Info\n1,0.0,10.0.0.1,10.0.0.2,TCP,60,Ack\n",
+        "is a packet list of Wireshark without CAN frames and their bytes", "the bytes in the column Info");
+}
+
+void TestDetect::otherFilesAreNamedForWhatTheyAre()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, advice);
+    QBuffer buffer(&content);
+    QVERIFY(buffer.open(QIODevice::ReadOnly));
+    const Detection detection = detectFormat(buffer);
+    QVERIFY(!detection.type);
+    QTEST(detection.reason, "reason");
+    QVERIFY2(detection.advice.contains(advice), qPrintable(detection.advice));
 }
 
 void TestDetect::filesOfThisProjectAreUnknown()

@@ -115,41 +115,12 @@ QString textOf(const ImportReport &report)
         .arg(report.readError, faultsOf(report).join(QLatin1Char(' ')));
 }
 
-/// Where the samples of a format are; those of the other versions fail, and do so alike.
-QString samplesOf(ImportFileType type)
-{
-    switch (type) {
-    case DatachunkHelper::NorvikTxt:
-        return QStringLiteral("norviktxtfile");
-    case DatachunkHelper::SocketCanDump:
-        return QStringLiteral("socketcandump");
-    case DatachunkHelper::KvaserTxtLog:
-        return QStringLiteral("kvasertxtlog");
-    case DatachunkHelper::KvaserCanKingLog:
-        return QStringLiteral("kvasercankinglog");
-    case DatachunkHelper::VectorAscLog:
-        return QStringLiteral("vectorasclog");
-    case DatachunkHelper::VectorAscLogWithoutBitcount:
-        return QStringLiteral("vectorasclogwithoutbitcount");
-    case DatachunkHelper::WiresharkCsv:
-        return QStringLiteral("wiresharkcsv");
-    case DatachunkHelper::CoCTTLog:
-        return QStringLiteral("coctt");
-    case DatachunkHelper::IxxatLog:
-        return QStringLiteral("ixxat");
-    case DatachunkHelper::GenericFile:
-        return QStringLiteral("generic");
-    default:
-        return QStringLiteral("peaktrace");
-    }
-}
-
 void addSamples()
 {
     QTest::addColumn<ImportFileType>("type");
     QTest::addColumn<QString>("path");
     for (const LogFormat &format : logFormats()) {
-        const QDir folder(QStringLiteral(CANLOG_TEST_DATA "/") + samplesOf(format.type));
+        const QDir folder(QStringLiteral(CANLOG_TEST_DATA "/") + format.samples);
         const QStringList names = folder.entryList(QDir::Files);
         if (names.isEmpty())
             qFatal("no samples of %s", qPrintable(format.name()));

@@ -38,6 +38,8 @@ QString nameOf(Reason reason)
         return QStringLiteral("EndsImport");
     case Reason::BrokenLine:
         return QStringLiteral("BrokenLine");
+    case Reason::CutLine:
+        return QStringLiteral("CutLine");
     }
     return {};
 }
@@ -125,6 +127,8 @@ private Q_SLOTS:
     void fileThatCannotBeOpenedHasAReason_data();
     void fileThatCannotBeOpenedHasAReason();
     void notesThatAreCutAreCounted();
+    void lineThatIsCutIsFaulty_data();
+    void lineThatIsCutIsFaulty();
     void everyReasonHasAText();
 
     void progressGoesUpToTheWholeFile_data();
@@ -433,11 +437,58 @@ void ImportReportTest::notesThatAreCutAreCounted()
     QCOMPARE(cutNotes(skipped.repeated(65) + frame + skipped + frame + skipped.repeated(65)), qint64(2));
 }
 
+void ImportReportTest::lineThatIsCutIsFaulty_data()
+{
+    constexpr int most = 16 * 1024 * 1024;
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("type");
+    QTest::addColumn<int>("messages");
+    QTest::addColumn<int>("dropped");
+    QTest::addColumn<int>("line"); // of the cut one; 0: there is none
+    const int candump = DatachunkHelper::SocketCanDump;
+    const int asc = DatachunkHelper::VectorAscLog;
+    const int trace = DatachunkHelper::PeakTraceV11;
+    const QByteArray frame = "(1.5) can0 123#11\n";
+    const QByteArray ascFrame = "0.5 1 123 Rx d 1 AA  Length = 246000 BitCount = 64 ID = 291";
+    const auto filled = [](const QByteArray &beginning, int length, char character) {
+        return beginning.leftJustified(length, character);
+    };
+    QTest::newRow("as long as can be") << frame + filled("", most, 'x') + '\n' << candump << 1 << 1 << 0;
+    QTest::newRow("as long as can be, with both line ends")
+        << frame + filled("", most, 'x') + "\r\n" + frame << candump << 2 << 1 << 0;
+    QTest::newRow("dropped") << frame + filled("", most + 1, 'x') + '\n' + frame << candump << 2 << 1 << 2;
+    QTest::newRow("no frame") << filled("x", most + 30000, 'x') + '\n' << asc << 0 << 0 << 1;
+    QTest::newRow("message") << ascFrame + '\n' + filled(ascFrame, most + 30000, ' ') << asc << 2 << 0 << 2;
+    QTest::newRow("comment") << filled(";", most + 1, 'x') + '\n' << trace << 0 << 0 << 1;
+    QTest::newRow("comment in the header")
+        << ";$FILEVERSION=2.0\n;$COLUMNS=N,O,T,I,d,l,D\n" + filled(";", most + 1, 'x') + "\n1 1.5 DT 0123 Rx 1 11\n"
+        << int(DatachunkHelper::PeakTraceV20) << 1 << 0 << 3;
+}
+
+void ImportReportTest::lineThatIsCutIsFaulty()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(int, type);
+    QFETCH(int, messages);
+    QFETCH(int, dropped);
+    QFETCH(int, line);
+    const ImportReport report = reportOn(content, ImportFileType(type));
+    QCOMPARE(report.messages, qint64(messages));
+    QCOMPARE(report.droppedLines, qint64(dropped));
+    QStringList cut;
+    for (const ImportReport::Fault &fault : report.faults) {
+        if (fault.reason == Reason::CutLine)
+            cut << QStringLiteral("%1:%2").arg(fault.line).arg(fault.column);
+    }
+    QCOMPARE(cut, line == 0 ? QStringList() : QStringList(QStringLiteral("%1:16777217").arg(line)));
+    QCOMPARE(report.faultyLines, qint64(line == 0 ? dropped : 1));
+}
+
 void ImportReportTest::everyReasonHasAText()
 {
     QStringList texts;
     for (const Reason reason : {Reason::NotANumber, Reason::MissingColumns, Reason::MissingBytes, Reason::NotRead,
-                                Reason::EndsImport, Reason::BrokenLine}) {
+                                Reason::EndsImport, Reason::BrokenLine, Reason::CutLine}) {
         const QString text = ImportReport::reasonText(reason);
         QVERIFY(!text.isEmpty());
         QVERIFY(!texts.contains(text));

@@ -62,7 +62,6 @@ QMap<QString, Sample> samples()
     return {
         {QStringLiteral("note"), {{Frame(1)}, QStringLiteral("engine on")}},
         {QStringLiteral("Tx direction"), {{Frame(1).tx(), Frame(CAN::errorFrameId).tx()}, {}}},
-        {QStringLiteral("error state indicator"), {{Frame(1).fd().esi()}, {}}},
         {QStringLiteral("channel 0 frame"), {{Frame(1), Frame(1).channel(1)}, {}}},
         {QStringLiteral("out-of-range time"), {{Frame(1).at(-1, 0)}, {}}},
         {QStringLiteral("impossible length"), {{Frame(1).dlc(65), Frame(1).remote().dlc(9)}, {}}},
@@ -73,6 +72,8 @@ QMap<QString, Sample> samples()
         {QStringLiteral("unprintable note"), {{Frame(1)}, QStringLiteral("\x1b[2J")}},
         {QStringLiteral("ill-formed note"), {{Frame(1)}, half}},
         {QStringLiteral("formula-like note"), {{Frame(1)}, QStringLiteral("=1+2")}},
+        // Longer than the name of an interface may be.
+        {QStringLiteral("channel name"), {{Frame(1).channel(7), Frame(1).channel(7)}, {}}},
     };
 }
 
@@ -111,6 +112,11 @@ QVector<FrameWriter::LossCount> LossesTest::lossesOfWriting(const Target &target
     buffer.open(QIODevice::WriteOnly);
     const std::unique_ptr<FrameWriter> writer =
         target.databaseWriter ? target.databaseWriter(path) : target.textWriter(buffer, false);
+    writer->setLog([] {
+        LogInfo info;
+        info.channelNames.insert(7, QStringLiteral("the bus of the gearbox"));
+        return info;
+    });
     bool ok = writer->begin();
     for (int i = 0; i < sample.messages.size(); ++i)
         ok = ok && writer->write(sample.messages.at(i), i == 0 ? sample.note : QString());

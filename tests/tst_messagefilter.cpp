@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "apps/canlog/filteroptions.h"
 #include "frames.h"
 #include "host/selection/messagefilter.h"
 
 #include <QCommandLineParser>
+#include <QDateTime>
 
 /// Sets @p filter as a command line with @p options does; returns its answer.
-static QString setFilter(MessageFilter &filter, const QStringList &options)
+static QString setByOptions(MessageFilter &filter, const QStringList &options)
 {
     QCommandLineParser parser;
-    MessageFilter::addOptions(parser);
+    addFilterOptions(parser);
     if (!parser.parse(QStringList{QStringLiteral("canlog")} + options))
         return parser.errorText();
-    return filter.set(parser);
+    return setFilter(filter, parser);
 }
+
+Q_DECLARE_METATYPE(LogInfo)
+Q_DECLARE_METATYPE(QVector<CanTimeStamp>)
 
 static QStringList optionList(const char *text)
 {
@@ -28,7 +33,11 @@ private Q_SLOTS:
     void chooses();
     void refusesWhatMakesNoSense_data();
     void refusesWhatMakesNoSense();
-    void setAgainForgetsWhatWasSet();
+    void timesCountFromWhatTheLogSays_data();
+    void timesCountFromWhatTheLogSays();
+    void eachLogHasAStartOfItsOwn();
+    void aDateNeedsALogThatTellsIts();
+    void channelsHaveTheNamesOfTheLog();
 };
 
 void MessageFilterTest::chooses_data()
@@ -132,7 +141,7 @@ void MessageFilterTest::chooses()
     QFETCH(CAN::CanRxMessage, message);
     QFETCH(bool, hasNote);
     MessageFilter filter;
-    QCOMPARE(setFilter(filter, options), QString());
+    QCOMPARE(setByOptions(filter, options), QString());
     QTEST(filter.passes(message, hasNote), "passes");
 }
 
@@ -153,13 +162,36 @@ void MessageFilterTest::refusesWhatMakesNoSense_data()
                               ":",        "123:",    ":7FF",         "123:7FF:7FF", "123:20000000", "100-1FF:7FF",
                               "100:error"})
         row("--id", value, id);
-    const QString channel = QStringLiteral("bad --channel '%1', wanted are numbers from 0 to 65535");
-    for (const char *value : {"", "a", "-1", "+1", "65536", "1,", "1-2", "0x1", "1.0"})
+    const QString channel =
+        QStringLiteral("bad --channel '%1', wanted are numbers from 0 to 65535, or names as the log has "
+                       "them");
+    for (const char *value : {"", "-1", "+1", "65536", "1,", "1-2", "0x1", "1.0"})
         row("--channel", value, channel);
     for (const char *option : {"--from", "--to"}) {
-        const QString time = QStringLiteral("bad %1 '%2', wanted are seconds with up to six decimals");
-        for (const char *value :
-             {"", "-", ".", "1.", "+1", "1e3", "1,5", " 1", "1.0000001", "1.2.3", "1234567890123", "nan", "--1", "1\n"})
+        const QString time = QStringLiteral("bad %1 '%2', wanted are seconds with up to six decimals, +seconds after "
+                                            "the first message, or a date and time like 2024-05-21T09:40");
+        for (const char *value : {"",
+                                  "-",
+                                  ".",
+                                  "1.",
+                                  "+",
+                                  "+-1",
+                                  "++1",
+                                  "2024-05",
+                                  "2024-13-01",
+                                  "2024-05-21T",
+                                  "2024-05-21T9:40",
+                                  "2024-05-21T09:40.5",
+                                  "2024-05-21T09:40:00.1234567",
+                                  "1e3",
+                                  "1,5",
+                                  " 1",
+                                  "1.0000001",
+                                  "1.2.3",
+                                  "1234567890123",
+                                  "nan",
+                                  "--1",
+                                  "1\n"})
             row(option, value, time.arg(QString::fromLatin1(option), QStringLiteral("%1")));
     }
     for (const char *value : {"", "both", "r", "rxtx"})
@@ -174,17 +206,102 @@ void MessageFilterTest::refusesWhatMakesNoSense()
     QFETCH(QStringList, options);
     QFETCH(QString, problem);
     MessageFilter filter;
-    QCOMPARE(setFilter(filter, options), problem);
+    QCOMPARE(setByOptions(filter, options), problem);
 }
 
-void MessageFilterTest::setAgainForgetsWhatWasSet()
+namespace
+{
+
+LogInfo logWith(LogInfo::TimeBase base, const QDateTime &start = {})
+{
+    LogInfo info;
+    info.timeBase = base;
+    info.start = start;
+    return info;
+}
+
+} // namespace
+
+void MessageFilterTest::timesCountFromWhatTheLogSays_data()
+{
+    using Base = LogInfo::TimeBase;
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<LogInfo>("info");
+    QTest::addColumn<QVector<CanTimeStamp>>("times");
+    QTest::addColumn<QString>("passing"); ///< a letter for each time: y or n
+    const QDateTime start(QDate(2024, 5, 21), QTime(9, 40), Qt::UTC);
+    const qint32 epoch = 1716284400; // the same instant
+    const QVector<CanTimeStamp> fromStart{{10, 0}, {12, 499999}, {12, 500000}, {13, 0}};
+    QTest::newRow("after the first message") << optionList("--from +2.5") << LogInfo() << fromStart << "nnyy";
+    QTest::newRow("up to a time after it") << optionList("--to +2.5") << LogInfo() << fromStart << "yyyn";
+    const QVector<CanTimeStamp> calendar{{epoch - 1, 0}, {epoch, 0}, {epoch + 59, 999999}, {epoch + 60, 1}};
+    QTest::newRow("a time in UTC, of a log in epoch time")
+        << optionList("--from 2024-05-21T09:40Z --to 2024-05-21T09:41Z") << logWith(Base::UnixEpoch) << calendar
+        << "nyyn";
+    QTest::newRow("with a zone") << optionList("--from 2024-05-21T11:40+02:00") << logWith(Base::UnixEpoch) << calendar
+                                 << "nyyy";
+    QTest::newRow("with seconds and their fraction")
+        << optionList("--from 2024-05-21T09:40:59.999999Z") << logWith(Base::UnixEpoch) << calendar << "nnyy";
+    QTest::newRow("epoch times of a log that says nothing")
+        << optionList("--from 2024-05-21T09:40Z") << LogInfo() << calendar << "nyyy";
+    QTest::newRow("of a log that counts from its start")
+        << optionList("--from 2024-05-21T09:40:12.5Z") << logWith(Base::LogStart, start) << fromStart << "nnyy";
+    QTest::newRow("of a log that counts from midnight")
+        << optionList("--to 2024-05-21T00:00:12.5Z") << logWith(Base::Midnight, start) << fromStart << "yyyn";
+    QTest::newRow("a day begins at midnight")
+        << optionList("--from 2024-05-22") << logWith(Base::LogStart, QDateTime(QDate(2024, 5, 22), QTime(0, 0)))
+        << QVector<CanTimeStamp>{{0, -1}, {0, 0}} << "ny";
+}
+
+void MessageFilterTest::timesCountFromWhatTheLogSays()
+{
+    QFETCH(QStringList, options);
+    QFETCH(LogInfo, info);
+    QFETCH(QVector<CanTimeStamp>, times);
+    MessageFilter filter;
+    QCOMPARE(setByOptions(filter, options), QString());
+    filter.beginLog([&info] { return info; });
+    QString passing;
+    for (const CanTimeStamp &time : times)
+        passing += QLatin1Char(filter.passes(Frame(1).at(time.seconds, time.microseconds), false) ? 'y' : 'n');
+    QTEST(passing, "passing");
+    QCOMPARE(filter.problem(), QString());
+}
+
+void MessageFilterTest::eachLogHasAStartOfItsOwn()
 {
     MessageFilter filter;
-    QCOMPARE(setFilter(filter, optionList("--id 1 --channel 1 --from 5 --to 6 --direction tx --notes-only")),
-             QString());
-    QVERIFY(!filter.passes(Frame(2), false));
-    QCOMPARE(setFilter(filter, {}), QString());
-    QVERIFY(filter.passes(Frame(2), false));
+    QCOMPARE(setByOptions(filter, optionList("--from +1")), QString());
+    QVERIFY(!filter.passes(Frame(1).at(10, 0), false));
+    QVERIFY(filter.passes(Frame(1).at(11, 0), false));
+    filter.beginLog();
+    QVERIFY(!filter.passes(Frame(1).at(20, 0), false));
+    QVERIFY(filter.passes(Frame(1).at(21, 0), false));
+}
+
+void MessageFilterTest::aDateNeedsALogThatTellsIts()
+{
+    MessageFilter filter;
+    QCOMPARE(setByOptions(filter, optionList("--from 2024-05-21")), QString());
+    filter.beginLog([] { return logWith(LogInfo::TimeBase::LogStart); });
+    QVERIFY(!filter.passes(Frame(1).at(1, 0), false));
+    QVERIFY(filter.problem().startsWith(QLatin1String("does not tell its date")));
+}
+
+void MessageFilterTest::channelsHaveTheNamesOfTheLog()
+{
+    MessageFilter filter;
+    QCOMPARE(setByOptions(filter, optionList("--channel can0,vcan7,5")), QString());
+    LogInfo info;
+    filter.beginLog([&info] { return info; });
+    info.channelNames = {{1, QStringLiteral("can0")}, {2, QStringLiteral("can1")}};
+    QVERIFY(filter.passes(Frame(1).channel(1), false));
+    QVERIFY(!filter.passes(Frame(1).channel(2), false));
+    QVERIFY(filter.passes(Frame(1).channel(5), false));
+    QCOMPARE(filter.unknownNames(), QStringList{QStringLiteral("vcan7")});
+    info.channelNames.insert(3, QStringLiteral("vcan7")); // names come as the log is read
+    QVERIFY(filter.passes(Frame(1).channel(3), false));
+    QCOMPARE(filter.unknownNames(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(MessageFilterTest)

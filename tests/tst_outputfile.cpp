@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/file.h>
 #include <unistd.h>
 
 class OutputFileTest : public QObject
@@ -31,6 +32,7 @@ private Q_SLOTS:
     void fullDiskHasOneName_data();
     void fullDiskHasOneName();
     void takesTheLongestName();
+    void removesWhatNobodyWrites();
 
 private:
     QString path(const char *name) const { return folder->filePath(QString::fromUtf8(name)); }
@@ -228,6 +230,27 @@ void OutputFileTest::takesTheLongestName()
     OutputFile file(path(name.constData()));
     QVERIFY(file.open() && file.commit());
     QCOMPARE(names(), QStringList{QString::fromLatin1(name)});
+}
+
+void OutputFileTest::removesWhatNobodyWrites()
+{
+    make(".canlog-0123abcd", "of a program that was killed");
+    make(".canlog-0123abce", "of a program that still runs");
+    make(".canlog-remarks!", "somebody's");
+    make(".canlog-zip-0123abcd", "an archive's");
+    QFile running(path(".canlog-0123abce"));
+    QVERIFY(running.open(QIODevice::ReadOnly));
+    QCOMPARE(::flock(running.handle(), LOCK_EX | LOCK_NB), 0);
+    OutputFile output(path("out.csv"));
+    QVERIFY(output.open());
+    OutputFile other(path("other.csv")); // does not remove the first one's
+    QVERIFY(other.open());
+    QCOMPARE(output.device().write("text"), qint64(4));
+    QVERIFY2(output.commit(), qPrintable(output.errorText()));
+    other.discard();
+    QCOMPARE(names(), (QStringList{QStringLiteral(".canlog-0123abce"), QStringLiteral(".canlog-remarks!"),
+                                   QStringLiteral(".canlog-zip-0123abcd"), QStringLiteral("out.csv")}));
+    QCOMPARE(content("out.csv"), QByteArray("text"));
 }
 
 QTEST_GUILESS_MAIN(OutputFileTest)

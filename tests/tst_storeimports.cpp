@@ -63,6 +63,8 @@ private Q_SLOTS:
     void killedImportIsRemovedWhenTheStoreIsOpened_data();
     void killedImportIsRemovedWhenTheStoreIsOpened();
     void foreignChunkAfterAKilledImportStays();
+    void foreignChunkWithTheNextNumberStays();
+    void traceGoesWithItsImport();
 
     void sourceIsFoundAgain();
     void changedSourceIsAnother();
@@ -300,6 +302,57 @@ void StoreImportsTest::foreignChunkAfterAKilledImportStays()
 #else
     QSKIP("needs processes to kill");
 #endif
+}
+
+void StoreImportsTest::foreignChunkWithTheNextNumberStays()
+{
+#ifdef Q_OS_UNIX
+    inKilledProcess([&] {
+        auto *store = new ChunkStore;
+        store->setPartialImports(ChunkStore::PartialImports::Remove);
+        store->open(folder, readWrite);
+        begin(*store, 1, 50);
+        store->addMessageNoteToLastMessage(QStringLiteral("the file is written again"));
+        store->addImportedMessages(messages(1, 51), {});
+    });
+    // The chunk that would have come next, and one in the place of its own.
+    for (const int number : {2, 3}) {
+        QFile file(chunkPath(number));
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        ChunkFormat::Encoder encoder(1);
+        encoder.add(messages(1, quint32(97 + number)).first());
+        QVERIFY(encoder.write(file, quint64(number), {}).isEmpty());
+    }
+    {
+        ChunkStore reader;
+        QVERIFY(reader.open(folder, readOnly));
+        QCOMPARE(reader.imports().at(0).messageCount, quint64(1));
+    }
+    ChunkStore store;
+    QVERIFY(store.open(folder, readWrite));
+    QCOMPARE(store.notices().size(), 1);
+    QCOMPARE(indices(), (QList<quint32>{99, 100}));
+    QVERIFY(!QFile::exists(folder + QStringLiteral("/.importing")));
+#else
+    QSKIP("needs processes to kill");
+#endif
+}
+
+void StoreImportsTest::traceGoesWithItsImport()
+{
+    const QString trace = folder + QStringLiteral("/.importing");
+    ChunkStore store;
+    store.setPartialImports(ChunkStore::PartialImports::Remove);
+    QVERIFY(store.open(folder, readWrite));
+    for (const bool success : {true, false}) {
+        begin(store, 1);
+        QVERIFY(QFile::exists(trace));
+        store.setImportFinished(success, DatachunkHelper::SocketCanDump, QStringLiteral("/log"), true);
+        QVERIFY(!QFile::exists(trace));
+    }
+    store.setPartialImports(ChunkStore::PartialImports::Keep);
+    begin(store, 1);
+    QVERIFY(!QFile::exists(trace));
 }
 
 // ---- importing again

@@ -67,20 +67,20 @@ void TrcWriterTest::writesOneLine_data()
         "      1         0.000 FD 1      01A0 Rx -  12   01 02 03 04 05 06 07 08 09 0A 0B 0C\n");
     row("FD with bit-rate switch", Frame(0x1A0, "01").fd().brs(),
         "      1         0.000 FB 1      01A0 Rx -  1    01\n");
-    row("FD with error state", Frame(0x1A0, "01").fd().esi(), "      1         0.000 FD 1      01A0 Rx -  1    01\n",
-        "error state indicator 1");
+    row("FD with error state", Frame(0x1A0, "01").fd().esi(), "      1         0.000 FE 1      01A0 Rx -  1    01\n");
+    row("FD with both", Frame(0x1A0, "01").fd().brs().esi(), "      1         0.000 BI 1      01A0 Rx -  1    01\n");
     row("FD without the mark", Frame(0x1).bytes(QByteArray(64, 'Z')),
         "      1         0.000 FD 1      0001 Rx -  64  " + QByteArray(" 5A").repeated(64) + '\n');
     row("impossible length", Frame(0x1).bytes(QByteArray(64, 'Z')).dlc(255),
         "      1         0.000 FD 1      0001 Rx -  64  " + QByteArray(" 5A").repeated(64) + '\n',
         "impossible length 1");
     row("note", Frame(0x1),
-        ";   bus heavy\n"
-        "      1         0.000 DT 1      0001 Rx -  0\n",
+        "      1         0.000 DT 1      0001 Rx -  0\n"
+        ";   bus heavy\n",
         "", "bus\r\nheavy");
     row("note that commands a terminal", Frame(0x1),
-        ";   U+009B0m\n"
-        "      1         0.000 DT 1      0001 Rx -  0\n",
+        "      1         0.000 DT 1      0001 Rx -  0\n"
+        ";   U+009B0m\n",
         "unprintable note 1",
         "\xC2\x9B"
         "0m");
@@ -181,11 +181,11 @@ void TrcWriterTest::isReadBack()
     const int start = isDate ? messages.constFirst().timeStamp.seconds : 0;
     Frames expected;
     for (CAN::CanRxMessage message : messages) {
-        // The loader reads no channel and passes events over, error frames among them.
-        if (message.id == CAN::errorFrameId)
+        // The loader reads no channel and passes events over, error frames among them, and the types of CAN FD frames
+        // that tell an error state.
+        if (message.id == CAN::errorFrameId || message.isEsi)
             continue;
         message.channel = 0;
-        message.isEsi = false;
         message.timeStamp.seconds -= start;
         expected.append(message);
     }

@@ -152,6 +152,7 @@ ExitStatus compareFormer(const QString &path, const QString &folder, ProgressBar
         complain(path, notLoadedText(path, {}, folderAdvice()));
         return ExitStatus::Failure;
     }
+    tellOtherEntries(path, comparison.archive);
     const bool isFaulty = complainOfFaults(path, comparison.archive);
     const QStringList &differences = comparison.differences;
     if (!differences.isEmpty()) {
@@ -180,6 +181,7 @@ ExitStatus unpackNew(const QString &path, const QString &folder, ChunkStore &sto
         complain(path, notLoadedText(path, reason, folderAdvice()));
         return ExitStatus::Failure;
     }
+    tellOtherEntries(path, result.archive);
     const bool isFaulty = complainOfFaults(path, result.archive);
     if (isFaulty && result.archive.delivered == 0)
         return ExitStatus::Failure; // a folder with nothing in it would only be in the way of the next try
@@ -226,6 +228,39 @@ ExitStatus runUnzip(const QCommandLineParser &parser, Output &out)
     return status;
 }
 
+/// `--again`
+QCommandLineOption againOption()
+{
+    return {QStringLiteral("again"),
+            QStringLiteral("Merges an archive even when the store holds it already: the same path, size and time of "
+                           "its last change.")};
+}
+
+/// Whether @p store holds the archive @p path already, or a part of it, after a complaint: all that would be there
+/// twice.
+bool isMerged(const QString &path, const ImportSource &source, const ChunkStore &store, const QString &storeFolder)
+{
+    const int whole = store.findImport(source);
+    const int part = whole == 0 ? store.findKeptPart(source) : 0;
+    if (whole != 0)
+        complain(path, QStringLiteral("is in %1 already, as import %2; --again merges it once more")
+                           .arg(storeFolder, QString::number(whole)));
+    else if (part != 0)
+        complain(path, QStringLiteral("is in %1 in part, as import %2; remove that with 'canlog imports --remove %2', "
+                                      "or --again merges it beside that")
+                           .arg(storeFolder, QString::number(part)));
+    return whole != 0 || part != 0;
+}
+
+/// Has the journal of @p store say which chunk of the archive @p path its last import, a merge that was told to have
+/// succeeded, did not get: @p loss, empty when it got all.
+void noteLoss(const QString &path, const QString &loss, ChunkStore &store)
+{
+    if (!loss.isEmpty() && !store.markPartial(store.imports().size(), loss))
+        complain(path, QStringLiteral("warning: the store calls the import whole: %1; %2")
+                           .arg(store.errorString(), folderAdvice()));
+}
+
 ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
 {
     const QString path = archiveAndStoreArgument(parser, QStringLiteral("merge"));
@@ -236,7 +271,11 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
     MergingStore store;
     if (!openForArchive(path, store, storeFolder))
         return ExitStatus::Failure;
+    const ImportSource source = ImportSource::of(path);
+    if (!parser.isSet(againOption()) && isMerged(path, source, store, storeFolder))
+        return ExitStatus::Failure;
     store.setPartialImports(ChunkStore::PartialImports::Remove);
+    store.setImportSource(source);
     ProgressBar bar(path, isBarWanted(parser));
     const StoreImport import = requestImport(store, {path, DatachunkHelper::QclZipArchive, {}, true}, &bar);
     bar.clear();
@@ -253,10 +292,11 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
                            .arg(counted(record.messageCount, QStringLiteral("message")), storeFolder));
         return ExitStatus::Interrupted;
     }
-    // Those whose names lead elsewhere are merged like others; what cannot be written has its reason in the record.
-    const ArchiveReport report = withoutFaults(
-        withoutFaults(import.result.archive, ArchiveReport::Reason::LeadsOutside), ArchiveReport::Reason::NotWritten);
+    // What cannot be written has its reason in the record.
+    const ArchiveReport report = withoutFaults(import.result.archive, ArchiveReport::Reason::NotWritten);
     const bool isStored = record.state == ImportRecord::State::Succeeded;
+    if (isStored)
+        noteLoss(path, lossText(import.result.archive, store.refusals()), store);
     const bool isExplained = store.errorString().isEmpty() && report.count.contains(ArchiveReport::Reason::Refused);
     const QString advice = store.errorString().isEmpty() ? repackingAdvice() : folderAdvice();
     if (!isStored && record.messageCount == 0 && !isExplained) {
@@ -271,6 +311,7 @@ ExitStatus runMerge(const QCommandLineParser &parser, Output &out)
     }
     if (!isStored && record.messageCount > 0)
         complain(path, QStringLiteral("warning: %1").arg(withAdvice(record.errorText, advice)));
+    tellOtherEntries(path, report);
     const bool isFaulty = complainOfFaults(path, report, store.refusals());
     if (record.messageCount == 0 && (!isStored || isFaulty))
         return ExitStatus::Failure;
@@ -293,8 +334,14 @@ ExitStatus runCheck(const QCommandLineParser &parser, Output &out)
     ProgressBar bar(path, isBarWanted(parser));
     const FileResult result = readFile(reader, {path, DatachunkHelper::QclZipArchive, {}, true}, &bar);
     bar.clear();
-    const ArchiveReport &report = result.archive;
-    if (result.isInterrupted)
+    ArchiveReport report = result.archive;
+    if (report.isArchive && !result.isInterrupted) {
+        const QVector<ArchiveReport::Fault> taken = takenPlaces(path);
+        report.faults += taken;
+        if (!taken.isEmpty())
+            report.count[ArchiveReport::Reason::PlaceTaken] += taken.size();
+    }
+    if (result.isInterrupted || wasInterrupted())
         return interrupted(path);
     if (!report.isArchive || !reader.errorText.isEmpty()) {
         complain(path, notLoadedText(path, reader.errorText, repackingAdvice()));
@@ -312,6 +359,12 @@ void addUnzipOptions(QCommandLineParser &parser)
 {
     addArchiveAndStoreOptions(parser);
     parser.addOption(nameOption());
+}
+
+void addMergeOptions(QCommandLineParser &parser)
+{
+    addArchiveAndStoreOptions(parser);
+    parser.addOption(againOption());
 }
 
 } // namespace
@@ -338,12 +391,14 @@ Subcommand mergeSubcommand()
     return {
         QStringLiteral("merge"),
         QStringLiteral("Adds the messages of an archive to a store."),
-        QStringLiteral("[--store DIR] [--quiet] ARCHIVE"),
+        QStringLiteral("[--store DIR] [--again] [--quiet] ARCHIVE"),
         QStringLiteral("The messages come in the order in which they were stored, as one import; small chunks are\n"
-                       "put together. Every chunk that is left out is named, and the exit status is 1. Ctrl-C ends\n"
-                       "it at the next chunk, with 130."),
+                       "put together. Every chunk that is left out is named, and the exit status is 1; 'canlog\n"
+                       "imports' then lists the import as failed and the sound chunks as kept. When the store cannot\n"
+                       "be written, or Ctrl-C ends it, with 130, nothing of it stays. An archive that the store\n"
+                       "holds already, whole or in part, is not merged again, which is said with 1."),
         QStringLiteral("  canlog merge trips.zip --store all\n"),
-        addArchiveAndStoreOptions,
+        addMergeOptions,
         runMerge};
 }
 

@@ -58,11 +58,10 @@ static QString faultText(const ArchiveReport::Fault &fault, const QString &refus
     QString reason = isRefused ? refusal : ArchiveReport::reasonText(fault.reason);
     if (!fault.other.isEmpty())
         reason += QStringLiteral(" (%1)").arg(fault.other);
-    const QString advice = adviceOn(fault.reason);
     if (fault.name.isEmpty())
-        return QStringLiteral("%1; %2").arg(reason, advice);
+        return reason;
     const QString state = fault.isDelivered ? QStringLiteral("is in doubt") : QStringLiteral("is left out");
-    return QStringLiteral("%1 %2: %3; %4").arg(fault.name, state, reason, advice);
+    return QStringLiteral("%1 %2: %3").arg(fault.name, state, reason);
 }
 
 bool complainOfFaults(const QString &path, const ArchiveReport &report, const QStringList &refusals)
@@ -73,7 +72,7 @@ bool complainOfFaults(const QString &path, const ArchiveReport &report, const QS
     for (const ArchiveReport::Fault &fault : report.faults) {
         const QString refusal = fault.reason == Reason::Refused ? refusals.value(refused++) : QString();
         if (!isConsequence(fault, refusal))
-            complain(path, faultText(fault, refusal));
+            complain(path, QStringLiteral("%1; %2").arg(faultText(fault, refusal), adviceOn(fault.reason)));
     }
     for (auto count = report.count.cbegin(); count != report.count.cend(); ++count) {
         if (count.key() != Reason::NotReached && *count > ArchiveReport::maxFaults)
@@ -85,6 +84,21 @@ bool complainOfFaults(const QString &path, const ArchiveReport &report, const QS
         complain(path,
                  QStringLiteral("%1 left out after that").arg(counted(quint64(consequences), QStringLiteral("chunk"))));
     return !report.faults.isEmpty();
+}
+
+QString lossText(const ArchiveReport &report, const QStringList &refusals)
+{
+    int refused = 0;
+    qint64 count = 0;
+    QString first;
+    for (const ArchiveReport::Fault &fault : report.faults) {
+        const QString refusal = fault.reason == Reason::Refused ? refusals.value(refused++) : QString();
+        if (!fault.isDelivered && count++ == 0)
+            first = faultText(fault, refusal);
+    }
+    for (const qint64 all : report.count)
+        count += qMax<qint64>(0, all - ArchiveReport::maxFaults);
+    return count > 1 ? QStringLiteral("%1 (and %2 more)").arg(first, QString::number(count - 1)) : first;
 }
 
 ArchiveReport withoutFaults(ArchiveReport report, ArchiveReport::Reason reason)
@@ -104,8 +118,13 @@ void tellOtherEntries(const QString &path, const ArchiveReport &report)
     };
     names.erase(std::remove_if(names.begin(), names.end(), belongs), names.end());
     const qint64 more = report.others - report.otherNames.size() + names.size() - maxTold;
-    for (const QString &name : names.mid(0, maxTold))
-        complain(path, QStringLiteral("note: %1 is no chunk and is passed over").arg(name));
+    for (const QString &name : names.mid(0, maxTold)) {
+        const bool looksLikeOne = name.endsWith(QLatin1String("qcl"), Qt::CaseInsensitive);
+        const QString advice = looksLikeOne
+                                   ? QStringLiteral("; pack it under a name like chunk-00000001.qcl, in small letters")
+                                   : QString();
+        complain(path, QStringLiteral("note: %1 is no chunk and is passed over%2").arg(name, advice));
+    }
     if (more > 0)
         complain(path, QStringLiteral("note: nor are %1 more of its entries").arg(QString::number(more)));
 }

@@ -11,6 +11,10 @@
 /// nothing to say.
 bool complainOfFaults(const QString &path, const ArchiveReport &report, const QStringList &refusals = {});
 
+/// Which entry that an archive with @p report was to give is the first that did not come, why, and how many more there
+/// are; empty when all came. @p refusals is as above.
+QString lossText(const ArchiveReport &report, const QStringList &refusals);
+
 /// Without @p reason, for a fault that is none to the work at hand.
 ArchiveReport withoutFaults(ArchiveReport report, ArchiveReport::Reason reason);
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/canlog/filereading.h"
+#include "apps/canlog/filteroptions.h"
 #include "apps/canlog/formats.h"
+#include "apps/canlog/helptext.h"
 #include "apps/canlog/interruption.h"
 #include "apps/canlog/logfile.h"
 #include "apps/canlog/messagesource.h"
@@ -8,6 +10,7 @@
 #include "apps/canlog/progressbar.h"
 #include "apps/canlog/storefolder.h"
 #include "host/convert/framewriter.h"
+#include "host/convert/logorigin.h"
 #include "host/convert/outputfile.h"
 #include "host/convert/targets.h"
 #include "host/selection/messagefilter.h"
@@ -16,6 +19,10 @@
 #include <QCommandLineParser>
 #include <QFileInfo>
 #include <QIODevice>
+#include <QTimeZone>
+
+#include <limits>
+#include <optional>
 
 namespace
 {
@@ -23,6 +30,7 @@ namespace
 const QLatin1String standardOutput("-");
 const QLatin1String help("convert");
 const QLatin1String endOption("until"); // "to" names the format
+const QLatin1String zoneOption("zone");
 
 /// The command line, understood. An empty input is a store, an empty output is standard output.
 struct Request {
@@ -34,6 +42,7 @@ struct Request {
     bool skipsDamaged = false;
     bool showsBar = true;
     bool raw = false;
+    QTimeZone zone; ///< of calendar times; invalid: not given
 };
 
 /// Standard output for code that writes to a device. Writing always succeeds: Output keeps the failure.
@@ -119,20 +128,25 @@ private:
 class Conversion
 {
 public:
-    Conversion(Destination &outputDestination, const Target &outputTarget, bool raw)
+    Conversion(Destination &outputDestination, const Request &request, const MessageSource &messageSource)
         : destination(outputDestination)
-        , target(outputTarget)
-        , writer(destination.makeWriter(target, raw))
+        , target(*request.target)
+        , zone(request.zone)
+        , source(messageSource)
+        , writer(destination.makeWriter(target, request.raw))
     {
+        writer->setLog([this] { return source.info(); });
+        writer->setZone(zone);
     }
 
     /// False when nothing more can be written, or nobody reads it.
     bool take(const CAN::CanRxMessage &message, const QString &note)
     {
+        ++count;
         if (!good || !destination.isWanted() || !begin())
             return false;
-        ++count;
-        return check(writer->write(message, note));
+        writer->setDirectionTold(source.isDirectionTold());
+        return check(shift == 0 ? writer->write(message, note) : writer->write(shifted(message), note));
     }
     /// Completes the output, says what it holds and what it could not hold. False after a complaint.
     bool finish()
@@ -152,10 +166,30 @@ public:
 private:
     bool begin()
     {
+        if (!begun && zone.isValid() && !target.hasStart)
+            findShift();
         if (!begun)
             check(writer->begin());
         begun = true;
         return good;
+    }
+    /// With a zone, times become those since 1970 where the log tells when it began.
+    void findShift()
+    {
+        const std::optional<qint64> found = sinceEpoch(source.info(), zone);
+        if (found)
+            shift = *found;
+        else if (count > 0)
+            complain(source.name(), QStringLiteral("warning: the log does not tell when it began, so --zone changes "
+                                                   "no time"));
+    }
+    CAN::CanRxMessage shifted(CAN::CanRxMessage message) const
+    {
+        constexpr qint64 second = 1000000;
+        const qint64 time = inMicroseconds(message.timeStamp) + shift;
+        const qint64 latest = std::numeric_limits<qint32>::max();
+        message.timeStamp = {qint32(qBound(-latest, time / second, latest)), qint32(time % second)};
+        return message;
     }
     bool check(bool succeeded)
     {
@@ -174,7 +208,10 @@ private:
 
     Destination &destination;
     const Target &target;
+    const QTimeZone zone;
+    const MessageSource &source;
     std::unique_ptr<FrameWriter> writer;
+    qint64 shift = 0; ///< what is added to each time, in microseconds
     quint64 count = 0;
     bool begun = false;
     bool good = true;
@@ -195,11 +232,10 @@ ExitStatus convert(MessageSource &source, const Request &request, Output &out)
     Destination destination(request.output, out);
     if (!source.open() || !destination.open())
         return ExitStatus::Failure;
-    Conversion conversion(destination, *request.target, request.raw);
-    bool isEmpty = true;
+    Conversion conversion(destination, request, source);
+    source.setFilter(request.filter);
     const auto visitor = [&](const CAN::CanRxMessage &message, const QString &note) {
-        isEmpty = false;
-        return !request.filter.passes(message, !note.isEmpty()) || conversion.take(message, note);
+        return conversion.take(message, note);
     };
     ProgressBar bar(source.name(), request.showsBar);
     const ExitStatus status = source.visit(visitor, &bar);
@@ -207,6 +243,7 @@ ExitStatus convert(MessageSource &source, const Request &request, Output &out)
         return status;
     // What could be read of a damaged store is worth having where nothing is replaced by it.
     const bool fromStore = request.input.isEmpty();
+    const bool isEmpty = !source.hasMessages();
     const bool mayWriteRest = !isEmpty && (request.output.isEmpty() || (fromStore && request.skipsDamaged));
     if (status != ExitStatus::Success && !mayWriteRest) {
         if (fromStore)
@@ -227,7 +264,8 @@ QString targetNames()
 QString unknownTarget(const QString &name)
 {
     const QString hint = microsecondsFromText(name) ? QStringLiteral("; a time is given by --until") : QString();
-    return QStringLiteral("unknown format '%1', wanted is one of %2%3").arg(name, targetNames(), hint);
+    return QStringLiteral("unknown format '%1', wanted is one of %2%3")
+        .arg(name, targetNames(), hint.isEmpty() ? nearestHint(name, targetNames().split(QLatin1String(", "))) : hint);
 }
 
 /// Sets the target of @p request. Returns what is wrong with the options; empty when nothing is.
@@ -248,6 +286,18 @@ QString chooseTarget(const QCommandLineParser &parser, Request &request)
     if (request.target->databaseWriter && request.output.isEmpty())
         return QStringLiteral("a database needs a file, name OUT");
     return {};
+}
+
+/// Returns what is wrong with the option; empty when nothing is.
+QString setZone(const QCommandLineParser &parser, QTimeZone &zone)
+{
+    const QString name = parser.value(zoneOption);
+    if (parser.isSet(zoneOption))
+        zone = zoneFromText(name);
+    return !parser.isSet(zoneOption) || zone.isValid()
+               ? QString()
+               : QStringLiteral("unknown --zone '%1', wanted is UTC, local, +02:00 or a name as Europe/Berlin")
+                     .arg(name);
 }
 
 bool isSameFile(const QString &a, const QString &b)
@@ -306,6 +356,8 @@ QString understand(const QCommandLineParser &parser, Request &request)
         return QStringLiteral("OUT needs a name");
     if (!arguments.isEmpty() && arguments.constFirst() != standardOutput)
         request.output = arguments.constFirst();
+    if (parser.isSet(QStringLiteral("no-clobber")) && !request.output.isEmpty() && QFileInfo::exists(request.output))
+        return QStringLiteral("OUT exists already, and --no-clobber keeps it");
     if (!request.input.isEmpty() && isSameFile(request.input, request.output))
         return QStringLiteral("IN and OUT are the same file");
     if (!request.output.isEmpty() && isFileOfStore(request.output, chosenStoreFolder(parser)))
@@ -326,8 +378,10 @@ QString understand(const QCommandLineParser &parser, Request &request)
     if (problem.isEmpty() && request.raw && request.target->name != QLatin1String("csv"))
         problem = QStringLiteral("--raw is for csv");
     if (problem.isEmpty())
+        problem = setZone(parser, request.zone);
+    if (problem.isEmpty())
         problem = formatProblem(parser);
-    return problem.isEmpty() ? request.filter.set(parser, endOption) : problem;
+    return problem.isEmpty() ? setFilter(request.filter, parser, endOption) : problem;
 }
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
@@ -357,8 +411,14 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("to"),
                       QStringLiteral("What to write: %1. Default: what the suffix of OUT says.").arg(targetNames()),
                       QStringLiteral("FORMAT")});
+    parser.addOption({QStringLiteral("no-clobber"), QStringLiteral("Refuses to replace OUT when there is one.")});
     parser.addOption({QStringLiteral("raw"), QStringLiteral("CSV for programs: no apostrophe before a note that a "
                                                             "spreadsheet would run as a formula.")});
+    parser.addOption({zoneOption,
+                      QStringLiteral("The zone of calendar times, as UTC, local, +02:00 or Europe/Berlin: that of the "
+                                     "date in the head of asc and trc, and where the log tells its start without a "
+                                     "zone, that of this start; other formats get times since 1970 then."),
+                      QStringLiteral("ZONE")});
     parser.addOption(typeOption());
     parser.addOption(columnsOption());
     parser.addOption(LogFile::strictOption());
@@ -367,7 +427,7 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("skip-damaged"),
                       QStringLiteral("Writes what can be read of a damaged store; what cannot is named, and the exit "
                                      "status is 1.")});
-    MessageFilter::addOptions(parser, endOption);
+    addFilterOptions(parser, endOption);
     parser.addOption(quietOption());
 }
 
@@ -390,9 +450,10 @@ Subcommand convertSubcommand()
     return {
         QStringLiteral("convert"),
         QStringLiteral("Writes the messages of a log file or of a store in another format."),
-        QStringLiteral(
-            "[--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [filters] [--quiet]\n"
-            "       canlog convert --store DIR [--import N[,N]] [--skip-damaged] [OUT] [--to FORMAT] [filters]"),
+        QStringLiteral("[--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] [--no-clobber] "
+                       "[filters] [--quiet]\n"
+                       "       canlog convert --store DIR [--import N[,N]] [--skip-damaged] [OUT] [--to FORMAT] "
+                       "[--no-clobber] [filters]"),
         QStringLiteral(
             "Formats and their suffixes:\n"
             "%1"

@@ -43,8 +43,7 @@ static QString endText(const ImportReport &report)
     if (report.faults.isEmpty() || report.faults.constLast().reason != ImportReport::Reason::EndsImport)
         return {};
     const ImportReport::Fault &end = report.faults.constLast();
-    return QStringLiteral("line %1, column %2: %3")
-        .arg(QString::number(end.line), QString::number(end.column), end.toText());
+    return QStringLiteral("%1: %2").arg(report.placeText(end), end.toText());
 }
 
 FileResult readFile(DatachunkHandler &store, const FileRequest &request, ProgressBar *bar)
@@ -72,6 +71,7 @@ FileResult readFile(DatachunkHandler &store, const FileRequest &request, Progres
             result.ok = handler.loadFile(request.path, request.type, request.text, request.flag);
         }
         result.report = handler.getImportReport();
+        result.log = handler.getLogInfo();
         result.archive = handler.getArchiveReport();
         if (request.stream && !result.report.readError.isEmpty())
             result.report.readError = request.stream->withAdvice(result.report.readError);

@@ -5,6 +5,7 @@
 #include "common/datachunkhandler.h"
 #include "common/datachunkhelper.h"
 #include "common/importreport.h"
+#include "common/loginfo.h"
 
 #include <QString>
 
@@ -28,6 +29,7 @@ struct FileResult {
     bool isInterrupted = false; ///< by the user; never ok
     QString errorText;          ///< the library's, or which line ended the reading; may be empty
     ImportReport report;
+    LogInfo log;           ///< what the log says of itself
     ArchiveReport archive; ///< of an archive
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/canlog/formats.h"
 
+#include "apps/canlog/helptext.h"
 #include "apps/canlog/inputfile.h"
 #include "apps/canlog/output.h"
 #include "host/reading/detect.h"
@@ -69,8 +70,8 @@ QCommandLineOption columnsOption()
 {
     return {QStringLiteral("columns"),
             QStringLiteral("The columns of a file of the type GenericFile, one code each with one blank between two: "
-                           "t time, n channel, i hexadecimal, I decimal or 0xi prefixed identifier, l length, d data "
-                           "after it, each once at most; ? a column that is not read. Default: \"%1\". Without --type "
+                           "t time, n channel, i hexadecimal, I decimal or 0xi prefixed identifier, l length, d its "
+                           "bytes, each once at most; ? a column that is not read. Default: \"%1\". Without --type "
                            "the file is of that type.")
                 .arg(defaultColumns()),
             QStringLiteral("CODES"), defaultColumns()};
@@ -139,12 +140,22 @@ static QString columnsProblem(const QString &text)
         .arg(text, fault);
 }
 
+/// All that --type takes but numbers.
+static QStringList typeNames()
+{
+    QStringList names{automatic};
+    for (const Format &format : formats())
+        names += QStringList{format.name()} + format.shortNames;
+    return names;
+}
+
 QString formatProblem(const QCommandLineParser &parser)
 {
     const Format *format = namedFormat(parser);
     if (!format && !isAutomatic(parser)) {
-        return QStringLiteral("unknown type '%1', 'canlog formats' lists the types")
-            .arg(parser.value(QStringLiteral("type")));
+        const QString type = parser.value(QStringLiteral("type"));
+        return QStringLiteral("unknown type '%1', 'canlog formats' lists the types").arg(type)
+               + nearestHint(type, typeNames());
     }
     if (parser.isSet(QStringLiteral("columns")) && format->type != DatachunkHelper::GenericFile)
         return QStringLiteral("--columns is for --type GenericFile");

@@ -28,7 +28,7 @@ Subcommand formatsSubcommand()
     return {QStringLiteral("formats"),
             QStringLiteral("Lists the file formats that can be read."),
             QString(),
-            QStringLiteral("The number, the name and the short names all do for --type, in upper or lower case.\n"
+            QStringLiteral("--type takes the number, the name or a short name, in upper or lower case.\n"
                            "'canlog detect' finds the format of a file."),
             QStringLiteral("  canlog formats\n"),
             [](QCommandLineParser &) {},

@@ -10,6 +10,7 @@
 #include "host/store/timetext.h"
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 
 #include <memory>
 
@@ -36,7 +37,7 @@ QString linesText(const ImportReport &report)
     add(report.droppedLines, "dropped");
     add(report.faultyLines, "faulty");
     const QString details = parts.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(parts.join(QLatin1String(", ")));
-    return counted(quint64(report.lines), QStringLiteral("line")) + details;
+    return counted(quint64(report.lines), unitText(report)) + details;
 }
 
 QString resultText(const StoreImport &import, const Format &format, const CountingStore &store)
@@ -62,18 +63,20 @@ QString failureText(const ImportRecord &record, const Format &format, const Chun
     return store.errorString().isEmpty() ? notReadText(format, record.errorText) : record.errorText;
 }
 
-/// Prints the faults in @p report like a compiler.
+/// Prints the faults in @p report like a compiler; of a log without lines as FILE: object 17, byte 3120: REASON.
 void printFaults(const QString &path, const ImportReport &report, Output &out)
 {
     for (const ImportReport::Fault &fault : report.faults) {
-        out.writeLine(
-            printable(QStringLiteral("%1:%2:%3: %4")
-                          .arg(path, QString::number(fault.line), QString::number(fault.column), fault.toText())));
+        const QString place =
+            report.unit == ImportReport::Unit::Line
+                ? QStringLiteral("%1:%2").arg(QString::number(fault.line), QString::number(fault.column))
+                : QLatin1Char(' ') + report.placeText(fault);
+        out.writeLine(printable(QStringLiteral("%1:%2: %3").arg(path, place, fault.toText())));
     }
     const qint64 others = report.faultyLines - report.faults.size();
     if (others > 0)
-        out.writeLine(printable(
-            QStringLiteral("%1: %2 more").arg(path, counted(quint64(others), QStringLiteral("faulty line")))));
+        out.writeLine(printable(QStringLiteral("%1: %2 more")
+                                    .arg(path, counted(quint64(others), QLatin1String("faulty ") + unitText(report)))));
 }
 
 const QLatin1String standardInput("-");
@@ -90,7 +93,14 @@ public:
         , keepsPartial(commandLine.isSet(QStringLiteral("keep-partial")))
         , isAgain(commandLine.isSet(QStringLiteral("again")))
         , out(output)
+        , made(folder)
     {
+    }
+
+    ~Importing()
+    {
+        if (ChunkStore::isStore(folder))
+            made.keep(); // even if it holds no more than what failed
     }
 
     /// Imports all @p paths. An interruption or a store that cannot be opened ends it; a file that fails does not.
@@ -110,6 +120,8 @@ public:
     }
 
 private:
+    Q_DISABLE_COPY_MOVE(Importing)
+
     ExitStatus import(const QString &path)
     {
         InputFile input(path);
@@ -127,7 +139,8 @@ private:
 
         store->setImportSource(source);
         ProgressBar bar(path, isBarWanted(parser));
-        store->setSourceName(input.isPlainFile() ? QString() : path);
+        const QString name = path == standardInput ? path : QFileInfo(path).absoluteFilePath();
+        store->setSourceName(input.isPlainFile() ? QString() : name);
         FileRequest request{input.path(), format->type, requestText(parser, *format)};
         request.stream = input.isStream() ? &input : nullptr;
         const StoreImport import = requestImport(*store, request, &bar);
@@ -214,6 +227,7 @@ private:
         out.writeLine(
             printable(QStringLiteral("%1: %2, stored in %3").arg(path, resultText(import, format, *store), folder)));
         out.flush();
+        complainOfRemarks(path, report);
         if (report.cutNotes > 0)
             complain(path, cutNotesText(report));
         if (import.record.messageCount == 0)
@@ -222,7 +236,7 @@ private:
             return ExitStatus::Failure; // after the complaint that there is no message
         if (!isStrict || report.faultyLines == 0)
             return ExitStatus::Success;
-        complain(path, counted(quint64(report.faultyLines), QStringLiteral("faulty line"))
+        complain(path, counted(quint64(report.faultyLines), QLatin1String("faulty ") + unitText(report))
                            + (isReported ? QString() : QStringLiteral("; --report lists them")));
         return ExitStatus::Failure;
     }
@@ -234,6 +248,7 @@ private:
     const bool keepsPartial;
     const bool isAgain;
     Output &out;
+    NewStoreFolder made;
     std::unique_ptr<CountingStore> store; ///< once it is needed
     bool isStoreUnusable = false;
 };

@@ -17,8 +17,12 @@ namespace
 using Keeping = ImportRecord::Keeping;
 using State = ImportRecord::State;
 
+/// Empty where it is not known: the type is told at the end of an import.
 QString formatName(const ImportRecord &record)
 {
+    const bool hasEnded = record.state != State::Incomplete && record.errorText != ImportRecord::stoppedText();
+    if (record.type == DatachunkHelper::QclZipArchive)
+        return hasEnded ? QStringLiteral("archive") : QString();
     const Format *format = findFormat(QString::number(int(record.type)));
     return format ? format->name() : QString::number(int(record.type));
 }
@@ -75,9 +79,11 @@ void writeTable(Output &out, const QVector<ImportRecord> &imports)
         const ImportRecord &record = imports.at(i);
         if (!isListed(record))
             continue;
+        const QString type = formatName(record);
         writeRow(out, {QString::number(i + 1), stateText(record), QString::number(record.messageCount),
                        QString::number(record.noteCount), QString::number(record.chunkCount),
-                       timeOrDash(record, record.firstTime), timeOrDash(record, record.lastTime), formatName(record),
+                       timeOrDash(record, record.firstTime), timeOrDash(record, record.lastTime),
+                       type.isEmpty() ? QStringLiteral("-") : type,
                        record.path.isEmpty() ? QStringLiteral("-") : record.path});
     }
 }
@@ -90,9 +96,10 @@ QJsonValue jsonTime(const ImportRecord &record, const CanTimeStamp &time)
 
 QJsonObject jsonImport(int number, const ImportRecord &record)
 {
+    const QString type = formatName(record);
     return {{QStringLiteral("number"), number},
             {QStringLiteral("path"), record.path},
-            {QStringLiteral("type"), formatName(record)},
+            {QStringLiteral("type"), type.isEmpty() ? QJsonValue() : QJsonValue(type)},
             {QStringLiteral("state"), stateName(record)},
             {QStringLiteral("messages"), qint64(record.messageCount)},
             {QStringLiteral("removedMessages"), qint64(record.removedMessages)},
@@ -154,10 +161,12 @@ ExitStatus remove(const QString &folder, const ImportChoice &choice, Output &out
                 QStringLiteral("%1; check the permissions of the store and the space left").arg(store.errorString()));
             return ExitStatus::Failure;
         }
-        out.writeLine(printable(QStringLiteral("%1: import %2 (%3), %4, removed")
+        const QString unpacked =
+            record.folder.isEmpty() ? QString() : QStringLiteral(" and the folder %1").arg(record.folder);
+        out.writeLine(printable(QStringLiteral("%1: import %2 (%3), %4%5, removed")
                                     .arg(folder, QString::number(number),
                                          record.path.isEmpty() ? QStringLiteral("-") : record.path,
-                                         counted(record.messageCount, QStringLiteral("message")))));
+                                         counted(record.messageCount, QStringLiteral("message")), unpacked)));
     }
     return ExitStatus::Success;
 }
@@ -201,7 +210,8 @@ Subcommand importsSubcommand()
                 "The numbers are those that --import of show, stats and convert takes; they stay the same when\n"
                 "other imports are removed. An import that failed is listed, too: its messages were removed,\n"
                 "unless it was made with --keep-partial. What --remove was told is removed as a whole, even when\n"
-                "it is stopped on the way; the folder of an archive that was unpacked stays."),
+                "it is stopped on the way, also on a full disk, and with the folder that an archive was unpacked\n"
+                "into, unless there is more in it than that."),
             QStringLiteral("  canlog imports\n"
                            "  canlog show --import 3 && canlog imports --remove 3\n"),
             addOptions,

@@ -57,13 +57,18 @@ QString notReadText(const Format &format, const QString &reason)
     return QStringLiteral("cannot be read as %1%2; try another --type").arg(format.name(), shownReason);
 }
 
+QString unitText(const ImportReport &report)
+{
+    return report.unit == ImportReport::Unit::Object ? QStringLiteral("object") : QStringLiteral("line");
+}
+
 /// Of a @p report with faults: how many lines, and what is wrong with the first.
 static QString faultsText(const ImportReport &report)
 {
     const ImportReport::Fault &first = report.faults.constFirst();
-    return QStringLiteral("%1 of %2 dropped or read in part, the first at line %3, column %4 (%5)")
-        .arg(QString::number(report.faultyLines), counted(quint64(report.lines), QStringLiteral("line")),
-             QString::number(first.line), QString::number(first.column), first.toText());
+    return QStringLiteral("%1 of %2 dropped or read in part, the first at %3 (%4)")
+        .arg(QString::number(report.faultyLines), counted(quint64(report.lines), unitText(report)),
+             report.placeText(first), first.toText());
 }
 
 QString noMessagesText(const Format &format, const ImportReport &report)
@@ -80,6 +85,15 @@ QString cutNotesText(const ImportReport &report)
         return {};
     return QStringLiteral("warning: %1 cut, since what the log says there would fill the memory")
         .arg(counted(quint64(report.cutNotes), QStringLiteral("note")));
+}
+
+void complainOfRemarks(const QString &path, const ImportReport &report)
+{
+    const QString skipped = report.skippedText();
+    if (!skipped.isEmpty())
+        complain(path, skipped);
+    for (const QString &remark : report.remarks)
+        complain(path, remark);
 }
 
 bool areAllDropped(const ImportReport &report)
@@ -106,7 +120,10 @@ QString InputFile::prepare()
 {
     if (argument == standardInput) {
         takeInterruptions(); // it may wait for ever
-        source = std::make_unique<PipeDevice>(fileno(stdin), wasInterrupted);
+        auto input = std::make_unique<PipeDevice>(fileno(stdin), wasInterrupted);
+        input->setWaitingListener([] { std::fflush(stdout); }); // of a live log, what was read so far is to be seen
+        pipe = input.get();
+        source = std::move(input);
         source->open(QIODevice::ReadOnly | QIODevice::Unbuffered);
         return openStream();
     }
@@ -142,7 +159,21 @@ Detection InputFile::detect()
 {
     if (!content)
         return detectFormat(argument);
-    QByteArray beginning = content->beginning(detectionSize);
+    while (content->readMore(detectionSize)) {
+        // A live log may be slow: what it has begun with is shown before there is more.
+        if (!pipe || pipe->hasInput() || !content->beginning(content->arrived()).endsWith('\n'))
+            continue;
+        constexpr int patience = 500; // in milliseconds
+        const Detection detection = detectBeginning();
+        if (detection.isCertain || (detection.type && !pipe->hasInput(patience)))
+            return detection;
+    }
+    return detectBeginning();
+}
+
+Detection InputFile::detectBeginning()
+{
+    QByteArray beginning = content->beginning(content->arrived());
     QBuffer buffer(&beginning);
     buffer.open(QIODevice::ReadOnly);
     return detectFormat(buffer);
@@ -162,6 +193,11 @@ QString InputFile::withAdvice(const QString &reason) const
 qint64 InputFile::bytesRead() const
 {
     return gzip ? gzip->compressedBytesRead() : content->bytesGiven();
+}
+
+bool InputFile::hasInput(int milliseconds) const
+{
+    return content->hasBeginning() || pipe->hasInput(milliseconds);
 }
 
 QString InputFile::copyToFile()

@@ -10,6 +10,7 @@
 
 #include <memory>
 
+class PipeDevice;
 struct Format;
 struct ImportReport;
 
@@ -20,6 +21,10 @@ enum class FileKind { Log, Archive };
 QString whyUnreadable(const QString &path, FileKind kind);
 /// What to say of a file that could not be read as @p format, for @p reason, which may be empty.
 QString notReadText(const Format &format, const QString &reason);
+/// What the log consists of by its @p report: "line", or "object".
+QString unitText(const ImportReport &report);
+/// Names on standard error what was passed over in @p path by its @p report, and what else there is to say of it.
+void complainOfRemarks(const QString &path, const ImportReport &report);
 /// What to say of a file that holds no message when it is read as @p format; @p report tells what its lines lacked.
 QString noMessagesText(const Format &format, const ImportReport &report);
 /// What to say of notes that its @p report calls cut; empty when none were.
@@ -62,6 +67,9 @@ public:
     QIODevice &device() const { return *content; }
     qint64 bytesRead() const;
     qint64 bytesTotal() const { return source->isSequential() ? 0 : source->size(); }
+    /// Whether it is a live log, and then whether more of it is there within so many milliseconds.
+    bool isLive() const { return pipe && !gzip; }
+    bool hasInput(int milliseconds) const;
     /// What to say of a stream that cannot be read any further because of @p reason.
     QString withAdvice(const QString &reason) const;
 
@@ -69,10 +77,13 @@ private:
     Q_DISABLE_COPY_MOVE(InputFile)
 
     QString openStream();
+    /// What the bytes that have arrived say.
+    Detection detectBeginning();
 
     const QString argument;
     // Of a stream, each reads the one before.
     std::unique_ptr<QIODevice> source;
+    PipeDevice *pipe = nullptr; ///< the source, when it is standard input
     std::unique_ptr<BeginningDevice> sourceStart;
     std::unique_ptr<GzipDevice> gzip; ///< null: not compressed
     std::unique_ptr<BeginningDevice> content;

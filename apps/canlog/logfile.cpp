@@ -7,55 +7,11 @@
 #include "apps/canlog/progressbar.h"
 #include "host/store/notes.h"
 #include "readers/formats.h"
-#include "readers/framereader.h"
 
 #include <QCommandLineOption>
 #include <QCommandLineParser>
 
-#include <memory>
-
 static const QLatin1String strictName("strict");
-
-namespace
-{
-
-/// Hands on each message as soon as its note is final: that of the latest one grows by what is read after it.
-class FinalNotes
-{
-public:
-    FinalNotes(const MessageVisitor &messageVisitor, const LogFormat &format)
-        : visitor(messageVisitor)
-        , waits(format.makesNotes && !format.notesAreFinal)
-    {
-    }
-
-    /// False when the visitor wants no more.
-    bool take(const CAN::CanRxMessage &message, const QString &note)
-    {
-        if (!waits)
-            return visitor(message, note);
-        const bool goesOn = !hasLatest || visitor(latest, latestNote);
-        latest = message;
-        latestNote = note;
-        hasLatest = goesOn;
-        return goesOn;
-    }
-    /// The same, at the end, with the note after the last message.
-    bool finish(const QString &rest)
-    {
-        joinNote(latestNote, rest);
-        return !hasLatest || visitor(latest, latestNote);
-    }
-
-private:
-    const MessageVisitor &visitor;
-    const bool waits;
-    CAN::CanRxMessage latest;
-    QString latestNote;
-    bool hasLatest = false;
-};
-
-} // namespace
 
 LogFile::LogFile(const QString &path, const QCommandLineParser &parser)
     : input(path)
@@ -76,59 +32,111 @@ bool LogFile::open()
     return format && isReadable(input, *format);
 }
 
-bool LogFile::readChunk(const MessageVisitor &visitor)
+void LogFile::start(const FrameReader::Progress &progress)
 {
-    ChunkFormat::Chunk chunk;
-    fault = ChunkFormat::readChunkFile(input.path(), chunk);
-    if (!fault.isEmpty())
-        return false;
-    count = quint64(chunk.messages.size());
-    isStopped = visitor && !ChunkFormat::forEachMessage(chunk, visitor);
-    return !isStopped;
-}
-
-bool LogFile::pull(const MessageVisitor &visitor, ProgressBar *bar)
-{
+    takeInterruptions();
+    if (format->type == DatachunkHelper::QclFile)
+        return openChunk();
     const LogFormat &row = *findLogFormat(format->type);
-    const std::unique_ptr<FrameReader> reader = row.make(row.type, requestText(options, *format));
-    reader->setProgress([&](qint64 bytesRead, qint64 bytesTotal) {
-        if (bar && input.isStream())
-            bar->update(input.bytesRead(), input.bytesTotal());
-        else if (bar)
-            bar->update(bytesRead, bytesTotal);
+    reader = row.make(row.type, requestText(options, *format));
+    waits = row.makesNotes && !row.notesAreFinal;
+    reader->setProgress([this, progress](qint64 bytesRead, qint64 bytesTotal) {
+        if (progress && input.isStream())
+            progress(input.bytesRead(), input.bytesTotal());
+        else if (progress)
+            progress(bytesRead, bytesTotal);
         if (wasInterrupted())
             reader->stop();
     });
+    if (input.isLive())
+        reader->setArrival([this](int milliseconds) { return input.hasInput(milliseconds); });
     if (input.isStream())
         reader->open(input.device(), input.name());
     else
         reader->open(input.path());
-    FinalNotes notes(visitor, row);
-    while (!isStopped && reader->next())
-        isStopped = visitor && !notes.take(reader->frame(), reader->takeNote());
-    if (!isStopped && visitor)
-        isStopped = !notes.finish(reader->takeNote());
-    count = quint64(reader->frameCount());
-    fault = reader->errorString();
-    report = reader->report();
-    if (!report.readError.isEmpty())
-        report.readError = input.withAdvice(report.readError);
-    else if (!isStopped) // of a line that is cut off, too, that is the reason
-        report.readError = input.fault();
-    return reader->atEnd() || !report.readError.isEmpty();
 }
 
-ExitStatus LogFile::read(const MessageVisitor &visitor, ProgressBar *bar)
+void LogFile::openChunk()
 {
-    takeInterruptions();
-    const bool ok = format->type == DatachunkHelper::QclFile ? readChunk(visitor) : pull(visitor, bar);
-    if (bar && ok)
-        bar->finish(count);
-    else if (bar)
-        bar->clear();
+    fault = ChunkFormat::readChunkFile(input.path(), chunk);
+    if (!fault.isEmpty())
+        chunk = {};
+}
+
+bool LogFile::nextOfChunk(CAN::CanRxMessage &message, QString &note)
+{
+    if (nextInChunk == chunk.messages.size())
+        return false;
+    message = chunk.messages.at(nextInChunk);
+    note = chunk.notes.value(nextInChunk);
+    ++nextInChunk;
+    return true;
+}
+
+bool LogFile::nextWaiting(CAN::CanRxMessage &message, QString &note)
+{
+    if (!hasLatest && reader->frameCount() > 0)
+        return false;
+    if (!hasLatest) {
+        if (!reader->next())
+            return false;
+        latest = reader->frame();
+        latestNote = reader->takeNote();
+    }
+    message = latest;
+    note = latestNote;
+    hasLatest = reader->next();
+    latest = reader->frame();
+    latestNote = reader->takeNote();
+    if (!hasLatest)
+        joinNote(note, latestNote); // what came after the last message
+    return true;
+}
+
+bool LogFile::next(CAN::CanRxMessage &message, QString &note)
+{
+    bool isThere = false;
+    if (!reader) {
+        isThere = nextOfChunk(message, note);
+    } else if (waits) {
+        isThere = nextWaiting(message, note);
+    } else if (reader->next()) {
+        message = reader->frame();
+        note = reader->takeNote();
+        isThere = true;
+    }
+    count += isThere ? 1 : 0;
+    isAtEnd = !isThere;
+    return isThere;
+}
+
+void LogFile::countAll()
+{
+    if (reader) {
+        while (reader->next()) {
+        }
+        count = quint64(reader->frameCount());
+    } else {
+        count = quint64(chunk.messages.size());
+    }
+    isAtEnd = true;
+}
+
+ExitStatus LogFile::finish()
+{
+    bool ok = fault.isEmpty();
+    if (reader) {
+        fault = reader->errorString();
+        report = reader->report();
+        if (!report.readError.isEmpty())
+            report.readError = input.withAdvice(report.readError);
+        else if (isAtEnd) // of a line that is cut off, too, that is the reason
+            report.readError = input.fault();
+        ok = reader->atEnd() || !report.readError.isEmpty();
+    }
     if (wasInterrupted())
         return interrupted(input.name());
-    if (isStopped)
+    if (!isAtEnd)
         return ExitStatus::Success;
     if (!ok) {
         complain(input.name(), notReadText(*format, fault));
@@ -142,9 +150,32 @@ ExitStatus LogFile::read(const MessageVisitor &visitor, ProgressBar *bar)
     return judge();
 }
 
+ExitStatus LogFile::read(const MessageVisitor &visitor, ProgressBar *bar)
+{
+    start([bar](qint64 bytesRead, qint64 bytesTotal) {
+        if (bar)
+            bar->update(bytesRead, bytesTotal);
+    });
+    if (visitor) {
+        CAN::CanRxMessage message;
+        QString note;
+        while (next(message, note) && visitor(message, note)) {
+        }
+    } else {
+        countAll();
+    }
+    const bool isRead = isAtEnd && (reader ? reader->atEnd() : fault.isEmpty());
+    if (bar && (isRead || !isAtEnd))
+        bar->finish(count);
+    else if (bar)
+        bar->clear();
+    return finish();
+}
+
 ExitStatus LogFile::judge() const
 {
     const bool isFailure = areAllDropped(report) || (report.faultyLines > 0 && options.isSet(strictName));
+    complainOfRemarks(input.name(), report);
     if (report.cutNotes > 0)
         complain(input.name(), cutNotesText(report));
     if (count == 0)

@@ -5,8 +5,11 @@
 #include "apps/canlog/subcommand.h"
 #include "common/importreport.h"
 #include "host/store/chunkformat.h"
+#include "readers/framereader.h"
 
 #include <QString>
+
+#include <memory>
 
 class ProgressBar;
 struct Format;
@@ -25,19 +28,32 @@ public:
     /// long as this object.
     LogFile(const QString &path, const QCommandLineParser &parser);
 
-    /// Whether it can be read(), which is asked first; false after a complaint.
+    /// Whether it can be read, which is asked first; false after a complaint.
     bool open();
-    /**
-     * Gives all messages to @p visitor, in this thread and as soon as they are read; without a visitor they are counted
-     * alone. Failure when not all could be read, which is known only after those that could be, when all frames were
-     * dropped, or, with --strict, when a line is faulty; a visitor that wants no more makes none. Interrupted after
-     * Ctrl-C, see takeInterruptions().
-     *
-     * @p bar, which may be null, is kept up to date.
-     */
+
+    /// Begins to read. @p progress, which may be empty, is told how many bytes of how many were read, 0 when that is
+    /// not known.
+    void start(const FrameReader::Progress &progress);
+    /// Gives the next message and its final note, as soon as they are read. False when there is none, finish() tells
+    /// why.
+    bool next(CAN::CanRxMessage &message, QString &note);
+    /// Ends the reading, be it in the middle. Failure when not all could be read, when all frames were dropped, or,
+    /// with --strict, when a line is faulty; not when the reader of the messages wanted no more. Interrupted after
+    /// Ctrl-C, see takeInterruptions().
+    ExitStatus finish();
+
+    /// All of that: gives all messages to @p visitor, in this thread, until it wants no more; without a visitor they
+    /// are counted alone. @p bar, which may be null, is kept up to date.
     ExitStatus read(const MessageVisitor &visitor, ProgressBar *bar);
+
+    QString name() const { return input.name(); }
     /// How many messages were read.
     quint64 messageCount() const { return count; }
+
+    /// What the log has said of itself so far; still there after read().
+    LogInfo info() const { return reader ? reader->info() : LogInfo(); }
+    /// Whether the log tells the direction of the message that the visitor has.
+    bool isDirectionTold() const { return reader && reader->toldFields().direction; }
 
     /// Whether read() came to the end of the file, whatever its lines were.
     bool wasReadToEnd() const { return reachedEnd; }
@@ -48,19 +64,30 @@ public:
     static QString warningHelp();
 
 private:
-    bool readChunk(const MessageVisitor &visitor);
-    bool pull(const MessageVisitor &visitor, ProgressBar *bar);
+    /// Of a format whose notes are final only when the next message was read.
+    bool nextWaiting(CAN::CanRxMessage &message, QString &note);
+    bool nextOfChunk(CAN::CanRxMessage &message, QString &note);
+    void openChunk();
+    void countAll();
     /// Of a file that was read to its end.
     ExitStatus judge() const;
 
     InputFile input;
     const QCommandLineParser &options;
-    bool reachedEnd = false;
     const Format *format = nullptr; ///< once it is open
+
+    std::unique_ptr<FrameReader> reader; ///< null: of a data chunk
+    ChunkFormat::Chunk chunk;
+    int nextInChunk = 0;
+    bool waits = false;
+    bool hasLatest = false;
+    CAN::CanRxMessage latest; ///< when it waits
+    QString latestNote;
 
     // Of what was read
     quint64 count = 0;
-    bool isStopped = false; ///< by the visitor
-    QString fault;          ///< why not all could be read
+    bool isAtEnd = false; ///< next() was false
+    bool reachedEnd = false;
+    QString fault; ///< why not all could be read
     ImportReport report;
 };

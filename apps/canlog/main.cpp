@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "apps/canlog/helptext.h"
 #include "apps/canlog/interruption.h"
 #include "apps/canlog/output.h"
 #include "apps/canlog/subcommand.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QRegularExpression>
 #include <QVector>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <new>
@@ -36,7 +37,7 @@ QString mainHelp()
                           "%1"
                           "\n"
                           "Options:\n"
-                          "  -h, --help     Shows this help; 'canlog SUBCOMMAND --help' shows that of a subcommand.\n"
+                          "  -h, --help     Shows this help; 'canlog help SUBCOMMAND' that of a subcommand.\n"
                           "  -v, --version  Shows the version.\n"
                           "\n"
                           "Exit status: 0 all well; 1 something could not be imported, read or written;\n"
@@ -54,8 +55,9 @@ QString subcommandHelp(const Subcommand &subcommand, const QCommandLineParser &p
     const QString arguments = usage.mid(usage.indexOf(QLatin1String("\n\n")));
     const QString synopsis = subcommand.synopsis.isEmpty() ? QString() : QLatin1Char(' ') + subcommand.synopsis;
     const QString details = subcommand.details.isEmpty() ? QString() : subcommand.details + QLatin1Char('\n');
-    return QStringLiteral("Usage: canlog %1%2\n").arg(subcommand.name, synopsis) + subcommand.summary
-           + QLatin1Char('\n') + details + arguments.mid(1) + QLatin1String("\nExample:\n") + subcommand.examples;
+    return wrappedUsage(QStringLiteral("Usage: canlog %1%2").arg(subcommand.name, synopsis)) + QLatin1Char('\n')
+           + subcommand.summary + QLatin1Char('\n') + wrapped(details) + arguments.mid(1)
+           + QLatin1String("\nExample:\n") + subcommand.examples;
 }
 
 QCommandLineOption helpOption()
@@ -63,12 +65,28 @@ QCommandLineOption helpOption()
     return {{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Shows this help.")};
 }
 
+/// The options that @p parser knows, as they are typed.
+QStringList optionsOf(const QCommandLineParser &parser)
+{
+    static const QRegularExpression option(QStringLiteral("^  (?:-\\w, )?(--[a-z-]+)"),
+                                           QRegularExpression::MultilineOption);
+    QStringList options;
+    for (auto match = option.globalMatch(parser.helpText()); match.hasNext();)
+        options.append(match.next().captured(1));
+    return options;
+}
+
 /// What @p parser found wrong, in the style of this program: one clause, no full stop.
 QString parserProblem(const QCommandLineParser &parser)
 {
     QString text = parser.errorText();
     text.replace(0, 1, text.at(0).toLower());
-    return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
+    if (text.endsWith(QLatin1Char('.')))
+        text.chop(1);
+    const QStringList unknown = parser.unknownOptionNames();
+    if (unknown.isEmpty())
+        return text;
+    return text + nearestHint(QLatin1String("--") + unknown.constFirst(), optionsOf(parser));
 }
 
 ExitStatus runSubcommand(const Subcommand &subcommand, const QStringList &arguments, Output &out)
@@ -106,15 +124,24 @@ ExitStatus run(const QStringList &arguments, Output &out)
     }
 
     // The name is left in place: a parser takes the first entry for the program's name and skips it.
-    const QStringList rest = parser.positionalArguments();
-    if (rest.isEmpty())
-        return wrongUsage(QStringLiteral("no subcommand given"));
-    const QVector<Subcommand> all = subcommands();
-    const auto found = std::find_if(all.cbegin(), all.cend(),
-                                    [&](const Subcommand &subcommand) { return subcommand.name == rest.constFirst(); });
-    if (found == all.cend())
-        return wrongUsage(QStringLiteral("unknown subcommand '%1'").arg(rest.constFirst()));
-    return runSubcommand(*found, rest, out);
+    QStringList rest = parser.positionalArguments();
+    if (!rest.isEmpty() && rest.constFirst() == QLatin1String("help")) {
+        rest.removeFirst();
+        if (!rest.isEmpty())
+            rest = QStringList{rest.constFirst(), QStringLiteral("--help")};
+    }
+    if (rest.isEmpty()) {
+        out.write(mainHelp().toLocal8Bit());
+        return ExitStatus::Success;
+    }
+    QStringList names;
+    for (const Subcommand &subcommand : subcommands()) {
+        if (subcommand.name == rest.constFirst())
+            return runSubcommand(subcommand, rest, out);
+        names.append(subcommand.name);
+    }
+    return wrongUsage(QStringLiteral("unknown subcommand '%1'").arg(rest.constFirst())
+                      + nearestHint(rest.constFirst(), names));
 }
 
 /// Qt's warnings speak to developers; what a user must know is said by canlog itself.
@@ -136,10 +163,11 @@ void prepareStandardStreams()
 {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    // A file that is opened while a standard stream is closed gets that stream's number, and then its text.
+    // A file that is opened while a standard stream is closed gets that stream's number, and then its text. Results are
+    // not to vanish: writing them is to fail.
     for (int descriptor = 0; descriptor <= 2; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) == -1)
-            open("/dev/null", O_RDWR);
+            open("/dev/null", descriptor == 1 ? O_RDONLY : O_RDWR);
     }
 }
 

@@ -14,6 +14,7 @@ namespace
 constexpr int indexWidth = 8;
 constexpr int timeWidth = 17;
 constexpr int channelWidth = 7;
+constexpr int nameWidth = 15; // the longest name that Linux gives an interface; longer ones are cut
 constexpr int identifierWidth = 10;
 constexpr int flagsWidth = 5;
 constexpr int lengthWidth = 3;
@@ -63,28 +64,27 @@ int addData(TextLine &row, const CAN::CanRxMessage &message)
     return row.length() - start;
 }
 
-} // namespace
-
-void writeTableHeading(Output &out)
+void addName(TextLine &row, const QString &name)
 {
-    const QString heading = QStringLiteral("%1  %2  %3  Dir  %4  %5  %6  %7  Note");
-    out.writeLine(heading.arg(QStringLiteral("Index"), indexWidth)
-                      .arg(QStringLiteral("Time"), timeWidth)
-                      .arg(QStringLiteral("Channel"), channelWidth)
-                      .arg(QStringLiteral("Identifier"), identifierWidth)
-                      .arg(QStringLiteral("Flags"), -flagsWidth)
-                      .arg(QStringLiteral("Len"), lengthWidth)
-                      .arg(QStringLiteral("Data"), -dataWidth));
+    const QString text = printable(name);
+    const QByteArray bytes = text.left(nameWidth).toLocal8Bit();
+    row.addBlanks(std::max(0, nameWidth - text.size()));
+    row.addLeft(bytes.constData(), std::min(bytes.size(), 4 * nameWidth), 0);
 }
 
-void writeTableRow(Output &out, const CAN::CanRxMessage &message, const QString &note)
+/// The row up to the time.
+TextLine rowBegin(const CAN::CanRxMessage &message)
 {
     TextLine row;
     row.addNumber(message.messageIndex, indexWidth);
     row.addGap();
     addTime(row, message.timeStamp);
     row.addGap();
-    row.addNumber(message.channel, channelWidth);
+    return row;
+}
+
+void writeRest(Output &out, TextLine &row, const CAN::CanRxMessage &message, const QString &note)
+{
     row.addGap();
     row.addText(message.isTx ? "Tx " : "Rx ");
     row.addGap();
@@ -104,4 +104,35 @@ void writeTableRow(Output &out, const CAN::CanRxMessage &message, const QString 
     }
     row.addText("\n");
     out.write(row.begin(), static_cast<std::size_t>(row.length()));
+}
+
+} // namespace
+
+void writeTableHeading(Output &out, ChannelColumn column)
+{
+    const QString heading = QStringLiteral("%1  %2  %3  Dir  %4  %5  %6  %7  Note");
+    out.writeLine(heading.arg(QStringLiteral("Index"), indexWidth)
+                      .arg(QStringLiteral("Time"), timeWidth)
+                      .arg(QStringLiteral("Channel"), column == ChannelColumn::Name ? nameWidth : channelWidth)
+                      .arg(QStringLiteral("Identifier"), identifierWidth)
+                      .arg(QStringLiteral("Flags"), -flagsWidth)
+                      .arg(QStringLiteral("Len"), lengthWidth)
+                      .arg(QStringLiteral("Data"), -dataWidth));
+}
+
+void writeTableRow(Output &out, const CAN::CanRxMessage &message, const QString &note)
+{
+    TextLine row = rowBegin(message);
+    row.addNumber(message.channel, channelWidth);
+    writeRest(out, row, message, note);
+}
+
+void writeTableRow(Output &out, const CAN::CanRxMessage &message, const QString &note, const QString &name)
+{
+    TextLine row = rowBegin(message);
+    if (name.isEmpty())
+        row.addNumber(message.channel, nameWidth);
+    else
+        addName(row, name);
+    writeRest(out, row, message, note);
 }

@@ -40,7 +40,8 @@ ExitStatus Output::finish(ExitStatus status)
     if (isOpen() || errorNumber == EPIPE || (errorNumber == EINTR && wasInterrupted()))
         return status;
     complain(QStringLiteral("standard output"),
-             QStringLiteral("cannot be written: %1").arg(Files::errorText(errorNumber)));
+             errorNumber == EBADF ? QStringLiteral("is closed; the results are lost")
+                                  : QStringLiteral("cannot be written: %1").arg(Files::errorText(errorNumber)));
     return ExitStatus::Failure;
 }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "apps/canlog/busnames.h"
 #include "apps/canlog/logfile.h"
 #include "apps/canlog/messagesource.h"
 #include "apps/canlog/messagetable.h"
 #include "apps/canlog/output.h"
 #include "apps/canlog/progressbar.h"
-#include "host/selection/messagefilter.h"
 
 #include <QCommandLineParser>
 
@@ -17,30 +17,35 @@ namespace
 class MessagePrinter
 {
 public:
-    MessagePrinter(Output &output, const MessageFilter &messageFilter, quint64 limit)
+    /// With a @p nameSource channels are shown by the names that it knows.
+    MessagePrinter(Output &output, quint64 limit, const MessageSource *nameSource)
         : out(output)
-        , filter(messageFilter)
         , left(limit)
+        , source(nameSource)
     {
-        writeTableHeading(out);
+        writeTableHeading(out, source ? ChannelColumn::Name : ChannelColumn::Number);
     }
 
     /// False when nothing more will be printed: the limit is reached, or nobody reads the output.
     bool wantsMore() const { return left > 0 && out.isOpen(); }
 
-    /// Prints @p message if it passes the filter and more is wanted.
+    /// Prints @p message if more is wanted.
     void print(const CAN::CanRxMessage &message, const QString &note)
     {
-        if (!wantsMore() || !filter.passes(message, !note.isEmpty()))
+        if (!wantsMore())
             return;
-        writeTableRow(out, message, note);
+        if (source)
+            writeTableRow(out, message, note, names.nameOf(message.channel, *source));
+        else
+            writeTableRow(out, message, note);
         --left;
     }
 
 private:
     Output &out;
-    const MessageFilter &filter;
     quint64 left;
+    const MessageSource *source;
+    BusNames names;
 };
 
 ExitStatus run(const QCommandLineParser &parser, Output &out)
@@ -49,11 +54,6 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     MessageSource source;
     if (!source.choose(parser, help))
         return ExitStatus::WrongUsage;
-    MessageFilter filter;
-    const QString problem = filter.set(parser);
-    if (!problem.isEmpty())
-        return wrongUsage(problem, help);
-
     quint64 limit = std::numeric_limits<quint64>::max();
     if (parser.isSet(QStringLiteral("limit"))) {
         const QString text = parser.value(QStringLiteral("limit"));
@@ -66,7 +66,7 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     // The heading is written when it is known that there is something to show.
     if (!source.open())
         return ExitStatus::Failure;
-    MessagePrinter printer(out, filter, limit);
+    MessagePrinter printer(out, limit, parser.isSet(QStringLiteral("names")) ? &source : nullptr);
     return source.visit([&](const CAN::CanRxMessage &message, const QString &note) {
         printer.print(message, note);
         return printer.wantsMore();
@@ -76,9 +76,10 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
 void addOptions(QCommandLineParser &parser)
 {
     MessageSource::addOptions(parser);
-    MessageFilter::addOptions(parser);
     parser.addOption(
         {QStringLiteral("limit"), QStringLiteral("Only the first N messages. Default: all."), QStringLiteral("N")});
+    parser.addOption({QStringLiteral("names"),
+                      QStringLiteral("Shows what the log calls a channel, as can0, in place of its number.")});
     parser.addOption(quietOption());
 }
 
@@ -88,9 +89,8 @@ Subcommand showSubcommand()
 {
     return {
         QStringLiteral("show"),
-        QStringLiteral("Prints the messages of a store or of a log file as a table."),
-        MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis()
-            + QLatin1String(" [--limit N] [--quiet]"),
+        QStringLiteral("Prints the messages of a store or of log files as a table."),
+        MessageSource::synopsis() + QLatin1String(" [--limit N] [--names] [--quiet]"),
         QStringLiteral("Flags: R remote frame, F CAN FD, B bit-rate switch, E error state indicator, - none.\n"
                        "What is left out of a damaged store is named on standard error; the exit status is then 1.\n")
             + LogFile::warningHelp(),

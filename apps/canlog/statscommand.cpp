@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "apps/canlog/busnames.h"
 #include "apps/canlog/logfile.h"
 #include "apps/canlog/messagesource.h"
 #include "apps/canlog/output.h"
 #include "apps/canlog/progressbar.h"
-#include "host/selection/messagefilter.h"
 #include "host/stats/statistics.h"
 #include "host/store/timetext.h"
 
@@ -137,7 +137,17 @@ QString durationText(const StatisticsResult &result)
     return duration + QStringLiteral(" from %1 to %2").arg(timeText(result.firstTime), timeText(result.lastTime));
 }
 
-void writeSummary(Output &out, const StatisticsResult &result, const Settings &settings)
+/// A line for each channel that the log has a name for.
+void writeNames(Output &out, const StatisticsResult &result, const BusNames &names)
+{
+    for (const ChannelStatistics &channel : result.channels) {
+        const QString name = names.textOf(channel.channel);
+        if (!name.isEmpty())
+            writeFact(out, QStringLiteral("Channel %1").arg(channel.channel), printable(name));
+    }
+}
+
+void writeSummary(Output &out, const StatisticsResult &result, const Settings &settings, const BusNames &names)
 {
     const ChannelStatistics &total = result.total;
     writeFact(out, QStringLiteral("Frames"), QString::number(total.frames));
@@ -152,6 +162,7 @@ void writeSummary(Output &out, const StatisticsResult &result, const Settings &s
               rate ? QStringLiteral("%1 /s").arg(QString::number(*rate, 'f', 3)) : QStringLiteral("-"));
     writeFact(out, QStringLiteral("Gaps > %1 s").arg(timeText(settings.gapThreshold)), gapText(result));
     writeFact(out, QStringLiteral("Steps back in time"), QString::number(result.backwardSteps));
+    writeNames(out, result, names);
     if (!settings.bitRates)
         return;
     for (const ChannelStatistics &channel : result.channels) {
@@ -199,9 +210,9 @@ void writeIdentifiers(Output &out, const StatisticsResult &result)
     }
 }
 
-void writeTable(Output &out, const StatisticsResult &result, const Settings &settings)
+void writeTable(Output &out, const StatisticsResult &result, const Settings &settings, const BusNames &names)
 {
-    writeSummary(out, result, settings);
+    writeSummary(out, result, settings, names);
     if (result.identifiers.isEmpty())
         return;
     out.writeLine(QString());
@@ -247,10 +258,13 @@ QJsonObject jsonGaps(const StatisticsResult &result, const Settings &settings)
             {QStringLiteral("longest"), longest}};
 }
 
-QJsonObject jsonChannel(const ChannelStatistics &channel, const StatisticsResult &result, const Settings &settings)
+QJsonObject jsonChannel(const ChannelStatistics &channel, const StatisticsResult &result, const Settings &settings,
+                        const BusNames &names)
 {
     QJsonObject object = jsonCounts(channel);
     object.insert(QStringLiteral("channel"), channel.channel);
+    const QString name = names.textOf(channel.channel);
+    object.insert(QStringLiteral("name"), name.isEmpty() ? QJsonValue() : QJsonValue(name));
     const std::optional<LoadRange> load = loadOf(channel, result, settings);
     object.insert(QStringLiteral("busLoadPercent"), load
                                                         ? QJsonObject{{QStringLiteral("withoutStuffBits"), load->least},
@@ -282,13 +296,13 @@ QJsonObject jsonIdentifier(const IdentifierStatistics &identifier, const Statist
             {QStringLiteral("backwardSteps"), jsonCount(identifier.backwardSteps)}};
 }
 
-void writeJson(Output &out, const StatisticsResult &result, const Settings &settings)
+void writeJson(Output &out, const StatisticsResult &result, const Settings &settings, const BusNames &names)
 {
     const bool isEmpty = result.messages() == 0;
     const std::optional<double> rate = result.frameRate();
     QJsonArray channels;
     for (const ChannelStatistics &channel : result.channels)
-        channels.append(jsonChannel(channel, result, settings));
+        channels.append(jsonChannel(channel, result, settings, names));
     QJsonArray identifiers;
     for (const IdentifierStatistics &identifier : result.identifiers)
         identifiers.append(jsonIdentifier(identifier, result));
@@ -329,20 +343,18 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
     MessageSource source;
     if (!source.choose(parser, help))
         return ExitStatus::WrongUsage;
-    MessageFilter filter;
-    QString problem = filter.set(parser);
     Settings settings;
-    if (problem.isEmpty())
-        problem = setSettings(parser, settings);
+    const QString problem = setSettings(parser, settings);
     if (!problem.isEmpty())
         return wrongUsage(problem, help);
 
     if (!source.open())
         return ExitStatus::Failure;
     Statistics statistics(settings.gapThreshold);
-    const auto visitor = [&](const CAN::CanRxMessage &message, const QString &note) {
-        if (filter.passes(message, !note.isEmpty()))
-            statistics.add(message);
+    BusNames names;
+    const auto visitor = [&](const CAN::CanRxMessage &message, const QString &) {
+        statistics.add(message);
+        names.nameOf(message.channel, source);
         return true;
     };
     source.setImportListener([&statistics] { statistics.beginLog(); });
@@ -352,9 +364,9 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
         return status;
     const StatisticsResult result = statistics.result();
     if (parser.isSet(QStringLiteral("json")))
-        writeJson(out, result, settings);
+        writeJson(out, result, settings, names);
     else
-        writeTable(out, result, settings);
+        writeTable(out, result, settings, names);
     complainOfLimits(result, settings);
     return status;
 }
@@ -362,14 +374,14 @@ ExitStatus run(const QCommandLineParser &parser, Output &out)
 void addOptions(QCommandLineParser &parser)
 {
     MessageSource::addOptions(parser);
-    MessageFilter::addOptions(parser);
     parser.addOption({QStringLiteral("gap"),
                       QStringLiteral("A time without messages that is longer than this is a gap. Default: 1."),
                       QStringLiteral("SECONDS"), QStringLiteral("1")});
-    parser.addOption({QStringLiteral("bitrate"),
-                      QStringLiteral("Bit rate of the bus in bit/s, to reckon its load: least (no stuff bits) and "
-                                     "worst (most stuff bits)."),
-                      QStringLiteral("N")});
+    parser.addOption(
+        {QStringLiteral("bitrate"),
+         QStringLiteral("Bit rate of the bus in bit/s, from which its load is computed: least (no stuff bits) and "
+                        "worst (most stuff bits)."),
+         QStringLiteral("N")});
     parser.addOption({QStringLiteral("data-bitrate"),
                       QStringLiteral("Bit rate of the data phase of CAN FD frames with bit-rate switch. Default: that "
                                      "of --bitrate."),
@@ -384,8 +396,8 @@ Subcommand statsSubcommand()
 {
     return {
         QStringLiteral("stats"),
-        QStringLiteral("Counts and measures the messages of a store or of a log file."),
-        MessageSource::synopsis() + QLatin1Char(' ') + MessageFilter::synopsis()
+        QStringLiteral("Counts and measures the messages of a store or of log files."),
+        MessageSource::synopsis()
             + QLatin1String(" [--gap SECONDS] [--bitrate N [--data-bitrate N]] [--json] [--quiet]"),
         QStringLiteral("Each channel and identifier has a row: count and share of the frames, lengths in bytes,\n"
                        "first and last time, and the times between two of its frames: least, mean, greatest, standard\n"

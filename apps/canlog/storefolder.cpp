@@ -64,7 +64,7 @@ bool isFileOfAStore(const QString &path)
     const auto isOne = [](const QFileInfo &info) {
         const QString name = info.fileName();
         const bool hasName = name.endsWith(QLatin1String(".qcl")) || name == QLatin1String("imports.json")
-                             || name == QLatin1String(".lock");
+                             || name == QLatin1String(".lock") || name == QLatin1String(".importing");
         return hasName && ChunkStore::isStore(info.absolutePath());
     };
     QFileInfo info(path);

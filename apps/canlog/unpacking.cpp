@@ -165,10 +165,9 @@ void Unpacking::unpackHere(const QString &name, const QString &target)
         fail(error == UNZ_CRCERROR ? Reason::Checksum : Reason::Data);
 }
 
-Comparison compareWithUnpacked(const QString &path, const QString &folder, ProgressBar *bar)
+/// The names of the chunks in the archive @p path by number, and in @p report what became of them.
+static QMap<double, QString> sortedChunks(const QString &path, ArchiveReport &report)
 {
-    takeInterruptions();
-    Comparison result;
     QMap<double, QString> chunks;
     runInterruptibly([&] {
         QPointer<DatachunkHandler> none;
@@ -179,15 +178,52 @@ Comparison compareWithUnpacked(const QString &path, const QString &folder, Progr
         };
         QObject::connect(&handler, &CANLogHandler::importProgress, &handler, stop, Qt::DirectConnection);
         handler.sortZipFile(path, chunks);
-        result.archive = handler.getArchiveReport();
+        report = handler.getArchiveReport();
     });
+    return chunks;
+}
+
+QVector<ArchiveReport::Fault> takenPlaces(const QString &path)
+{
+    QVector<ArchiveReport::Fault> faults;
+    QSet<QString> places;
+    bool isAnyTaken = false;
+    const auto take = [&places](const QString &name) {
+        const bool isNew = !places.contains(plainName(name));
+        places.insert(plainName(name));
+        return isNew;
+    };
+    QuaZip archive(path);
+    const QStringList names = archive.open(QuaZip::mdUnzip) ? archive.getFileNameList() : QStringList();
+    for (const QString &name : names)
+        isAnyTaken = (name.endsWith(QLatin1String("qcl")) && !take(name)) || isAnyTaken;
+    if (!isAnyTaken)
+        return faults; // which one comes first need not be known: that means to read the beginning of each
+    places.clear();
+    ArchiveReport ignored;
+    const QMap<double, QString> chunks = sortedChunks(path, ignored);
+    for (const QString &name : chunks) {
+        // A name that leads elsewhere has no place, and a fault of its own.
+        const bool leadsOut = name.contains(QLatin1Char('\\')) || name.startsWith(QLatin1Char('/'))
+                              || name.split(QLatin1Char('/')).contains(QLatin1String(".."));
+        if (!leadsOut && !take(name))
+            faults.append({name, Reason::PlaceTaken, true, {}});
+    }
+    return faults;
+}
+
+Comparison compareWithUnpacked(const QString &path, const QString &folder, ProgressBar *bar)
+{
+    takeInterruptions();
+    Comparison result;
+    const QMap<double, QString> chunks = sortedChunks(path, result.archive);
     QuaZip archive(path);
     archive.open(QuaZip::mdUnzip);
     QStringList extra =
         QDir(folder).entryList({QStringLiteral("*qcl")}, QDir::Files | QDir::Hidden | QDir::CaseSensitive);
     QSet<QString> unexpected(extra.cbegin(), extra.cend());
     int done = 0;
-    for (const QString &name : qAsConst(chunks)) {
+    for (const QString &name : chunks) {
         result.isInterrupted = wasInterrupted();
         if (result.isInterrupted)
             return result;

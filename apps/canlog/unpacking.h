@@ -59,6 +59,10 @@ struct Comparison {
     ArchiveReport archive;
 };
 
+/// The faults that unpacking the archive @p path would come across beside those of merging it: chunks in folders of the
+/// archive whose place another one takes. They are delivered here.
+QVector<ArchiveReport::Fault> takenPlaces(const QString &path);
+
 /// Compares the names, sizes and checksums of the chunks in the archive @p path with the files in @p folder. Files that
 /// are no chunks do not count.
 Comparison compareWithUnpacked(const QString &path, const QString &folder, ProgressBar *bar);

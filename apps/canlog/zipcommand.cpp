@@ -28,52 +28,72 @@ bool isOfAStore(const QString &name)
     return (isChunk(name) && !name.contains(QLatin1Char('/'))) || name == QLatin1String("imports.json");
 }
 
-/// The name of the entry that @p path begins with, empty when it begins with none: all that is certain of half an
-/// archive.
-QString firstEntryOf(const QString &path)
+/// Whose archive a file is.
+enum class Owner {
+    Ours, ///< this program's
+    Another,
+    Unknown, ///< encrypted: this program does not write such, whatever the names
+};
+
+/// What the entry that @p path begins with says of it: all that is certain of half an archive.
+Owner ownerByFirstEntry(const QString &path)
 {
     constexpr int headerSize = 30;
+    constexpr int flagsPosition = 6;
+    constexpr int encryptedFlag = 1;
     constexpr int nameSizePosition = 26;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return {};
+        return Owner::Another;
     const QByteArray header = file.read(headerSize);
     if (header.size() < headerSize || !header.startsWith("PK\3\4"))
-        return {};
-    return QString::fromUtf8(file.read(qFromLittleEndian<quint16>(header.constData() + nameSizePosition)));
+        return Owner::Another;
+    if (header.at(flagsPosition) & encryptedFlag)
+        return Owner::Unknown;
+    const auto nameSize = qFromLittleEndian<quint16>(header.constData() + nameSizePosition);
+    return isOfAStore(QString::fromUtf8(file.read(nameSize))) ? Owner::Ours : Owner::Another;
 }
 
 /// Whether @p path was written by this program: an archive, whole or not, of nothing but what a store has, or what
 /// @p folder, which is to be packed, has now. What is empty is nobody's.
-bool isOurs(const QString &path, const QDir &folder)
+Owner ownerOf(const QString &path, const QDir &folder)
 {
     QFile file(path);
     if (file.size() == 0)
-        return true;
+        return Owner::Ours;
     constexpr int emptyArchiveSize = 22;
     if (file.size() == emptyArchiveSize && file.open(QIODevice::ReadOnly) && file.peek(4) == "PK\5\6")
-        return true;
+        return Owner::Ours;
     QuaZip archive(path);
     if (!archive.open(QuaZip::mdUnzip))
-        return isOfAStore(firstEntryOf(path));
-    const QStringList names = archive.getFileNameList();
-    return archive.getZipError() == UNZ_OK && !names.isEmpty()
-           && std::all_of(names.cbegin(), names.cend(), [&](const QString &name) {
-                  return isOfAStore(name) || (!name.contains(QLatin1Char('/')) && folder.exists(name));
-              });
+        return ownerByFirstEntry(path);
+    const QList<QuaZipFileInfo64> entries = archive.getFileInfoList64();
+    const auto isEncrypted = [](const QuaZipFileInfo64 &entry) { return entry.isEncrypted(); };
+    if (std::any_of(entries.cbegin(), entries.cend(), isEncrypted))
+        return Owner::Unknown;
+    const auto belongs = [&folder](const QuaZipFileInfo64 &entry) {
+        return isOfAStore(entry.name) || (!entry.name.contains(QLatin1Char('/')) && folder.exists(entry.name));
+    };
+    const bool isWhole = archive.getZipError() == UNZ_OK && !entries.isEmpty();
+    return isWhole && std::all_of(entries.cbegin(), entries.cend(), belongs) ? Owner::Ours : Owner::Another;
 }
 
 /// Whether an archive of @p folder may get the name @p path. False after a complaint.
 bool mayBeReplaced(const QString &path, const QDir &folder, bool isForced)
 {
     const QFileInfo info(path);
+    const bool isReplaced = info.isFile() && !isForced;
+    const Owner owner = isReplaced && !isFileOfAStore(path) ? ownerOf(path, folder) : Owner::Ours;
     if (info.isDir())
         complain(path, QStringLiteral("is a folder; name the archive to write"));
     else if (info.exists() && !info.isFile())
         complain(path, QStringLiteral("is a pipe, socket or device; name the archive to write"));
     else if (isFileOfAStore(path))
         complain(path, QStringLiteral("is a file of a store and stays; name the archive to write"));
-    else if (info.exists() && !isForced && !isOurs(path, folder))
+    else if (owner == Owner::Unknown)
+        complain(path, QStringLiteral("is encrypted, so that nobody can tell whether it is an archive of a store, and "
+                                      "stays; name another one, or replace it with --force"));
+    else if (owner == Owner::Another)
         complain(path, QStringLiteral("is no archive of a store and stays; name another one, or replace it with "
                                       "--force"));
     else

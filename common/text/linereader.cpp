@@ -51,6 +51,7 @@ void LineReader::peek(int count, const std::function<bool(QStringView)> &goesOn)
 bool LineReader::next()
 {
     lineStart = nextStart;
+    cut = false;
     if (ended || (lineStart == buffer.size() && atEnd())) {
         lineLength = 0;
         return false;
@@ -64,6 +65,7 @@ bool LineReader::next()
             break;
         }
         searched = lineStart + std::min(searched - lineStart, maxLineLength + 1);
+        cut = cut || searched < buffer.size();
         buffer.truncate(searched);
         if (!fill()) {
             ended = true;
@@ -80,6 +82,7 @@ bool LineReader::next()
     const bool hasCarriageReturn = lineLength > 0 && buffer.at(lineStart + lineLength - 1) == QLatin1Char('\r');
     if (hasCarriageReturn && (!ended || file.atEnd()))
         --lineLength;
+    cut = cut || lineLength > maxLineLength;
     lineLength = std::min(lineLength, maxLineLength);
     return true;
 }

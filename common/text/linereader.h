@@ -45,6 +45,8 @@ public:
     bool next();
     /// The current line without its end; valid until the next call of next() or rewind().
     QStringView line() const { return QStringView(buffer).mid(lineStart, lineLength); }
+    /// Whether the current line is longer than that.
+    bool isCut() const { return cut; }
 
     /// Bytes taken from the file so far, in whole blocks: a little ahead of the current line.
     qint64 bytesRead() const { return bytes; }
@@ -76,6 +78,7 @@ private:
     int searched = 0;      ///< the buffer up to here was searched for line feeds
     int searchedFrom = 0;  ///< where the last block searched begins
     quint64 lineFeeds = 0; ///< those found in it that no line has taken, a bit for each character
+    bool cut = false;      ///< the end of the current line was lost
     bool ended = false;    ///< the file gave no more
     qint64 bytes = 0;
     BlockRead blockRead;

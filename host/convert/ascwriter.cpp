@@ -2,14 +2,18 @@
 #include "host/convert/ascwriter.h"
 
 #include "common/canerrortypes.h"
+#include "host/convert/logorigin.h"
 #include "host/store/framekind.h"
+#include "host/store/timetext.h"
 
+#include <QLocale>
 #include <QRegularExpression>
 
-// date Thu Jan 01 12:00:00.000 am 1970
+// date Tue May 21 09:40:12.000 am 2024
 // base hex  timestamps absolute
 // no internal events logged
-// Begin Triggerblock Thu Jan 01 12:00:00.000 am 1970
+// Begin Triggerblock Tue May 21 09:40:12.000 am 2024
+// // BusMapping: CAN 2 = vcan0
 //    0.002470 1  123             Rx   d 2 AA BB  Length = 0 BitCount = 0 ID = 291
 //    0.002710 1  18FEF100x       Tx   r 8  Length = 0 BitCount = 0 ID = 419360000x
 //    0.003510 CANFD   1 Rx        1A0                                   1 0 9 12 00 ... 0B        0    0     3000 ...
@@ -17,17 +21,12 @@
 // // a note
 // End TriggerBlock
 //
-// Times are written as they are, so the date is that of time 0: right for logs that count the seconds since 1970, and
-// as good as any for those that do not know theirs. The statistics at the end of a line are part of the format; 0
-// stands for not known.
+// Of a log that does not tell its start the date is that of time 0, the start of 1970. The statistics at the end of a
+// line are part of the format; 0 stands for not known. Channels are decimal.
 
 namespace
 {
 
-constexpr char header[] = "date Thu Jan 01 12:00:00.000 am 1970\n"
-                          "base hex  timestamps absolute\n"
-                          "no internal events logged\n"
-                          "Begin Triggerblock Thu Jan 01 12:00:00.000 am 1970\n";
 constexpr char footer[] = "End TriggerBlock\n";
 constexpr int timeWidth = 11;
 constexpr int highestClassicLength = 8;
@@ -54,6 +53,22 @@ void addId(TextLine &line, const CAN::CanRxMessage &message)
         line.addCharacter('x');
 }
 
+/// "Tue May 21 09:40:12.084 am 2024", in English whatever the language of the system. Tools look for three decimals.
+QByteArray dateText(const QDateTime &date)
+{
+    return QLocale::c().toString(date, QStringLiteral("ddd MMM dd hh:mm:ss.zzz ap yyyy")).toLatin1();
+}
+
+/// Without what the word "ErrorFrame" of the line says, so that it does not come twice when the file is read.
+QString withoutErrorWord(const QString &note)
+{
+    static const QString word = QStringLiteral("error frame");
+    static const QString more = word + QStringLiteral(" | ");
+    if (note == word)
+        return {};
+    return note.startsWith(more) ? note.mid(more.size()) : note;
+}
+
 const char *direction(const CAN::CanRxMessage &message)
 {
     return message.isTx ? "Tx   " : "Rx   ";
@@ -61,35 +76,54 @@ const char *direction(const CAN::CanRxMessage &message)
 
 } // namespace
 
-bool AscWriter::begin()
+bool AscWriter::putHeader(const CanTimeStamp &firstTime)
 {
-    return put(header);
+    hasHeader = true;
+    const LogOrigin origin = originOf(logInfo(), inMicroseconds(firstTime), zone());
+    offset = origin.offset;
+    const QDateTime epoch(QDate(1970, 1, 1), QTime(0, 0), Qt::UTC);
+    const QByteArray date = dateText(origin.start.isValid() ? origin.start : epoch);
+    return put("date " + date + "\nbase hex  timestamps absolute\nno internal events logged\nBegin Triggerblock " + date
+               + '\n');
+}
+
+/// What the log calls @p channel stands before the first frame of it.
+bool AscWriter::putName(quint16 channel)
+{
+    named.insert(channel);
+    const QString name = nameOf(channel);
+    return name.isEmpty()
+           || put("// BusMapping: CAN " + QByteArray::number(channel) + " = " + commentText(name).toUtf8() + '\n');
 }
 
 bool AscWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
-    if (!note.isEmpty() && !putNote(note))
+    if (!hasHeader && !putHeader(message.timeStamp))
+        return false;
+    if (!named.contains(message.channel) && !putName(message.channel))
         return false;
     countImpossible(message);
     TextLine line;
-    addTime(line, message.timeStamp, timeWidth);
+    addTime(line, inMicroseconds(message.timeStamp) - offset, timeWidth);
     if (kindOf(message) == FrameKind::Fd)
         addFdFrame(line, message);
     else
         addClassicFrame(line, message);
     line.addCharacter('\n');
-    return put(line);
+    return put(line) && putNote(kindOf(message) == FrameKind::Error ? withoutErrorWord(note) : note);
 }
 
 bool AscWriter::finish()
 {
     lose(Loss::Channel, channels.joined());
     lose(Loss::HighChannel, channels.high());
-    return put(footer) && LineWriter::finish();
+    return (hasHeader || putHeader(CanTimeStamp())) && put(footer) && LineWriter::finish();
 }
 
 bool AscWriter::putNote(const QString &note)
 {
+    if (note.isEmpty())
+        return true;
     // Readers look for the end of the block anywhere in a line.
     static const QRegularExpression blockEnd(QStringLiteral("(end) (triggerblock)"),
                                              QRegularExpression::CaseInsensitiveOption);
@@ -101,7 +135,7 @@ bool AscWriter::putNote(const QString &note)
 void AscWriter::addClassicFrame(TextLine &line, const CAN::CanRxMessage &message)
 {
     line.addCharacter(' ');
-    line.addHex(channels.numberOf(message), 1);
+    line.addNumber(channels.numberOf(message));
     line.addGap();
     if (kindOf(message) == FrameKind::Error) {
         line.addText("ErrorFrame");
@@ -137,9 +171,7 @@ void AscWriter::addFdFrame(TextLine &line, const CAN::CanRxMessage &message)
     if (length < message.dlc)
         lose(Loss::Length);
     line.addText(" CANFD ");
-    TextLine channel;
-    channel.addHex(channels.numberOf(message), 1);
-    line.addRight(channel.begin(), channel.length(), 3);
+    line.addNumber(channels.numberOf(message), 3);
     line.addCharacter(' ');
     line.addText(direction(message));
     TextLine id;

@@ -2,11 +2,16 @@
 #include "host/convert/candumpwriter.h"
 
 #include "host/store/framekind.h"
+#include "host/store/timetext.h"
 
-// The log-file form of candump. Channel 1 is "can0", as it is read, and so is what has no channel:
+#include <algorithm>
+
+// The log-file form of candump. A channel without a name is its number less one, as it is read: channel 1 is "can0",
+// and so is what has no channel. What is known to be sent or received says so.
 //
 //   (1345212884.318850) can0 123#11223344           three digits: standard identifier
 //   (1345212884.318850) can0 18FEF100#FF            eight digits: extended identifier
+//   (1345212884.318850) vcan0 123#11 T              sent; R: received
 //   (1345212884.318850) can0 123#R8                 remote frame, with its length when that is not 0
 //   (1345212884.318850) can1 124##1112233           CAN FD frame; the digit holds its flags
 //   (1345212884.318850) can0 20000080#0000000000000000
@@ -20,25 +25,67 @@ constexpr int highestRemoteLength = 8;
 constexpr quint8 bitRateSwitch = 1;
 constexpr quint8 errorState = 2;
 
+/// What Linux may call an interface, so that it is one word in a line.
+bool isInterfaceName(const QString &name)
+{
+    constexpr int longest = 15;
+    return !name.isEmpty() && name.size() <= longest && std::all_of(name.begin(), name.end(), [](QChar c) {
+        return c.unicode() > ' ' && c.unicode() < 0x7F && c != QLatin1Char('/') && c != QLatin1Char('#')
+               && c != QLatin1Char('(');
+    });
+}
+
 } // namespace
 
 bool CandumpWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
     if (!note.isEmpty())
         lose(Loss::Note);
-    if (message.isTx)
-        lose(Loss::Direction);
     countImpossible(message);
+    channels.numberOf(message);
 
     TextLine line;
     line.addCharacter('(');
-    addTime(line, message.timeStamp);
-    line.addText(") can");
-    line.addNumber(message.channel > 0 ? message.channel - 1U : 0U);
+    addTime(line, inMicroseconds(message.timeStamp));
+    line.addText(") ");
+    const QByteArray &interface = interfaceOf(message.channel);
+    line.addLeft(interface.constData(), interface.size(), 0);
     line.addCharacter(' ');
     addFrame(line, message);
+    if (message.isTx || isDirectionTold())
+        line.addText(message.isTx ? " T" : " R");
     line.addCharacter('\n');
     return put(line);
+}
+
+bool CandumpWriter::finish()
+{
+    lose(Loss::Channel, channels.joined());
+    return LineWriter::finish();
+}
+
+const QByteArray &CandumpWriter::interfaceOf(quint16 channel)
+{
+    const auto known = interfaces.constFind(channel);
+    if (known != interfaces.constEnd())
+        return *known;
+    const QString name = nameOf(channel);
+    const bool isUsable = isInterfaceName(name) && !interfaces.values().contains(name.toLatin1());
+    if (!name.isEmpty() && !isUsable)
+        lose(Loss::ChannelName);
+    return *interfaces.insert(channel, isUsable ? name.toLatin1() : freeInterface(channel));
+}
+
+/// The interface of the number of @p channel, or of the next one whose name no other channel has. What has no channel
+/// and channel 1 are one.
+QByteArray CandumpWriter::freeInterface(quint16 channel)
+{
+    for (int number = std::max(int(channel) - 1, 0);; ++number) {
+        QByteArray name = "can" + QByteArray::number(number);
+        const QList<quint16> others = interfaces.keys(name);
+        if (others.isEmpty() || (number == 0 && channel <= 1 && others.constFirst() <= 1))
+            return name;
+    }
 }
 
 void CandumpWriter::addFrame(TextLine &line, const CAN::CanRxMessage &message)

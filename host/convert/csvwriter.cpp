@@ -53,6 +53,7 @@ bool CsvWriter::begin()
 
 bool CsvWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
+    loseNameOf(message.channel);
     const bool isError = kindOf(message) == FrameKind::Error;
     TextLine line;
     char time[32];

@@ -21,7 +21,6 @@ const std::array<LossText, lossKinds> &lossTexts()
     static const std::array<LossText, lossKinds> texts{{
         {QStringLiteral("note"), leftOut},
         {QStringLiteral("Tx direction"), leftOut},
-        {QStringLiteral("error state indicator"), leftOut},
         {QStringLiteral("channel 0 frame"), QStringLiteral("now of channel 1")},
         {QStringLiteral("out-of-range time"), QStringLiteral("now the nearest in range")},
         {QStringLiteral("impossible length"), QStringLiteral("cut or left out")},
@@ -32,6 +31,7 @@ const std::array<LossText, lossKinds> &lossTexts()
         {QStringLiteral("unprintable note"), QStringLiteral("control characters now as U+001B")},
         {QStringLiteral("ill-formed note"), QStringLiteral("what is no character now U+FFFD")},
         {QStringLiteral("formula-like note"), QStringLiteral("now behind an apostrophe, unless --raw")},
+        {QStringLiteral("channel name"), leftOut},
     }};
     return texts;
 }
@@ -48,6 +48,23 @@ QVector<FrameWriter::LossCount> FrameWriter::losses() const
             result.append({lossTexts()[i].what, lossCounts[i], lossTexts()[i].outcome});
     }
     return result;
+}
+
+QString FrameWriter::nameOf(quint16 channel)
+{
+    const auto known = names.constFind(channel);
+    if (known != names.constEnd())
+        return *known;
+    QString name = logInfo().channelNames.value(channel);
+    if (name == QStringLiteral("can%1").arg(int(channel) - 1))
+        name.clear();
+    return *names.insert(channel, name);
+}
+
+void FrameWriter::loseNameOf(quint16 channel)
+{
+    if (!names.contains(channel) && !nameOf(channel).isEmpty())
+        lose(Loss::ChannelName);
 }
 
 void FrameWriter::countImpossible(const CAN::CanRxMessage &message)

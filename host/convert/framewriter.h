@@ -2,17 +2,20 @@
 #pragma once
 
 #include "common/canrxmessage.h"
+#include "common/loginfo.h"
 
+#include <QHash>
 #include <QString>
+#include <QTimeZone>
 #include <QVector>
 
 #include <array>
+#include <functional>
 
 /// What a message may say and a target may have no place for. docs/conversion.md has a table of the same.
 enum class Loss {
     Note,
     Direction,   ///< that a frame was sent and not received
-    ErrorState,  ///< the error state indicator of a CAN FD frame
     Channel,     ///< that a frame is of channel 0 and not of channel 1
     Time,        ///< a time before 0, or later than the target can say
     Length,      ///< a length that the target cannot state
@@ -23,6 +26,7 @@ enum class Loss {
     Controls,    ///< control characters in a note
     Surrogates,  ///< halves of characters in a note
     Formula,     ///< a note that a spreadsheet would run
+    ChannelName, ///< what the log calls a channel, unless its number tells the name
 };
 constexpr int lossKinds = 13;
 
@@ -37,6 +41,14 @@ class FrameWriter
 public:
     FrameWriter() = default;
     virtual ~FrameWriter();
+
+    /// Where the writer learns what the log says of itself, for the formats that have a place for it. It is asked at
+    /// the first message and at the first of each channel.
+    void setLog(const std::function<LogInfo()> &question) { askLog = question; }
+    /// The zone of the dates that are written; invalid, as at first: that of the log, or UTC.
+    void setZone(const QTimeZone &newZone) { dateZone = newZone; }
+    /// Whether the log tells the direction of the messages that come next; else it is known of sent ones alone.
+    void setDirectionTold(bool isTold) { directionTold = isTold; }
 
     /// Writes what stands before the first message.
     virtual bool begin() { return true; }
@@ -57,6 +69,13 @@ public:
     QVector<LossCount> losses() const;
 
 protected:
+    LogInfo logInfo() const { return askLog ? askLog() : LogInfo(); }
+    QTimeZone zone() const { return dateZone; }
+    bool isDirectionTold() const { return directionTold; }
+    /// What the log calls @p channel; empty when it does not, or says no more than the number: "can0" of channel 1.
+    QString nameOf(quint16 channel);
+    /// Counts the name of @p channel, once, for formats without a place for it.
+    void loseNameOf(quint16 channel);
     void lose(Loss loss, quint64 count = 1) { lossCounts[static_cast<std::size_t>(loss)] += count; }
     /// Counts what the formats of other tools have no place for in any frame.
     void countImpossible(const CAN::CanRxMessage &message);
@@ -69,5 +88,9 @@ private:
     Q_DISABLE_COPY_MOVE(FrameWriter)
 
     std::array<quint64, lossKinds> lossCounts = {};
+    std::function<LogInfo()> askLog;
+    QTimeZone dateZone;
+    bool directionTold = false;
+    QHash<quint16, QString> names; ///< of the channels seen so far
     QString error;
 };

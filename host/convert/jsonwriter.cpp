@@ -75,6 +75,7 @@ QByteArray string(const QString &text)
 
 bool JsonWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
+    loseNameOf(message.channel);
     const bool isError = kindOf(message) == FrameKind::Error;
     TextLine line;
     line.addText("{\"time\":");

@@ -52,11 +52,10 @@ bool LineWriter::flush()
     return true;
 }
 
-void LineWriter::addTime(TextLine &line, const CanTimeStamp &time, int width)
+void LineWriter::addTime(TextLine &line, qint64 microseconds, int width)
 {
-    const quint64 microseconds = notNegative(inMicroseconds(time));
     char text[32];
-    line.addRight(text, writeTime(microseconds > 0 ? time : CanTimeStamp(), text), width);
+    line.addRight(text, writeTime(qint64(notNegative(microseconds)), text), width);
 }
 
 quint64 LineWriter::notNegative(qint64 microseconds)

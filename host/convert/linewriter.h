@@ -24,8 +24,8 @@ protected:
 
     /// Adds @p time in seconds, right-aligned in @p width characters. A negative one, for which the formats of other
     /// tools have no place, becomes 0 and is counted.
-    void addTime(TextLine &line, const CanTimeStamp &time, int width = 0);
-    /// The same for a time that the format counts from elsewhere, in microseconds.
+    void addTime(TextLine &line, qint64 microseconds, int width = 0);
+    /// The same rule for a time that is written in another way.
     quint64 notNegative(qint64 microseconds);
     /// @p note in one line without control characters, well-formed, for a comment.
     QString commentText(const QString &note);

@@ -2,9 +2,11 @@
 #include "host/convert/outputfile.h"
 
 #include "common/files.h"
+#include "common/leftovers.h"
 
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QScopeGuard>
 
 #include <cerrno>
 #include <cstdio>
@@ -13,6 +15,12 @@ namespace
 {
 
 constexpr int attempts = 100;
+
+/// Of the names that files have until they are complete: eight hexadecimal digits.
+QString leftoverPattern()
+{
+    return QStringLiteral(".canlog-") + QStringLiteral("[0-9a-f]").repeated(8);
+}
 
 constexpr int maximumLinks = 40; // as systems have it
 
@@ -61,12 +69,16 @@ bool OutputFile::open()
         error = problem;
         return false;
     }
+    Leftovers::removeFrom(info.absolutePath(), leftoverPattern());
     // A short name of its own: the final one may be as long as names can be.
     for (int i = 0; i < attempts && !file.isOpen(); ++i) {
         file.setFileName(
             info.absolutePath()
             + QStringLiteral("/.canlog-%1").arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0')));
-        if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered) && !file.exists())
+        const bool isMade = file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered);
+        if (isMade && !Leftovers::lock(file))
+            file.close();
+        else if (!isMade && !file.exists())
             break;
     }
     if (!file.isOpen()) {
@@ -86,6 +98,12 @@ bool OutputFile::commit()
     errno = 0;
     if (!Files::sync(file) || file.error() != QFileDevice::NoError)
         return fail(Files::errorText(file, errno));
+#ifdef Q_OS_UNIX
+    // Until it has its name it stays locked, closed or not.
+    const int lock = ::dup(file.handle());
+    const auto unlock = qScopeGuard([lock] { ::close(lock); });
+#endif
+    errno = 0;
     file.close();
     if (file.error() != QFileDevice::NoError)
         return fail(Files::errorText(file, errno));

@@ -7,7 +7,7 @@
 /**
  * A file that appears under its name when it is complete and on the disk, and not at all when it is not: until commit()
  * it has another name in the same folder, and what was there before stays as it is. A program that is killed leaves the
- * file with the other name behind.
+ * file with the other name behind. The next output in that folder removes it: who still writes one holds a lock on it.
  *
  * Unlike QSaveFile it also serves code that opens a file by name.
  */

@@ -104,7 +104,13 @@ SqliteWriter::~SqliteWriter() = default;
 bool SqliteWriter::begin()
 {
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-    if (sqlite3_open_v2(d->path.constData(), &d->connection, flags, nullptr) != SQLITE_OK)
+    // Nobody else knows the file yet; on some network disks its own lock would be in the way of another.
+#ifdef Q_OS_UNIX
+    const char *const system = "unix-none";
+#else
+    const char *const system = nullptr;
+#endif
+    if (sqlite3_open_v2(d->path.constData(), &d->connection, flags, system) != SQLITE_OK)
         return failed();
     for (const char *statement : preparations) {
         if (!run(statement))
@@ -115,6 +121,7 @@ bool SqliteWriter::begin()
 
 bool SqliteWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
+    loseNameOf(message.channel);
     const bool isError = kindOf(message) == FrameKind::Error;
     const QByteArray text = wellFormedNote(note).toUtf8();
     d->bind(++d->number);

@@ -15,6 +15,7 @@ struct Target {
     QString name;
     QStringList suffixes; ///< in lower case, with the point
     QString description;
+    bool hasStart; ///< a place for the date from which the times count
     /// Null for a database. A raw file is for programs alone; only CSV tells the difference.
     std::unique_ptr<FrameWriter> (*textWriter)(QIODevice &device, bool raw);
     std::unique_ptr<FrameWriter> (*databaseWriter)(const QString &path); ///< null for text

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/convert/trcwriter.h"
 
+#include "host/convert/logorigin.h"
 #include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
@@ -15,8 +16,7 @@
 // ;   a note
 //
 // Number, offset in milliseconds, type, bus, identifier, direction, reserved, length in bytes, data. CAN FD frames are
-// "FD" or, with a bit-rate switch, "FB"; the types that tell the error state as well are passed over by many readers,
-// and losing that flag is better than losing the frame.
+// "FD", "FB" with a bit-rate switch, "FE" with an error state indicator, "BI" with both.
 
 namespace
 {
@@ -31,16 +31,17 @@ constexpr char columns[] = ";$COLUMNS=N,O,T,B,I,d,R,l,D\n"
                            ";---+-- ------+------ +- +- --+----- +- +- +--- +- -- -- -- -- -- -- --\n";
 
 constexpr qint64 secondsOfADay = 86400;
+constexpr qint64 millisecondsOfADay = secondsOfADay * 1000;
 constexpr qint64 daysUntil1970 = 25569; // since 30 December 1899, the first day of the format
 constexpr quint32 otherError = 8;
 constexpr int highestRemoteLength = 8; // CAN FD has no remote frames
 
-/// The start of a log whose first message is of @p firstTime, in seconds. Readers take an offset as 32 bits, which is
-/// not enough for the seconds since 1970: a time of a day or more counts as such a date.
-qint64 startOf(const CanTimeStamp &firstTime)
+/// Where the times of a log count from that does not tell its start. Readers take an offset as 32 bits, which is not
+/// enough for the seconds since 1970: a time of a day or more counts as such a date.
+LogOrigin unknownOrigin(qint64 firstTime)
 {
-    const qint64 seconds = inMicroseconds(firstTime) / 1000000;
-    return seconds < secondsOfADay ? 0 : seconds;
+    const qint64 seconds = firstTime / 1000000 < secondsOfADay ? 0 : firstTime / 1000000;
+    return {seconds * 1000000, QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC)};
 }
 
 const char *typeOf(const CAN::CanRxMessage &message)
@@ -49,7 +50,7 @@ const char *typeOf(const CAN::CanRxMessage &message)
     case FrameKind::Data:
         return "DT";
     case FrameKind::Fd:
-        return message.isBrs ? "FB" : "FD";
+        return message.isBrs ? (message.isEsi ? "BI" : "FB") : (message.isEsi ? "FE" : "FD");
     case FrameKind::Remote:
         return "RR";
     case FrameKind::Error:
@@ -91,10 +92,7 @@ bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
     if (!hasHeader && !putHeader(message.timeStamp))
         return false;
-    if (!note.isEmpty() && !(put(";   ") && put(commentText(note).toUtf8()) && put("\n")))
-        return false;
-    if (kindOf(message) == FrameKind::Fd && message.isEsi)
-        lose(Loss::ErrorState);
+    loseNameOf(message.channel);
     if (message.dlc > highestLength(message))
         lose(Loss::Length);
     countImpossible(message);
@@ -120,7 +118,7 @@ bool TrcWriter::write(const CAN::CanRxMessage &message, const QString &note)
     line.addText(message.isTx ? " Tx -  " : " Rx -  ");
     addPayload(line, message);
     line.addCharacter('\n');
-    return put(line);
+    return put(line) && (note.isEmpty() || put(";   " + commentText(note).toUtf8() + '\n'));
 }
 
 bool TrcWriter::finish()
@@ -132,16 +130,20 @@ bool TrcWriter::finish()
 
 bool TrcWriter::putHeader(const CanTimeStamp &firstTime)
 {
-    const qint64 startSecond = startOf(firstTime);
     hasHeader = true;
-    start = startSecond * 1000000;
+    LogOrigin origin = originOf(logInfo(), inMicroseconds(firstTime), zone());
+    if (!origin.start.isValid())
+        origin = unknownOrigin(inMicroseconds(firstTime));
+    start = origin.offset;
 
-    // Days with ten decimals, which tell 9 microseconds apart; whole numbers, so that each second has one spelling.
+    // Days with ten decimals, which tell 9 microseconds apart; whole numbers, so that each millisecond has one
+    // spelling.
+    const qint64 milliseconds = qMax(daysUntil1970 * millisecondsOfADay + origin.start.toMSecsSinceEpoch(), qint64(0));
     const qint64 scale = 10000000000;
-    const qint64 fraction = (startSecond % secondsOfADay * scale + secondsOfADay / 2) / secondsOfADay;
+    const qint64 fraction = (milliseconds % millisecondsOfADay * scale + millisecondsOfADay / 2) / millisecondsOfADay;
     TextLine line;
     line.addText(";$FILEVERSION=2.1\n;$STARTTIME=");
-    line.addNumber(quint64(daysUntil1970 + startSecond / secondsOfADay));
+    line.addNumber(quint64(milliseconds / millisecondsOfADay));
     line.addCharacter('.');
     line.addPaddedNumber(quint64(fraction), 10);
     line.addCharacter('\n');

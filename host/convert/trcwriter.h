@@ -3,8 +3,8 @@
 
 #include "host/convert/linewriter.h"
 
-/// Writes a PCAN trace of version 2.1. Notes are comments before their frames. The error state
-/// indicator is left out.
+/// Writes a PCAN trace of version 2.1. Notes are comments behind their frames. It has no place for the names of
+/// channels.
 class TrcWriter : public LineWriter
 {
 public:

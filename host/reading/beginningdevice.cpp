@@ -12,13 +12,20 @@ BeginningDevice::BeginningDevice(QIODevice &itsSource)
 
 QByteArray BeginningDevice::beginning(int size)
 {
-    while (head.size() < size && result > 0) {
-        const int start = head.size();
-        head.resize(size);
-        result = int(source.read(head.data() + start, size - start));
-        head.resize(start + std::max(result, 0));
+    while (readMore(size)) {
     }
     return head.left(size);
+}
+
+bool BeginningDevice::readMore(int size)
+{
+    if (head.size() >= size || result <= 0)
+        return false;
+    const int start = head.size();
+    head.resize(size);
+    result = int(source.read(head.data() + start, size - start));
+    head.resize(start + std::max(result, 0));
+    return result > 0;
 }
 
 qint64 BeginningDevice::readData(char *data, qint64 maxSize)

@@ -14,6 +14,12 @@ public:
     /// The first @p size bytes, or all of them when there are fewer before the end or a fault. Waits for them. To be
     /// called before anything is read; a later call may ask for more.
     QByteArray beginning(int size);
+    /// Reads once more of the first @p size bytes, of what is there, and waits only when that is nothing. False when
+    /// there are no more of them. Then beginning() with the number of bytes that arrived() tells gives them.
+    bool readMore(int size);
+    int arrived() const { return head.size(); }
+    /// Whether some of the beginning that was looked at was not read yet.
+    bool hasBeginning() const { return given < head.size(); }
     /// What beginning() or reading met instead of the end; empty when it met none.
     QString fault() const { return result < 0 ? source.errorString() : QString(); }
 

@@ -25,15 +25,6 @@ constexpr int likelyScore = 30;
 constexpr int certainScore = 100;
 constexpr int strangersPerLine = 3; // logs of a terminal hold other lines too, but a text that quotes frames is no log
 
-/// What a line says of a format.
-enum class Role {
-    Frame,    ///< its reader makes something of this line, once the format has begun
-    Sign,     ///< a header line of this format
-    Opening,  ///< the header line without which its reader takes nothing; what is before it is free text
-    Ordinary, ///< may occur, but says nothing
-    Never,    ///< the file has another format
-};
-
 /// The pattern of a length and as many bytes as it says.
 QString lengthAndBytes()
 {
@@ -53,135 +44,32 @@ QRegularExpression compiled(const char *pattern)
     return QRegularExpression(text);
 }
 
-/// A kind of line. `%h` in a pattern is a hexadecimal digit, `%t` a time in seconds with a fraction, `%c` a time in
-/// parentheses as candump has it, `%n` a length with as many bytes. A line keeps its line feed, so that a pattern can
-/// demand it where a line that is cut off looks like one of another format.
-struct Rule {
-    Role role;
-    int weight; ///< in points, of each frame or of all header lines; likelyScore of them make a format likely
-    const char *name;
-    QRegularExpression pattern;
+using Role = LineSign::Role;
 
-    Rule(Role itsRole, int itsWeight, const char *itsName, const char *itsPattern)
-        : role(itsRole)
-        , weight(itsWeight)
-        , name(itsName)
-        , pattern(compiled(itsPattern))
-    {
-    }
+/// A sign of a format with its pattern compiled.
+struct Rule : LineSign {
+    QRegularExpression regularExpression;
 };
 
 struct Signature {
     DatachunkHelper::ImportFileType type;
-    QVector<Rule> rules; ///< the first one that a line matches decides; those of frames stand behind the header lines
+    QVector<Rule> rules;
 };
-
-/// PCAN traces with a comma in their times, which only the readers of a single version take.
-Signature traceWithCommas(DatachunkHelper::ImportFileType type, const char *otherVersion, const char *version,
-                          const char *frame)
-{
-    return {type,
-            {{Role::Never, 0, "", otherVersion},
-             {Role::Sign, 100, "version line", version},
-             {Role::Frame, 50, "frames of this version with a comma in the time", frame},
-             {Role::Ordinary, 0, "", R"(^\s*(?:;|\d+\)?\s))"}}};
-}
 
 /// Of two formats that read as many frames the earlier one is taken.
 const QVector<Signature> &signatures()
 {
-    static const QVector<Signature> table{
-        {DatachunkHelper::NorvikTxt,
-         {{Role::Frame, 60, "frames with a length in parentheses",
-           R"(^\s*%t\s+(?:%h{1,8}(?:/\S*)?|\S*Error\S*)\s+\(\d{1,3}\):\s)"}}},
-        {DatachunkHelper::PcanTrace,
-         {{Role::Sign, 100, "version line", R"(^;\$FILEVERSION=[1-3]\.\d\s*$)"},
-          {Role::Sign, 40, "column line", R"(^;\$COLUMNS=[A-Za-z,]+\s*$)"},
-          {Role::Frame, 50, "frames of version 1",
-           R"(^\s*\d+\)\s+\d+(?:\.\d+)?\s+(?:\d{1,2}\s+)?(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+(?:-\s+)?\d{1,2}\s)"},
-          {Role::Frame, 50, "frames of version 1.0",
-           R"(^\s*\d+\)\s+\d+\s+(?:%h{4}|%h{8})\s+[0-8](?:\s+(?:RTR|ERROR|%h{2})\s|\s*$))"},
-          {Role::Frame, 50, "frames of version 2", R"(^\s*\d+\s+\d+\.\d+\s+(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV)\s)"},
-          // With a version line the columns may stand in any order, and the numbers without a parenthesis.
-          {Role::Ordinary, 0, "", R"(^\s*(?:;|\d.*\s(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV|Rx|Tx|Warng|Error)\s))"}}},
-        traceWithCommas(DatachunkHelper::PeakTraceV11, R"(^;\$FILEVERSION=(?!1\.1\s*$))", R"(^;\$FILEVERSION=1\.1\s*$)",
-                        R"(^\s*\d+\)\s+\d+,\d+\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV12, R"(^;\$FILEVERSION=(?!1\.2\s*$))", R"(^;\$FILEVERSION=1\.2\s*$)",
-                        R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV13, R"(^;\$FILEVERSION=(?!1\.3\s*$))", R"(^;\$FILEVERSION=1\.3\s*$)",
-                        R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+-\s+\d{1,2}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV20, R"(^;\$FILEVERSION=(?!2\.0\s*$))", R"(^;\$FILEVERSION=2\.0\s*$)",
-                        R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+\d{1,3}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV21, R"(^;\$FILEVERSION=(?!2\.1\s*$))", R"(^;\$FILEVERSION=2\.1\s*$)",
-                        R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+-\s+\d{1,3}\s)"),
-        {DatachunkHelper::Candump,
-         {{Role::Frame, 50, "frames as in a log file",
-           R"(^\s*%c\s+\S{1,21}\s+%h{3,8}#)"
-           R"((?:(?:#%h)?(?:%h%h\.?)*|[Rr]\d?|%h%h:%h%h:%h{8}#%h*)(?:_%h)?(?:\s+[RT])?\s*$)"},
-          // Before and behind them colours (ESC ... m), and what the animation of option -s takes back.
-          {Role::Frame, 50, "frames as on the screen",
-           R"(^(?:[|/\\-]\x08)*\s*(?:\x1B\[[\d;]*m)*\s*(?:%c\s+)?(?:\x1B\[[\d;]*m)*[\w.@:-]{1,21}(?:\x1B\[[\d;]*m)*\s+)"
-           R"((?:[RT]X\s+[-B]\s+[-E]\s+)?(?:%h{3}|%h{8})\s+(?:\[(?:\d\d?|\d{4})\]|\{[9A-F]\}))"
-           R"((?:\s+(?:%h{2}|[01]{8}|%h{2}`[`\w]*|remote request|ERRORFRAME|\(\S+\)|'.*)(?:\s|\x1B|$)|\s*(?:\x1B|$)))"},
-          {Role::Frame, 50, "frames as of old",
-           R"(^\s*<0x%h{3,8}>\s+\[\d\](?:\s+(?:%h{2}|remote request)(?:\s|$)|\s*$))"},
-          {Role::Ordinary, 0, "", R"(^(?:\s*#|DROPCOUNT:|interface = |\t))"}}},
-        {DatachunkHelper::KvaserTxtLog,
-         {{Role::Never, 0, "", R"(^\s*(?:base\s+(?:hex|dec)\b|(?i:Begin Triggerblock)))"},
-          {Role::Opening, 20, "trigger line", R"(\bTrigger\b)"},
-          {Role::Sign, 60, "field format lines", R"(^\s*Format of (?:data|id) field:)"},
-          {Role::Frame, 30, "frames after it", R"(^\s*%t\s+\d+\s+%h{1,8}\s+(?:\S+\s+){1,2}%n\s+\S+\s*$)"},
-          {Role::Ordinary, 0, "", R"(^\s*%t\s+\d+\s)"}}},
-        {DatachunkHelper::KvaserCanKingLog,
-         {{Role::Sign, 60, "column titles", R"(^\s*Chn\s+Identifier\s+Flg\s+DLC\b)"},
-          {Role::Frame, 30, "frames with the time near the end",
-           R"(^ *\d{1,2} +%h{1,8} +(?:[A-Za-z]{1,3} +)?%n +%t +[RT]x?\s*$)"}}},
-        {DatachunkHelper::VectorAsc,
-         {{Role::Sign, 40, "number base", R"(^\s*base\s+(?:hex|dec)\b)"},
-          {Role::Sign, 40, "trigger block", R"((?i:^\s*Begin Triggerblock))"},
-          {Role::Frame, 50, "frames",
-           // Files of other columns (GenericFile) have capital letters there, and so do few logs, which have a header.
-           R"(^\s*-?%t\s+\d+\s+\S+\s+(?:(?i:Rx|Tx|TxRq)\s+(?:d\s+(?:#\s+)?(?:%h|1[0-5])|r)|--\s+r)(?:\s|$))"},
-          {Role::Frame, 60, "CAN FD frames", R"((?i:^\s*-?%t\s+CAN(?:FD|XL)\s+\d+\s+(?:Rx|Tx|TxRq)\s))"},
-          {Role::Frame, 50, "error frames", R"((?i:^\s*-?%t\s+\d+\s+ErrorFrame))"},
-          {Role::Ordinary, 0, "",
-           R"((?i:^\s*(?:-?%t\s|//|;|date\s|(?:no\s+)?internal event|End TriggerBlock|DateTime)))"}}},
-        {DatachunkHelper::BusmasterLog,
-         {{Role::Opening, 100, "first line", R"(^[\s-]*\*\*\*BUSMASTER\b.*\*\*\*\s*$)"},
-          {Role::Sign, 20, "header lines", R"(^\*\*\*)"},
-          {Role::Frame, 30, "rows", R"(^\s*\d+:\d+:\d+:\d{3,4}\s)"},
-          {Role::Ordinary, 0, "", R"((?i:\.(?:dbf|dbc)\s*$))"}}}, // the databases that were loaded
-        {DatachunkHelper::GvretCsv,
-         {{Role::Opening, 100, "column titles", R"((?i:^\s*Time Stamp[,;]ID[,;]Extended[,;].*\bD1\b))"},
-          {Role::Frame, 30, "rows", R"(^\s*-?[\d.]+[,;](?:0x)?%h+[,;])"}}},
-        {DatachunkHelper::PythonCanCsv,
-         {{Role::Sign, 100, "column titles", R"(^timestamp,arbitration_id,extended,remote,error,dlc,data\s*$)"},
-          // A log that was begun by appending has no titles: then the prefix of the identifier tells it.
-          {Role::Frame, 30, "rows", R"(^-?\d[\d.e+-]*,0x%h+,[01],[01],[01],\d\d?,[\w+/=]*\s*$)"},
-          {Role::Ordinary, 0, "", R"(^-?\d[\d.e+-]*,%h+,[01],[01],[01],)"}}},
-        {DatachunkHelper::SemicolonCsv,
-         {{Role::Opening, 100, "column titles", R"((?i:^\s*TimestampEpoch;BusChannel;ID;.*\bIDE\b.*\bDataBytes\b))"},
-          {Role::Frame, 30, "rows", R"(^\s*\d+(?:\.\d+)?;[^;]*;%h+;[01];)"}}},
-        {DatachunkHelper::CoCTTLog,
-         {{Role::Frame, 60, "Test CAN lines",
-           R"(^\s*(?:\d+\s+:\s+)?(?:\d\d:\d\d:\d\d\.\d{3}\s+:\s+)?Test CAN\s+:\s+\S+\s+%h{1,8}\s+[RT]x\s+\S+\s+\d)"},
-          {Role::Frame, 30, "test notes",
-           R"(^\s*\d+\s+:\s+(?:\d\d:\d\d:\d\d\.\d{3}\s+:\s+)?Test (?:Notice|Info|Error)\s+:\s)"},
-          {Role::Ordinary, 0, "", R"(^\s*\d+\s+:\s)"}}},
-        {DatachunkHelper::IxxatLog,
-         {{Role::Opening, 60, "column titles",
-           R"re(^(?=.*Time)(?=.*ID \(hex\))(?=.*Data \(hex\))[^,;]*(?:[,;][^,;]*){5,}$)re"},
-          {Role::Opening, 10, "column titles", R"re(^(?=.*Time)(?=.*ID)(?=.*Data)[^,;]*(?:[,;][^,;]*){5,}$)re"},
-          {Role::Frame, 30, "frames after them",
-           R"re(^(?=(?:.*[,;])?"?(?:\d+:\d\d:\d\d(?:\.\d+){0,2}|\d+(?:\.\d+){1,2})"?\s*(?:[,;]|$)))re"
-           R"re((?=(?:.*[,;])?"?(?:%h{2}(?: %h{2})+|Remote Frame)"?\s*(?:[,;]|$))[^,;]*(?:[,;][^,;]*){5,}$)re"},
-          {Role::Ordinary, 0, "",
-           R"re((?:^|[,;])"?(?:\d+:\d\d:\d\d(?:\.\d+){0,2}|\d+(?:\.\d+){1,2})"?\s*(?:[,;]|$))re"}}},
-        {DatachunkHelper::WiresharkCsv,
-         {{Role::Sign, 50, "column titles", R"re(^"?No\."?,"?Time"?,.*"?Protocol"?,.*"?Info"?\s*$)re"},
-          {Role::Frame, 50, "CAN packets",
-           R"re(^"?\d+"?,"?\(?\d+(?:\.\d+)?\)?"?,[^,]*,[^,]*,"?CAN(?:FD)?"?,.*(?:STD|XTD|ERR): 0x)re"}}},
-    };
+    static const QVector<Signature> table = [] {
+        QVector<Signature> all;
+        for (const LogFormat &format : logFormats()) {
+            Signature signature{format.type, {}};
+            for (const LineSign &sign : format.signs)
+                signature.rules.append(Rule{sign, compiled(sign.pattern)});
+            if (!signature.rules.isEmpty())
+                all.append(signature);
+        }
+        return all;
+    }();
     return table;
 }
 
@@ -213,7 +101,7 @@ public:
         const QVector<Rule> &rules = signature.rules;
         const auto found = std::find_if(rules.cbegin(), rules.cend(), [&](const Rule &rule) {
             const bool isAsked = begun || rule.role != Role::Frame; // before that it would count for nothing
-            return isShort && isAsked && rule.pattern.match(line).hasMatch();
+            return isShort && isAsked && rule.regularExpression.match(line).hasMatch();
         });
         if (found != rules.cend())
             count(int(found - rules.cbegin()), number);
@@ -336,7 +224,45 @@ Detection noLog(const QString &firstLine)
         if (compiled(pattern).match(firstLine).hasMatch())
             return convertedLog(QStringLiteral("is %1 as 'canlog convert' writes it").arg(name));
     }
+    if (compiled(R"re(^"?No\."?,"?Time"?,.*"?Info"?\s*$)re").match(firstLine).hasMatch()) {
+        return {{},
+                false,
+                QStringLiteral("is a packet list of Wireshark without CAN frames and their bytes"),
+                QStringLiteral("export it with the bytes in the column Info, as the dissector 'can' shows them")};
+    }
     return {{}, false, QStringLiteral("its first lines are those of no log that canlog knows"), {}};
+}
+
+/// A file that people try to read and that is no log of a format here, known by its first bytes.
+struct OtherFile {
+    QByteArray beginning;
+    const char *what;
+    const char *advice;
+};
+
+const QVector<OtherFile> &otherFiles()
+{
+    static const char pcapAdvice[] = "open it in Wireshark and export the packet list, with the bytes of the frames in "
+                                     "the column Info, as CSV";
+    static const QVector<OtherFile> files{
+        {"\xFD\x37zXZ", "is compressed by xz", "unpack it on the way: 'xz -dc FILE | canlog show -'"},
+        {"\x28\xB5\x2F\xFD", "is compressed by zstd", "unpack it on the way: 'zstd -dc FILE | canlog show -'"},
+        {"BZh", "is compressed by bzip2", "unpack it on the way: 'bzip2 -dc FILE | canlog show -'"},
+        {"\x04\x22\x4D\x18", "is compressed by lz4", "unpack it on the way: 'lz4 -dc FILE | canlog show -'"},
+        {"7z\xBC\xAF\x27\x1C", "is a 7z archive", "unpack it first"},
+        {"Rar!", "is a RAR archive", "unpack it first"},
+        {"\x0A\x0D\x0D\x0A", "is a pcapng capture of a network", pcapAdvice},
+        {"\xD4\xC3\xB2\xA1", "is a pcap capture of a network", pcapAdvice},
+        {"\xA1\xB2\xC3\xD4", "is a pcap capture of a network", pcapAdvice},
+        {"\x4D\x3C\xB2\xA1", "is a pcap capture of a network", pcapAdvice},
+        {"\xA1\xB2\x3C\x4D", "is a pcap capture of a network", pcapAdvice},
+        {"MDF     ", "is an MDF measurement (MF4)", "export its CAN frames as ASC or BLF with the tool that wrote it"},
+        {"UnFinMF ", "is an MDF measurement that was not finished",
+         "have the tool that wrote it finish it, and export its CAN frames as ASC or BLF"},
+        {"PAR1", "is a Parquet file", "its columns are for data tools; name the log that it was made from"},
+        {"%PDF", "is a PDF document", "name the log itself"},
+    };
+    return files;
 }
 
 QVector<Candidate> fittingFormats(const QStringList &lines)
@@ -411,7 +337,15 @@ Detection detectFormat(QIODevice &device)
                 QStringLiteral("load it with 'canlog merge' or 'canlog unzip' if 'canlog zip' wrote it, or else unpack "
                                "it first")};
     }
+    for (const LogFormat &format : logFormats()) {
+        if (!format.magic.isEmpty() && beginning.startsWith(format.magic))
+            return {format.type, true, QStringLiteral("begins as a %1 does").arg(format.description), {}};
+    }
     if (beginning == QByteArray("SQLite format 3", 16)) // with the zero at its end
         return convertedLog(QStringLiteral("is a SQLite database"));
+    for (const OtherFile &other : otherFiles()) {
+        if (beginning.startsWith(other.beginning))
+            return {{}, false, QString::fromLatin1(other.what), QString::fromLatin1(other.advice)};
+    }
     return detectText(firstLines(device));
 }

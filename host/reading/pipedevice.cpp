@@ -4,12 +4,8 @@
 #include <algorithm>
 #include <cerrno>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
 #include <poll.h>
 #include <unistd.h>
-#endif
 
 namespace
 {
@@ -19,15 +15,11 @@ constexpr qint64 largestRead = 1 << 20;
 
 qint64 readSome(int file, char *data, qint64 maxSize)
 {
-#ifdef Q_OS_WIN
-    return ::_read(file, data, unsigned(maxSize));
-#else
     ssize_t count = 0;
     do {
         count = ::read(file, data, std::size_t(maxSize));
     } while (count < 0 && errno == EINTR);
     return count;
-#endif
 }
 
 } // namespace
@@ -38,22 +30,24 @@ PipeDevice::PipeDevice(int descriptor, const std::function<bool()> &stopQuestion
 {
 }
 
+bool PipeDevice::hasInput(int milliseconds) const
+{
+    pollfd input{file, POLLIN, 0};
+    const int ready = ::poll(&input, 1, milliseconds);
+    // What else poll() has to say, read() says, too.
+    return ready > 0 || (ready < 0 && errno != EINTR);
+}
+
 /// False when the wait was ended.
 bool PipeDevice::waitForInput() const
 {
-    for (;;) {
-        if (isStopped && isStopped())
-            return false;
-#ifdef Q_OS_WIN
-        return true;
-#else
-        pollfd input{file, POLLIN, 0};
-        const int ready = ::poll(&input, 1, waitingTime);
-        // What else poll() has to say, read() says, too.
-        if (ready > 0 || (ready < 0 && errno != EINTR))
+    if (waitingListener && !hasInput())
+        waitingListener();
+    while (!isStopped || !isStopped()) {
+        if (hasInput(waitingTime))
             return true;
-#endif
     }
+    return false;
 }
 
 qint64 PipeDevice::readData(char *data, qint64 maxSize)

@@ -15,6 +15,11 @@ public:
     /// @p descriptor stays open. @p isStopped is asked a few times a second while nothing arrives; when it says so, the
     /// input ends there.
     explicit PipeDevice(int descriptor, const std::function<bool()> &isStopped = {});
+    /// @p listener is called before it is waited for what has not arrived yet: what was made of the rest can go out.
+    void setWaitingListener(const std::function<void()> &listener) { waitingListener = listener; }
+
+    /// Whether something that was not read yet, or the end, is there within so many milliseconds.
+    bool hasInput(int milliseconds = 0) const;
 
     bool isSequential() const override { return true; }
     /// True once the end was read.
@@ -31,5 +36,6 @@ private:
 
     const int file;
     const std::function<bool()> isStopped;
+    std::function<void()> waitingListener;
     qint64 result = 1; ///< of the latest read: 0 at the end, -1 after a fault
 };

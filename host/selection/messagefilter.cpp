@@ -4,7 +4,8 @@
 #include "host/store/framekind.h"
 #include "host/store/timetext.h"
 
-#include <QCommandLineParser>
+#include <QDateTime>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <optional>
@@ -44,64 +45,61 @@ std::optional<quint16> readChannel(const QString &text)
     return channel;
 }
 
-} // namespace
-
-void MessageFilter::addOptions(QCommandLineParser &parser, const QString &endOption)
+/// The time of the calendar that @p text states, in microseconds from 1970, UTC.
+std::optional<qint64> microsecondsFromDate(const QString &text)
 {
-    parser.addOption({QStringLiteral("id"),
-                      QStringLiteral("Only these identifiers: up to three digits for standard frames; more digits, or "
-                                     "a value above 7FF, for extended ones; 'error' for error frames. 100-1FF is a "
-                                     "range, 100:700 those that equal 100 in the bits of the mask 700."),
-                      QStringLiteral("HEX[,HEX]")});
-    parser.addOption({QStringLiteral("channel"), QStringLiteral("Only these channels."), QStringLiteral("N[,N]")});
-    parser.addOption({QStringLiteral("from"),
-                      QStringLiteral("Only messages with this time stamp or a later one, with up to six decimals."),
-                      QStringLiteral("SECONDS")});
-    parser.addOption({endOption, QStringLiteral("Only messages with this time stamp or an earlier one."),
-                      QStringLiteral("SECONDS")});
-    parser.addOption({QStringLiteral("direction"),
-                      QStringLiteral("Only messages that were received (rx) or sent (tx) by the node that logged."),
-                      QStringLiteral("rx|tx")});
-    parser.addOption({QStringLiteral("notes-only"), QStringLiteral("Only messages that have a note.")});
+    static const QRegularExpression form(
+        QStringLiteral(R"(^(\d{4}-\d\d-\d\d)(?:[T ](\d\d:\d\d)(:\d\d)?(?:\.(\d{1,6}))?(Z|[+-]\d\d:?\d\d)?)?$)"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (!match.hasMatch() || (!match.captured(4).isEmpty() && match.captured(3).isEmpty()))
+        return {};
+    const auto or0 = [&](int part, const char *otherwise) {
+        return match.captured(part).isEmpty() ? QString::fromLatin1(otherwise) : match.captured(part);
+    };
+    const QDateTime time = QDateTime::fromString(
+        match.captured(1) + QLatin1Char('T') + or0(2, "00:00") + or0(3, ":00") + match.captured(5), Qt::ISODate);
+    if (!time.isValid())
+        return {};
+    return time.toMSecsSinceEpoch() * 1000 + match.captured(4).leftJustified(6, QLatin1Char('0')).toLongLong();
 }
 
-QString MessageFilter::synopsis(const QString &endOption)
+/// The instant, in microseconds from 1970, that a log counts its times from; nothing when that is not known.
+std::optional<qint64> zeroOfTimes(const LogInfo &info, qint64 firstTime)
 {
-    return QStringLiteral("[--id HEX[,HEX]] [--channel N[,N]] [--from SECONDS] [--%1 SECONDS] [--direction rx|tx] "
-                          "[--notes-only]")
-        .arg(endOption);
-}
-
-QString MessageFilter::set(const QCommandLineParser &parser, const QString &endOption)
-{
-    notesOnly = parser.isSet(QStringLiteral("notes-only"));
-    QString problem = setIds(parser.values(QStringLiteral("id")));
-    if (problem.isEmpty())
-        problem = setChannels(parser.values(QStringLiteral("channel")));
-    if (problem.isEmpty())
-        problem = setTimes(parser, endOption);
-    if (problem.isEmpty())
-        problem = setDirection(parser);
-    return problem;
-}
-
-QString MessageFilter::setIds(const QStringList &lists)
-{
-    ids.clear();
-    wantsErrorFrames = false;
-    choosesIds = !lists.isEmpty();
-    for (const QString &list : lists) {
-        for (const QString &entry : list.split(QLatin1Char(','))) {
-            if (!addIds(entry.trimmed()))
-                return QStringLiteral("bad --id '%1', wanted are hexadecimal identifiers up to 1FFFFFFF, ranges "
-                                      "100-1FF, masks 100:700 or 'error'")
-                    .arg(list);
-        }
+    constexpr qint64 firstEpochTime = 100000000000000; // in 1973: no log that counts from its start is as long
+    switch (info.timeBase) {
+    case LogInfo::TimeBase::UnixEpoch:
+        return 0;
+    case LogInfo::TimeBase::LogStart:
+        if (info.start.isValid())
+            return info.start.toMSecsSinceEpoch() * 1000;
+        break;
+    case LogInfo::TimeBase::Midnight:
+        if (info.start.isValid())
+            return QDateTime(info.start.date(), QTime(0, 0), info.start.timeSpec()).toMSecsSinceEpoch() * 1000;
+        break;
+    case LogInfo::TimeBase::Unknown:
+        if (firstTime >= firstEpochTime)
+            return 0;
+        break;
     }
     return {};
 }
 
-bool MessageFilter::addIds(const QString &entry)
+} // namespace
+
+QString MessageFilter::addIds(const QString &list)
+{
+    choosesIds = true;
+    for (const QString &entry : list.split(QLatin1Char(','))) {
+        if (!addId(entry.trimmed()))
+            return QStringLiteral(
+                "wanted are hexadecimal identifiers up to 1FFFFFFF, ranges 100-1FF, masks 100:700 or 'error'");
+    }
+    return {};
+}
+
+bool MessageFilter::addId(const QString &entry)
 {
     if (entry.compare(QLatin1String("error"), Qt::CaseInsensitive) == 0) {
         wantsErrorFrames = true;
@@ -131,62 +129,112 @@ bool MessageFilter::addMask(const QString &idText, const QString &maskText)
     return true;
 }
 
-QString MessageFilter::setChannels(const QStringList &lists)
+QString MessageFilter::addChannels(const QString &list)
 {
-    channels.clear();
-    for (const QString &list : lists) {
-        for (const QString &entry : list.split(QLatin1Char(','))) {
-            const std::optional<quint16> channel = readChannel(entry.trimmed());
-            if (!channel)
-                return QStringLiteral("bad --channel '%1', wanted are numbers from 0 to 65535").arg(list);
-            channels.insert(*channel);
-        }
+    for (const QString &entry : list.split(QLatin1Char(','))) {
+        const QString text = entry.trimmed();
+        const std::optional<quint16> channel = readChannel(text);
+        if (channel)
+            channels.append(*channel);
+        else if (!text.isEmpty() && text.at(0).isLetter())
+            channelNames.append(text);
+        else
+            return QStringLiteral("wanted are numbers from 0 to 65535, or names as the log has them");
     }
+    namesNotSeen = channelNames;
     return {};
 }
 
-QString MessageFilter::setTimes(const QCommandLineParser &parser, const QString &endOption)
+QString MessageFilter::setLimit(const QString &text, Limit &limit)
 {
-    from = std::numeric_limits<qint64>::min();
-    to = std::numeric_limits<qint64>::max();
-    const std::pair<QString, qint64 *> limits[] = {{QStringLiteral("from"), &from}, {endOption, &to}};
-    for (const auto &[option, limit] : limits) {
-        if (!parser.isSet(option))
-            continue;
-        const std::optional<qint64> time = microsecondsFromText(parser.value(option));
-        if (!time)
-            return QStringLiteral("bad --%1 '%2', wanted are seconds with up to six decimals")
-                .arg(option, parser.value(option));
-        *limit = *time;
-    }
-    if (from > to)
-        return QStringLiteral("--from %1 is after --%2 %3")
-            .arg(parser.value(QStringLiteral("from")), endOption, parser.value(endOption));
+    using Kind = Limit::Kind;
+    const bool isAfterStart = text.startsWith(QLatin1Char('+'));
+    const QString seconds = isAfterStart ? text.mid(1) : text;
+    const bool hasTwoSigns = isAfterStart && seconds.startsWith(QLatin1Char('-'));
+    if (const auto time = hasTwoSigns ? std::nullopt : microsecondsFromText(seconds))
+        limit = {isAfterStart ? Kind::AfterStart : Kind::Stamp, *time};
+    else if (const auto date = microsecondsFromDate(text))
+        limit = {Kind::Calendar, *date};
+    else
+        return QStringLiteral(
+            "wanted are seconds with up to six decimals, +seconds after the first message, or a date and time "
+            "like 2024-05-21T09:40");
     return {};
 }
 
-QString MessageFilter::setDirection(const QCommandLineParser &parser)
+QString MessageFilter::setDirection(const QString &text)
 {
-    direction = Direction::Any;
-    if (!parser.isSet(QStringLiteral("direction")))
-        return {};
-    const QString text = parser.value(QStringLiteral("direction"));
     if (text.compare(QLatin1String("rx"), Qt::CaseInsensitive) == 0)
         direction = Direction::Rx;
     else if (text.compare(QLatin1String("tx"), Qt::CaseInsensitive) == 0)
         direction = Direction::Tx;
     else
-        return QStringLiteral("bad --direction '%1', wanted is rx or tx").arg(text);
+        return QStringLiteral("wanted is rx or tx");
     return {};
 }
 
-bool MessageFilter::passes(const CAN::CanRxMessage &message, bool hasNote) const
+void MessageFilter::beginLog(const std::function<LogInfo()> &logInfo)
 {
+    info = logInfo;
+    isResolved = false;
+    namedChannels.clear();
+}
+
+void MessageFilter::resolveTimes(qint64 firstTime)
+{
+    isResolved = true;
+    firstPassing = resolved(from, firstTime, std::numeric_limits<qint64>::min());
+    lastPassing = resolved(to, firstTime, std::numeric_limits<qint64>::max());
+    if (!trouble.isEmpty())
+        lastPassing = std::numeric_limits<qint64>::min();
+}
+
+qint64 MessageFilter::resolved(const Limit &limit, qint64 firstTime, qint64 none)
+{
+    switch (limit.kind) {
+    case Limit::Kind::None:
+        return none;
+    case Limit::Kind::Stamp:
+        return limit.value;
+    case Limit::Kind::AfterStart:
+        return firstTime + limit.value;
+    case Limit::Kind::Calendar:
+        break;
+    }
+    if (const auto zero = zeroOfTimes(info ? info() : LogInfo(), firstTime))
+        return limit.value - *zero;
+    trouble =
+        QStringLiteral("does not tell its date; give the times in seconds, or as +seconds after its first message");
+    return none;
+}
+
+bool MessageFilter::passes(const CAN::CanRxMessage &message, bool hasNote)
+{
+    const qint64 time = inMicroseconds(message.timeStamp);
+    if (!isResolved)
+        resolveTimes(time);
     if ((notesOnly && !hasNote) || (direction != Direction::Any && message.isTx != (direction == Direction::Tx)))
         return false;
-    const qint64 time = inMicroseconds(message.timeStamp);
-    return time >= from && time <= to && (channels.isEmpty() || channels.contains(message.channel))
-           && passesIds(message);
+    return time >= firstPassing && time <= lastPassing && passesChannels(message.channel) && passesIds(message);
+}
+
+bool MessageFilter::passesChannels(quint16 channel)
+{
+    if (channels.contains(channel))
+        return true;
+    return channelNames.isEmpty() ? channels.isEmpty() : hasWantedName(channel);
+}
+
+bool MessageFilter::hasWantedName(quint16 channel)
+{
+    const auto known = namedChannels.constFind(channel);
+    if (known != namedChannels.cend())
+        return *known;
+    const QString name = info ? info().channelNames.value(channel) : QString();
+    const bool isWanted = channelNames.contains(name);
+    namesNotSeen.removeAll(name);
+    namedChannels.insert(channel, isWanted);
+    return isWanted;
 }
 
 bool MessageFilter::passesIds(const CAN::CanRxMessage &message) const

@@ -419,7 +419,8 @@ Fault Encoder::write(QIODevice &device, quint64 number, const QMap<int, QString>
     checksum.add(beginning);
     checksum.add(records);
     checksum.add(ending);
-    endingStream << checksum.result();
+    writtenChecksum = checksum.result();
+    endingStream << writtenChecksum;
 
     for (const QByteArray *part : {&beginning, &records, &ending})
         if (!writeAll(device, *part))

@@ -110,8 +110,11 @@ public:
 
     /// Describes the chunk; number and notes are known after write().
     const Summary &summary() const { return content; }
+    /// What the chunk ends in, after write().
+    quint32 checksum() const { return writtenChecksum; }
 
 private:
+    quint32 writtenChecksum = 0;
     QByteArray records;
     Summary content;
 };

@@ -51,10 +51,12 @@ void ChunkStore::removeEmpty(const QString &folder)
 {
     const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
     const QStringList names = QDir(folder).entryList(everything);
-    if (!std::all_of(names.cbegin(), names.cend(),
-                     [](const QString &name) { return name == ImportJournal::fileName(); }))
+    if (!std::all_of(names.cbegin(), names.cend(), [](const QString &name) {
+            return name == ImportJournal::fileName() || name == ImportTrace::fileName();
+        }))
         return;
     QFile::remove(folder + QLatin1Char('/') + ImportJournal::fileName());
+    QFile::remove(folder + QLatin1Char('/') + ImportTrace::fileName());
     QDir().rmdir(folder);
 }
 
@@ -111,19 +113,31 @@ QVector<ImportRecord> ChunkStore::imports() const
     return records;
 }
 
-int ChunkStore::findImport(const ImportSource &source) const
+/// The number of the import of @p source that ended in @p state and has messages here, all its chunks included; 0 when
+/// there is none.
+int ChunkStore::Private::findImport(const ImportSource &source, State state) const
 {
     if (source.path.isEmpty())
         return 0;
-    for (int i = d->journal.imports.size(); i > 0; --i) {
-        const Import &import = d->journal.imports.at(i - 1);
+    for (int i = journal.imports.size(); i > 0; --i) {
+        const Import &import = journal.imports.at(i - 1);
         const ImportRecord &record = import.record;
-        const auto isThere = [this](quint64 number) { return ChunkFolder::find(d->chunks, number) != nullptr; };
-        if (record.state == State::Succeeded && record.messageCount > 0 && record.keeping != Keeping::Deleting
+        const auto isThere = [this](quint64 number) { return ChunkFolder::find(chunks, number) != nullptr; };
+        if (record.state == state && record.messageCount > 0 && record.keeping != Keeping::Deleting
             && record.source == source && std::all_of(import.chunks.cbegin(), import.chunks.cend(), isThere))
             return i;
     }
     return 0;
+}
+
+int ChunkStore::findImport(const ImportSource &source) const
+{
+    return d->findImport(source, State::Succeeded);
+}
+
+int ChunkStore::findKeptPart(const ImportSource &source) const
+{
+    return d->findImport(source, State::Failed);
 }
 
 bool ChunkStore::removeImport(int number)
@@ -140,6 +154,20 @@ bool ChunkStore::markPartial(int number, const QString &reason)
     record.keeping = Keeping::Kept;
     record.errorText = reason;
     return d->writeJournal();
+}
+
+bool ChunkStore::setLogInfo(int number, const LogInfo &info)
+{
+    if (!d->isOpen() || number < 1 || number > d->journal.imports.size())
+        return false;
+    d->journal.imports[number - 1].record.log = info;
+    return d->writeJournal();
+}
+
+LogInfo ChunkStore::logInfo(int number) const
+{
+    const bool isThere = number >= 1 && number <= d->journal.imports.size();
+    return isThere ? d->journal.imports.at(number - 1).record.log : LogInfo();
 }
 
 quint64 ChunkStore::messageCount() const
@@ -336,6 +364,8 @@ void ChunkStore::notifyZipFileLoaded(const QString &name)
     if (!knowsPath)
         d->begin(Private::Phase::Unpacking);
     const QString path = knowsPath ? d->currentImport().record.path : name;
+    if (ImportJournal::isFolderName(name))
+        d->currentImport().record.folder = name;
     d->finish(true, DatachunkHelper::QclZipArchive, path, true);
     Q_EMIT importFinished(d->end());
 }

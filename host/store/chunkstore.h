@@ -90,6 +90,8 @@ public:
     /// The number of the import that succeeded, has messages here, all its chunks included, and read the same @p
     /// source; 0 when there is none.
     int findImport(const ImportSource &source) const;
+    /// The same for one that failed and whose messages were kept.
+    int findKeptPart(const ImportSource &source) const;
     /// Removes the messages of the import with @p number, all or, for those who open the store later, none. What is
     /// left of it is a record that says so. False with errorString() set when there is no such import, or not all of
     /// its files could be removed; the next opening for writing tries again then.
@@ -97,6 +99,11 @@ public:
     /// The import with @p number, which was told to have succeeded, holds a part of its file only, for @p reason: its
     /// record says so from now on. False with errorString() set when that cannot be written.
     bool markPartial(int number, const QString &reason);
+    /// Keeps with the import of @p number what its log says of itself. False with errorString() set when that cannot be
+    /// written.
+    bool setLogInfo(int number, const LogInfo &info);
+    /// What the log of the import with @p number says of itself; nothing where nothing was kept.
+    LogInfo logInfo(int number) const;
     /// Number of messages in all chunks, those left out that are known to be damaged.
     quint64 messageCount() const;
     /// Visits all messages in the order in which they were stored, reading chunk by chunk. Returns false when the

@@ -4,6 +4,7 @@
 #include "host/store/chunkfolder.h"
 #include "host/store/chunkstore.h"
 #include "host/store/importjournal.h"
+#include "host/store/importtrace.h"
 #include "host/store/storelock.h"
 
 /// What a ChunkStore knows and does: opening in storeopening.cpp, writing in storewriting.cpp.
@@ -28,6 +29,7 @@ public:
     ImportRecord end();
     bool isDelivering() const { return phase == Phase::Started || phase == Phase::Delivering; }
     ImportJournal::Import &currentImport() { return mode == Mode::Read ? unstored : journal.imports.last(); }
+    int findImport(const ImportSource &source, ImportRecord::State state) const;
     bool removeImport(int number);
     bool writeJournal();
     QMap<quint64, int> importsOfChunks() const;
@@ -59,6 +61,8 @@ public:
     QString firstLeftOut;
     int leftOutCount = 0;
     QString lastErrorText;
+    std::unique_ptr<ImportTrace> trace; ///< of the import that is being written; null while the store is not written
+    bool isDiskFull = false;            ///< that is why the last file could not be written
 
 private:
     QString prepareFolder(const QString &absolute, Mode openMode);
@@ -69,6 +73,13 @@ private:
     bool isKnown(quint64 number) const { return ChunkFolder::find(chunks, number) != nullptr; }
     bool replaceJournal();
     void fill(bool success, DatachunkHelper::ImportFileType type, const QString &path);
+    bool writeChunkFile(const QString &name, ChunkFormat::Encoder &encoder, quint64 number,
+                        const QMap<int, QString> &notes);
+    bool noteRemoval(int number);
+    void readRemovals();
+    void removeNotesOfRemovals();
+    QString whyFolderStays(const ImportRecord &record) const;
+    bool removeFolder(const ImportRecord &record);
     bool writeFile(const QString &name, const std::function<QString(QIODevice &)> &write);
     bool syncNames();
     bool settle();

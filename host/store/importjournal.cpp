@@ -2,6 +2,7 @@
 #include "host/store/importjournal.h"
 
 #include "host/store/chunkformat.h"
+#include "host/store/loginfotext.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -96,6 +97,11 @@ QJsonObject toJson(const Import &import)
     };
     if (!record.source.path.isEmpty())
         object.insert(QStringLiteral("source"), toJson(record.source));
+    if (!record.folder.isEmpty())
+        object.insert(QStringLiteral("folder"), record.folder);
+    const QJsonObject log = LogInfoText::toJson(record.log);
+    if (!log.isEmpty())
+        object.insert(QStringLiteral("log"), log);
     return object;
 }
 
@@ -146,6 +152,7 @@ public:
     }
     /// What an earlier version did not write is missing there.
     bool has(const QString &key) const { return object.contains(key); }
+    QJsonObject valueOrNone(const QString &key) const { return object.value(key).toObject(); }
     QJsonValue value(const QString &key) { return check(object.value(key), QJsonValue::Object); }
     Keeping keeping(const QString &key)
     {
@@ -199,9 +206,14 @@ bool fromJson(const QJsonValue &value, Import &import)
         record.keeping = entry.keeping(QStringLiteral("messages"));
     if (entry.has(QStringLiteral("removedMessages")))
         record.removedMessages = entry.number<quint64>(QStringLiteral("removedMessages"));
+    if (entry.has(QStringLiteral("folder")))
+        record.folder = entry.text(QStringLiteral("folder"));
+    const bool isFolderGood = record.folder.isEmpty() || isFolderName(record.folder);
+    // What cannot be read there is not said: no message depends on it.
+    record.log = LogInfoText::fromJson(entry.valueOrNone(QStringLiteral("log")));
     const bool isSourceGood =
         !entry.has(QStringLiteral("source")) || fromJson(entry.value(QStringLiteral("source")), record.source);
-    return isSourceGood && entry.isValid() && import.firstChunk <= ChunkFormat::maximumNumber + 1
+    return isSourceGood && isFolderGood && entry.isValid() && import.firstChunk <= ChunkFormat::maximumNumber + 1
            && std::all_of(import.chunks.cbegin(), import.chunks.cend(),
                           [](quint64 number) { return number <= ChunkFormat::maximumNumber; });
 }
@@ -211,6 +223,12 @@ bool fromJson(const QJsonValue &value, Import &import)
 QString fileName()
 {
     return QStringLiteral("imports.json");
+}
+
+bool isFolderName(const QString &name)
+{
+    return !name.isEmpty() && !name.contains(QLatin1Char('/')) && name != QLatin1String(".")
+           && name != QLatin1String("..");
 }
 
 Fault read(const QString &path, Content &content)

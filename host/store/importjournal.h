@@ -30,6 +30,9 @@ struct Fault {
 
 QString fileName();
 
+/// Whether @p name can be that of a folder in the store's.
+bool isFolderName(const QString &name);
+
 /// Reads the journal @p path, all of it that can be read. A missing journal is an empty one.
 Fault read(const QString &path, Content &content);
 

@@ -3,6 +3,7 @@
 
 #include "common/canrxmessage.h"
 #include "common/datachunkhelper.h"
+#include "common/loginfo.h"
 
 #include <QMetaType>
 #include <QString>
@@ -37,6 +38,9 @@ struct ImportRecord {
         Deleted,  ///< removed by removeImport()
     };
 
+    /// The errorText of one whose program was stopped.
+    static QString stoppedText() { return QStringLiteral("it was stopped before its end"); }
+
     QString path; ///< the source file; empty until the import ends, unless it is known at its beginning
     DatachunkHelper::ImportFileType type = DatachunkHelper::QclZipArchive;
     State state = State::Incomplete;
@@ -50,5 +54,7 @@ struct ImportRecord {
     bool fdSeen = false;    ///< CAN FD frames are among the messages, or the format said so
     QString errorText;      ///< why it failed, or which part of a success was left out; may be empty
     ImportSource source;
+    QString folder; ///< in the store's, which an archive was unpacked into; empty for others
+    LogInfo log; ///< what the log says of itself
 };
 Q_DECLARE_METATYPE(ImportRecord)

@@ -105,6 +105,15 @@ QString systemFault(int errorNumber)
     }
 }
 
+bool isFullDisk(const QString &fault)
+{
+#ifdef EDQUOT
+    if (fault == systemFault(EDQUOT))
+        return true;
+#endif
+    return fault == systemFault(ENOSPC);
+}
+
 QString write(const QString &path, const std::function<QString(QIODevice &)> &write)
 {
     WrittenFile file;

@@ -17,6 +17,9 @@ namespace StoreFile
 /// What the system's error @p errorNumber means, in words that do not depend on the language where they matter.
 QString systemFault(int errorNumber);
 
+/// Whether @p fault, of this or of one of those below, says that there is no room.
+bool isFullDisk(const QString &fault);
+
 /// Has @p write, which returns what failed, fill a new file, syncs it and gives it the name @p path. What is there
 /// under that name is replaced, also a link, which is never written through.
 QString write(const QString &path, const std::function<QString(QIODevice &)> &write);

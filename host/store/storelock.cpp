@@ -2,20 +2,45 @@
 #include "host/store/storelock.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
 #include <QSysInfo>
 #include <QThread>
+
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 // Hidden, so that packing the plain files of the folder leaves it out.
 StoreLock::StoreLock(const QString &folder)
     : storeFolder(folder)
-    , lock(folder + QStringLiteral("/.lock"))
+    , path(folder + QStringLiteral("/.lock"))
+    , lock(path)
 {
     lock.setStaleLockTime(0); // an import may take hours: only the end of its program makes a lock stale
 }
 
+StoreLock::~StoreLock()
+{
+#ifdef Q_OS_UNIX
+    if (descriptor < 0)
+        return;
+    ::unlink(QFile::encodeName(path).constData());
+    ::close(descriptor);
+#endif
+}
+
 QString StoreLock::take()
 {
-    return tryToTake() ? QString() : fault();
+    const QFileInfo info(path);
+    if (info.isSymLink() || (info.exists() && !info.isFile())) // wherever it leads, nobody has locked anything by it
+        return QStringLiteral("The store %1 cannot be locked for writing: its file .lock is a link or no plain file; "
+                              "remove that")
+            .arg(storeFolder);
+    return tryToTake() || takeWithoutText() ? QString() : fault();
 }
 
 /// Takes the lock, also over from a program that was killed.
@@ -39,6 +64,33 @@ bool StoreLock::tryToTake()
     QThread::msleep(100); // a lock file that is just being written has its text by then
     // Fails while its owner is alive, since that holds the lock of the operating system.
     return mayBeStale() && lock.removeStaleLockFile() && lock.tryLock(0);
+}
+
+/// Takes the lock on a full disk, where there is no room for who has it: imports can still be removed then. Others see
+/// by the lock of the operating system that there is somebody, as QLockFile has it.
+bool StoreLock::takeWithoutText()
+{
+#ifdef Q_OS_UNIX
+    if (lock.error() != QLockFile::UnknownError)
+        return false;
+    const QByteArray name = QFile::encodeName(path);
+    descriptor = ::open(name.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (descriptor < 0)
+        return false;
+    struct flock whole {
+    };
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    struct stat status {
+    };
+    // Somebody may have taken it for a stale one before it was locked.
+    if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0 && ::fcntl(descriptor, F_SETLK, &whole) == 0
+        && ::fstat(descriptor, &status) == 0 && status.st_nlink > 0)
+        return true;
+    ::close(descriptor);
+    descriptor = -1;
+#endif
+    return false;
 }
 
 QString StoreLock::fault() const

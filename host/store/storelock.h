@@ -10,6 +10,7 @@ class StoreLock
 public:
     /// Of the store in @p folder, which exists.
     explicit StoreLock(const QString &folder);
+    ~StoreLock();
 
     /// Returns an empty text, or who has the lock or why there is none, in one line.
     QString take();
@@ -18,8 +19,11 @@ private:
     Q_DISABLE_COPY_MOVE(StoreLock)
 
     bool tryToTake();
+    bool takeWithoutText();
     QString fault() const;
 
     QString storeFolder;
+    QString path;
     QLockFile lock;
+    int descriptor = -1; ///< of a lock file without text
 };

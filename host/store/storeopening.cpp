@@ -53,8 +53,10 @@ bool ChunkStore::Private::openFolder(const QString &path, Mode openMode)
     chunks = ChunkFolder::list(folder, warnings);
     if (!readImports())
         return false;
-    if (mode == Mode::ReadWrite)
+    if (mode == Mode::ReadWrite) {
         removeTemporaryFiles();
+        trace = std::make_unique<ImportTrace>(folder);
+    }
     return settle();
 }
 
@@ -102,6 +104,7 @@ bool ChunkStore::Private::readImports()
     }
     if (!fault.text.isEmpty())
         warnings.append(warningText(ImportJournal::fileName(), fault.text));
+    readRemovals();
     findChunksOfImports();
     return fault.text.isEmpty() || mode == Mode::Read || replaceJournal();
 }
@@ -145,7 +148,8 @@ void ChunkStore::Private::findChunksOfImports()
 }
 
 /// Finds what an import that has not ended has stored. Of one whose messages are to be removed that is only what it
-/// has surely written itself: its files follow each other without a gap.
+/// has surely written itself, as its trace says; one that an earlier version began has none, but files that follow each
+/// other without a gap.
 void ChunkStore::Private::findChunksOf(int index)
 {
     Import &import = journal.imports[index];
@@ -161,15 +165,20 @@ void ChunkStore::Private::findChunksOf(int index)
     import.record.errorText = known.errorText;
     import.record.removedMessages = known.removedMessages;
     import.chunks.clear();
+    QVector<ImportTrace::Mark> marks;
+    const bool isTraced = known.keeping == Keeping::Pending && ImportTrace::read(folder, index + 1, marks);
     quint64 next = import.firstChunk;
     for (const StoredChunk &chunk : chunks) {
         const quint64 number = chunk.summary.number;
         if (number < import.firstChunk || number >= end)
             continue;
-        if (known.keeping == Keeping::Pending) {
+        const QString name = ChunkFolder::fileName(number);
+        if (isTraced && (chunk.fileNames.first() != name || !ImportTrace::contains(marks, number, filePath(name))))
+            continue;
+        if (known.keeping == Keeping::Pending && !isTraced) {
             while (next < number && ChunkFolder::isTaken(folder, next))
                 ++next; // passed over by the writer, too
-            if (next != number || chunk.fileNames.first() != ChunkFolder::fileName(number))
+            if (next != number || chunk.fileNames.first() != name)
                 break;
             ++next;
         }
@@ -212,11 +221,17 @@ bool ChunkStore::Private::settle()
         record.keeping = isPending ? Keeping::Removed : Keeping::Deleted;
         if (isPending && record.state == State::Incomplete) {
             record.state = State::Failed;
-            record.errorText = QStringLiteral("it was stopped before its end");
+            record.errorText = ImportRecord::stoppedText();
         }
     }
     errorString = formerError; // what could not be removed is told by the notices
-    return !isChanged || writeJournal();
+    const bool isWritten = !isChanged || writeJournal();
+    if (isWritten && mode == Mode::ReadWrite) {
+        removeNotesOfRemovals();
+        trace->remove();
+    }
+    // On a full disk the next writer does the same again, and this one can still remove something.
+    return isWritten || isDiskFull;
 }
 
 /// The chunks of imports that were being removed are not to be seen.
@@ -240,7 +255,7 @@ bool ChunkStore::Private::removeChunks(Import &import)
         import.chunks.removeLast();
     }
     forgetMessages(import.record);
-    return syncNames();
+    return removeFolder(import.record) && syncNames();
 }
 
 bool ChunkStore::Private::removeChunk(quint64 number)
@@ -271,9 +286,14 @@ bool ChunkStore::Private::removeImport(int number)
     }
     Import &import = journal.imports[number - 1];
     const Keeping former = import.record.keeping;
+    const QString problem = whyFolderStays(import.record);
+    if (!problem.isEmpty()) {
+        fail(problem);
+        return false;
+    }
     // From here on, whoever opens the store does not see it any more.
     import.record.keeping = Keeping::Deleting;
-    if (!writeJournal()) {
+    if (!writeJournal() && !(isDiskFull && noteRemoval(number))) {
         import.record.keeping = former;
         return false;
     }
@@ -281,7 +301,102 @@ bool ChunkStore::Private::removeImport(int number)
         return false;
     import.record.keeping = Keeping::Deleted;
     // Where that cannot be written, the next writer finds nothing left to remove.
-    writeJournal();
+    if (writeJournal())
+        removeNotesOfRemovals();
+    return true;
+}
+
+namespace
+{
+
+const QLatin1String removalPrefix(".removing-");
+
+/// The name that says that an import is being removed: its number, and that of one of its chunks.
+QString removalName(int import, quint64 chunk)
+{
+    return removalPrefix + QStringLiteral("%1-%2").arg(import).arg(chunk);
+}
+
+QStringList removalNames(const QString &folder)
+{
+    return QDir(folder).entryList({removalPrefix + QLatin1Char('*')}, QDir::Files | QDir::Hidden | QDir::System);
+}
+
+} // namespace
+
+/// On a full disk, says without taking room that the import with @p number is being removed: one of its chunks gets a
+/// name that means it. Then the chunk is emptied. False when nothing was changed.
+bool ChunkStore::Private::noteRemoval(int number)
+{
+    const Import &import = journal.imports.at(number - 1);
+    if (import.record.state == State::Incomplete)
+        return false; // whose chunks the journal does not have
+    for (const quint64 chunk : import.chunks) {
+        const StoredChunk *const stored = ChunkFolder::find(chunks, chunk);
+        const QString path = filePath(stored ? stored->fileNames.first() : ChunkFolder::fileName(chunk));
+        const QString noted = filePath(removalName(number, chunk));
+        if (QFileInfo(path).isSymLink() || !QFile::rename(path, noted))
+            continue;
+        if (syncNames())
+            QFile::resize(noted, 0);
+        return true;
+    }
+    return false;
+}
+
+/// Takes over what noteRemoval() has left. A note counts with the chunk that is in it: a journal that was damaged since
+/// may have given the number to another import.
+void ChunkStore::Private::readRemovals()
+{
+    const QStringList names = removalNames(folder);
+    for (const QString &name : names) {
+        const QString numbers = name.mid(removalPrefix.size());
+        const int import = numbers.section(QLatin1Char('-'), 0, 0).toInt();
+        const quint64 chunk = numbers.section(QLatin1Char('-'), 1).toULongLong();
+        if (import >= 1 && import <= journal.imports.size() && journal.imports.at(import - 1).chunks.contains(chunk))
+            journal.imports[import - 1].record.keeping = Keeping::Deleting;
+    }
+}
+
+void ChunkStore::Private::removeNotesOfRemovals()
+{
+    const QStringList names = removalNames(folder);
+    for (const QString &name : names)
+        QFile::remove(filePath(name));
+}
+
+/// Why the folder that the archive of @p record was unpacked into cannot be removed: it holds more than that. Empty
+/// when there is none, or nothing speaks against it.
+QString ChunkStore::Private::whyFolderStays(const ImportRecord &record) const
+{
+    const QFileInfo info(filePath(record.folder));
+    if (record.folder.isEmpty() || !(info.exists() || info.isSymLink()))
+        return {};
+    if (info.isSymLink() || !info.isDir())
+        return QStringLiteral("%1 is no folder any more; remove it by hand").arg(info.filePath());
+    const QFileInfoList all =
+        QDir(info.filePath()).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    for (const QFileInfo &file : all) {
+        if (!file.isFile() || file.isSymLink() || !file.fileName().endsWith(QLatin1String("qcl")))
+            return QStringLiteral("%1 holds more than the archive, %2; move that away, or remove the folder by hand")
+                .arg(info.filePath(), file.fileName());
+    }
+    return {};
+}
+
+/// Removes that folder. False when it, or something in it, is still there.
+bool ChunkStore::Private::removeFolder(const ImportRecord &record)
+{
+    if (record.folder.isEmpty() || !whyFolderStays(record).isEmpty())
+        return true;
+    QDir unpacked(filePath(record.folder));
+    const QStringList names = unpacked.entryList(QDir::Files | QDir::Hidden);
+    for (const QString &name : names)
+        unpacked.remove(name);
+    if (unpacked.exists() && !QDir().rmdir(unpacked.path())) {
+        fail(QStringLiteral("%1 cannot be removed").arg(unpacked.path()));
+        return false;
+    }
     return true;
 }
 

@@ -47,9 +47,21 @@ bool ChunkStore::Private::mayDeliver()
 bool ChunkStore::Private::writeFile(const QString &name, const std::function<QString(QIODevice &)> &write)
 {
     const QString fault = StoreFile::write(filePath(name), write);
+    isDiskFull = StoreFile::isFullDisk(fault);
     if (!fault.isEmpty())
         fail(QStringLiteral("%1 cannot be written: %2").arg(filePath(name), fault));
     return fault.isEmpty();
+}
+
+/// Writes a chunk as a file, after the trace of the import, where one is kept, says that it is the import's.
+bool ChunkStore::Private::writeChunkFile(const QString &name, ChunkFormat::Encoder &encoder, quint64 number,
+                                         const QMap<int, QString> &notes)
+{
+    return writeFile(name, [&](QIODevice &file) {
+        const QString fault = encoder.write(file, number, notes).text();
+        const bool isTraced = fault.isEmpty() && trace && trace->isOpen();
+        return isTraced ? trace->add({number, file.size(), encoder.checksum()}) : fault;
+    });
 }
 
 /// Makes the names in the folder outlast a power loss: those of the chunks before that of the journal which tells of
@@ -100,6 +112,10 @@ void ChunkStore::Private::begin(Phase newPhase)
     syncFault.clear();
     firstLeftOut.clear();
     leftOutCount = 0;
+    const bool isTraced = mode == Mode::ReadWrite && import.record.keeping == Keeping::Pending;
+    const QString fault = isTraced ? trace->begin(journal.imports.size()) : QString();
+    if (!fault.isEmpty())
+        fail(QStringLiteral("%1 cannot be written: %2").arg(filePath(ImportTrace::fileName()), fault));
     writeJournal();
 }
 
@@ -138,10 +154,12 @@ void ChunkStore::Private::finish(bool success, DatachunkHelper::ImportFileType t
         fill(success, type, path);
     ImportRecord &record = currentImport().record;
     const bool isPending = isLast && record.keeping == Keeping::Pending;
+    bool isNoted = false;
     if (isPending && record.state == State::Succeeded)
         record.keeping = Keeping::Kept;
     if (record.keeping != Keeping::Pending || !isLast) {
-        if (!writeJournal())
+        isNoted = writeJournal();
+        if (!isNoted)
             fill(success, type, path);
         if (isPending && record.state != State::Succeeded)
             record.keeping = Keeping::Pending;
@@ -149,8 +167,11 @@ void ChunkStore::Private::finish(bool success, DatachunkHelper::ImportFileType t
     if (isPending && record.keeping == Keeping::Pending && mode == Mode::ReadWrite) {
         if (removeChunks(currentImport()))
             record.keeping = Keeping::Removed;
-        writeJournal();
+        isNoted = writeJournal();
     }
+    // Without the end in the journal, the next writer needs it.
+    if (isLast && isNoted && trace)
+        trace->remove();
     if (!syncFault.isEmpty() && record.errorText.isEmpty())
         record.errorText = QStringLiteral("it may not outlast a power loss: %1").arg(syncFault);
 }
@@ -173,7 +194,7 @@ bool ChunkStore::Private::writeChunk(ChunkFormat::Encoder &encoder, const QMap<i
         return false;
     }
     const QString name = ChunkFolder::fileName(number);
-    if (!writeFile(name, [&](QIODevice &file) { return encoder.write(file, number, notes).text(); }))
+    if (!writeChunkFile(name, encoder, number, notes))
         return false;
     StoredChunk chunk;
     chunk.fileNames.append(name);
@@ -249,8 +270,7 @@ bool ChunkStore::Private::rewriteLastChunk(const ChunkFormat::Chunk &chunk)
     ChunkFormat::Encoder encoder(chunk.messages.size());
     for (const CAN::CanRxMessage &message : chunk.messages)
         encoder.add(message);
-    if (!writeFile(stored.fileNames.first(),
-                   [&](QIODevice &file) { return encoder.write(file, stored.summary.number, chunk.notes).text(); }))
+    if (!writeChunkFile(stored.fileNames.first(), encoder, stored.summary.number, chunk.notes))
         return false;
     stored.summary = encoder.summary();
     return true;

@@ -5,8 +5,7 @@
 
 #include <charconv>
 
-/// As writeTime() of a time stamp.
-static int writeMicroseconds(qint64 microseconds, char *text)
+int writeTime(qint64 microseconds, char *text)
 {
     const quint64 amount = quint64(qAbs(microseconds));
     char *end = text;
@@ -22,7 +21,7 @@ static int writeMicroseconds(qint64 microseconds, char *text)
 
 int writeTime(const CanTimeStamp &time, char *text)
 {
-    return writeMicroseconds(inMicroseconds(time), text);
+    return writeTime(inMicroseconds(time), text);
 }
 
 QString timeText(const CanTimeStamp &time)
@@ -33,7 +32,7 @@ QString timeText(const CanTimeStamp &time)
 QString timeText(qint64 microseconds)
 {
     char text[32];
-    return QString::fromLatin1(text, writeMicroseconds(microseconds, text));
+    return QString::fromLatin1(text, writeTime(microseconds, text));
 }
 
 std::optional<qint64> microsecondsFromText(const QString &text)

@@ -17,6 +17,7 @@ constexpr qint64 inMicroseconds(const CanTimeStamp &time)
 /// Writes @p time as seconds with six decimals, for example "1345212884.318850" or "-0.750000", to @p text, which has
 /// room for 32 characters. Returns their number; there is no zero at the end.
 int writeTime(const CanTimeStamp &time, char *text);
+int writeTime(qint64 microseconds, char *text);
 /// The same as a string.
 QString timeText(const CanTimeStamp &time);
 /// The same for a time or duration in microseconds, which may be more than a time stamp holds.

@@ -5,6 +5,12 @@ _canlog()
 {
     local canlog=$1 current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} words=
     COMPREPLY=()
+    # "--type=NAME" comes as three words, or while NAME is not begun as two.
+    if [ "$previous" = "=" ]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    elif [ "$current" = "=" ]; then
+        current=
+    fi
     if [ "$COMP_CWORD" -eq 1 ]; then
         words="--help --version $("$canlog" --help 2>/dev/null | sed -n 's/^  \([a-z][a-z]*\)  .*/\1/p')"
     elif [ "$previous" = --type ]; then

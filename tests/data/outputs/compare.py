@@ -66,5 +66,5 @@ for name, mark in (('out.asc', '// '), ('out.trc', ';   ')):
     assert len(others) == len(notes) + (5 if name == 'out.asc' else 0), (name, len(others))
 
 for line in read('out.log').split('\n')[:-1]:
-    assert re.fullmatch(r'\(\d+\.\d{6}\) can\d+ ([0-9A-F]{3}|[0-9A-F]{8})#(R\d?|(#\d)?([0-9A-F]{2})*)', line), line
+    assert re.fullmatch(r'\(\d+\.\d{6}\) can\d+ ([0-9A-F]{3}|[0-9A-F]{8})#(R\d?|(#\d)?([0-9A-F]{2})*)( T)?', line), line
 print(len(notes))
