@@ -7,6 +7,8 @@
 
 from __future__ import annotations
 
+from typing import TYPE_CHECKING
+
 from ._batch import COLUMNS, Batch
 from ._choice import Channels, Choice, Ids, Moment
 from ._core import version as __version__
@@ -16,6 +18,9 @@ from ._parquet import write_parquet
 from ._read import LogFiles, read
 from ._report import Fault, Report
 from ._signals import Signals, SignalTable, signals
+
+if TYPE_CHECKING:
+    from . import can as can
 
 __all__ = [
     "COLUMNS",
@@ -64,3 +69,12 @@ def open(
     """
     choice = Choice(ids, channel, start, end, direction)
     return Log(file, type=type, columns=columns, zone=zone, strict=strict, choice=choice)
+
+
+def __getattr__(name: str) -> object:
+    # canlog.can needs python-can, which not everybody has.
+    if name == "can":
+        import importlib
+
+        return importlib.import_module(".can", __name__)
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

@@ -177,7 +177,9 @@ def signals(
     by_key: dict[int, list[Any]] = {}
     for message in wanted.values():
         by_key.setdefault(_key(message), []).append(message)
-    choice = Choice(_ids_of(wanted.values()), channel, start, end, direction)
+    # Many identifiers are sorted out sooner when all frames are grouped.
+    ids = _ids_of(wanted.values()) if 0 < len(wanted) <= 16 else None
+    choice = Choice(ids, channel, start, end, direction)
     logs = [
         Log(file, type=type, columns=columns, zone=zone, strict=strict, choice=choice) for file in files_of(files)
     ]
