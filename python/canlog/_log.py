@@ -219,6 +219,12 @@ class Log:
         """All frames as a polars.DataFrame."""
         return need("polars", "polars").from_arrow(self.to_arrow())
 
+    def to_numpy(self) -> dict[str, Any]:
+        """All frames as arrays by column, masked where values are null."""
+        from ._read import to_numpy
+
+        return to_numpy(self.to_arrow())
+
     # Its end
 
     def close(self) -> None:

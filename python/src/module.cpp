@@ -24,8 +24,7 @@ namespace
 template <typename Value>
 nb::object view(const Value *values, std::size_t size, nb::handle owner)
 {
-    return nb::cast(nb::ndarray<nb::numpy, const Value, nb::ndim<1>>(values, {size}, owner),
-                    nb::rv_policy::reference);
+    return nb::cast(nb::ndarray<nb::numpy, const Value, nb::ndim<1>>(values, {size}, owner), nb::rv_policy::reference);
 }
 
 /// The values of a column as they stand in memory, which the array keeps alive. None: it is not of fixed width.
@@ -180,7 +179,8 @@ NB_MODULE(_core, module)
     module.def("formats", &formatList);
     module.def("column_names", &columnNames);
     module.def("choice_problem", &choiceProblem, "ids"_a, "channels"_a, "start"_a, "end"_a, "direction"_a);
-    module.def("schema", [](const nb::list &metadata) { return schemaCapsule(metadataOf(metadata)); }, "metadata"_a);
+    module.def(
+        "schema", [](const nb::list &metadata) { return schemaCapsule(metadataOf(metadata)); }, "metadata"_a);
 
     nb::class_<Columns>(module, "Columns", "A batch of rows.")
         .def("__len__", &Columns::rows)
@@ -189,19 +189,20 @@ NB_MODULE(_core, module)
         .def("frames_by_id", &framesById, "keys"_a, "width"_a)
         .def("padded", &padded, "width"_a);
     module.def(
-        "table_stream",
-        [](const nb::list &columns) { return streamCapsule(makeTableStream(plainColumnsOf(columns))); }, "columns"_a,
+        "table_stream", [](const nb::list &columns) { return streamCapsule(makeTableStream(plainColumnsOf(columns))); },
+        "columns"_a,
         "A stream of one batch, of lists with a name and 'l' (integers), 'g' (numbers) or 'u' (texts) each.");
     module.def(
         "messages",
         [](const Columns &columns, const nb::object &messageClass, const nb::dict &channels, int channelShift,
-           const nb::object &noChannel, bool hasChannel, double start, bool inMilliseconds, bool errorsAreBare, bool leavesErrorsOut) {
-            return messagesOf(columns, {messageClass, channels, channelShift, noChannel, hasChannel, start, inMilliseconds,
-                                        errorsAreBare, leavesErrorsOut});
+           const nb::object &noChannel, bool hasChannel, double start, bool inMilliseconds, bool errorsAreBare,
+           bool leavesErrorsOut) {
+            return messagesOf(columns, {messageClass, channels, channelShift, noChannel, hasChannel, start,
+                                        inMilliseconds, errorsAreBare, leavesErrorsOut});
         },
-        "columns"_a, "message_class"_a, "channels"_a, "channel_shift"_a = 0,
-        "no_channel"_a = nb::none(), "has_channel"_a = true, "start"_a = 0.0,
-        "in_milliseconds"_a = false, "errors_are_bare"_a = false, "leaves_errors_out"_a = false);
+        "columns"_a, "message_class"_a, "channels"_a, "channel_shift"_a = 0, "no_channel"_a = nb::none(),
+        "has_channel"_a = true, "start"_a = 0.0, "in_milliseconds"_a = false, "errors_are_bare"_a = false,
+        "leaves_errors_out"_a = false);
     // They keep the Python object alive, and so get it.
     module.def("values", &values, "columns"_a, "name"_a);
     module.def("presence", &presence, "columns"_a, "name"_a);

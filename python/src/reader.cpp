@@ -346,9 +346,7 @@ nb::dict Reader::sums() const
         const nb::gil_scoped_release noLock;
         sums = state->pull->sums();
     }
-    const auto orNone = [](const std::optional<std::int64_t> &value) {
-        return value ? nb::cast(*value) : nb::none();
-    };
+    const auto orNone = [](const std::optional<std::int64_t> &value) { return value ? nb::cast(*value) : nb::none(); };
     nb::dict result;
     result["frames"] = sums.frames;
     result["bytes"] = sums.bytes;
@@ -384,8 +382,8 @@ static QString setFilter(MessageFilter &filter, const std::string &ids, const st
 {
     using Setter = QString (MessageFilter::*)(const QString &);
     const std::pair<const std::string *, Setter> settings[] = {
-        {&ids, &MessageFilter::addIds},   {&channels, &MessageFilter::addChannels},   {&from, &MessageFilter::setFrom},
-        {&to, &MessageFilter::setTo},     {&direction, &MessageFilter::setDirection},
+        {&ids, &MessageFilter::addIds}, {&channels, &MessageFilter::addChannels},   {&from, &MessageFilter::setFrom},
+        {&to, &MessageFilter::setTo},   {&direction, &MessageFilter::setDirection},
     };
     for (const auto &[text, set] : settings) {
         const QString problem = text->empty() ? QString() : (filter.*set)(QString::fromStdString(*text));

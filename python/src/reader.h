@@ -16,8 +16,8 @@
 class Reader
 {
 public:
-    /// @p file is a descriptor, which becomes the reader's, or an object with a read(). A negative @p type is found from
-    /// the content; without @p columns those of a format that has some are the usual ones.
+    /// @p file is a descriptor, which becomes the reader's, or an object with a read(). A negative @p type is found
+    /// from the content; without @p columns those of a format that has some are the usual ones.
     Reader(const nanobind::object &file, const nanobind::bytes &name, int type, const nanobind::object &columns);
     ~Reader();
 
