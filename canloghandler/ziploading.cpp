@@ -50,7 +50,7 @@ bool hasEndRecord(const QString &path)
     constexpr int largest = endRecordSize + std::numeric_limits<quint16>::max(); // with its comment
     file.seek(qMax<qint64>(0, file.size() - largest));
     const QByteArray end = file.read(largest);
-    const int position = end.lastIndexOf(endSignature);
+    const int position = int(end.lastIndexOf(endSignature));
     return position >= 0 && end.size() - position >= endRecordSize;
 }
 
@@ -231,7 +231,7 @@ Copy copyEntry(QuaZipFile &entry, QIODevice &target, const QByteArray &firstBloc
     QByteArray blocks = firstBlock;
     blocks.reserve(blocksPerWrite * copyBlockSize);
     for (bool more = true; more;) {
-        const int filled = blocks.size();
+        const int filled = int(blocks.size());
         blocks.resize(filled + copyBlockSize);
         const qint64 added = entry.read(blocks.data() + filled, copyBlockSize);
         more = added > 0;

@@ -5,7 +5,8 @@
 
 #include <QFile>
 #include <QScopeGuard>
-#include <QtConcurrent>
+#include <QRunnable>
+#include <QThreadPool>
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
 #include <quazip/quazipnewinfo.h>
@@ -205,8 +206,8 @@ void CANLogHandler::onZipDatachunks(QString zipPath, QDir sourceDir)
     if (zipInProgress->exchange(true))
         return;
     // The job shares the flag: the handler may go meanwhile.
-    QtConcurrent::run(QThreadPool::globalInstance(),
-                      [flag = zipInProgress, zipPath, sourceDir] { runJob(zipPath, sourceDir, *flag); });
+    QThreadPool::globalInstance()->start(
+        QRunnable::create([flag = zipInProgress, zipPath, sourceDir] { runJob(zipPath, sourceDir, *flag); }));
 }
 
 void CANLogHandler::zipDatachunks(QString zipPath, QDir sourceDir)

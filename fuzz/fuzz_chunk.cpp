@@ -27,14 +27,14 @@ void require(bool holds)
 
 void putChecksumRight(QByteArray &content)
 {
-    const int size = content.size() - checksumSize;
+    const int size = int(content.size()) - checksumSize;
     const auto sum = crc32(0, reinterpret_cast<const Bytef *>(content.constData()), uInt(size));
     qToBigEndian(quint32(sum), content.data() + size);
 }
 
 void requireSameAfterWriting(const ChunkFormat::Chunk &chunk)
 {
-    ChunkFormat::Encoder encoder(chunk.messages.size());
+    ChunkFormat::Encoder encoder(int(chunk.messages.size()));
     for (const CAN::CanRxMessage &message : chunk.messages)
         encoder.add(message);
     QBuffer buffer;

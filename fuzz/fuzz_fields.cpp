@@ -16,7 +16,7 @@ void compare(const Fields &ours, const QStringList &expected)
     require(ours.count() == expected.size());
     for (int i = 0; i < expected.size(); ++i)
         require(ours[i] == expected.at(i));
-    require(ours[-1].isEmpty() && ours[expected.size()].isEmpty());
+    require(ours[-1].isEmpty() && ours[int(expected.size())].isEmpty());
 }
 
 /// Holds the fields that are read as bytes at once, from each field on, against QString::toUInt().

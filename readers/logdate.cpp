@@ -26,7 +26,7 @@ int monthOf(const QString &word)
 {
     const QString lower = word.toLower();
     for (const MonthName &name : monthNames) {
-        if (lower.startsWith(QString::fromUtf16(reinterpret_cast<const ushort *>(name.begin))))
+        if (lower.startsWith(QStringView(name.begin)))
             return name.month;
     }
     return 0;

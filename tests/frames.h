@@ -21,6 +21,16 @@
  *     QTest::newRow("two bytes") << "(1.5) can0 123#1122" << frames({Frame(0x123, "11 22").at(1, 500000)});
  */
 
+/// The number that Qt has for the type called @p name; 0 when it knows none.
+inline int metaTypeIdOf(const char *name)
+{
+#if QT_VERSION_MAJOR >= 6
+    return QMetaType::fromName(name).id();
+#else
+    return QMetaType::type(name);
+#endif
+}
+
 /// One expected message: everything that is not said is zero or false, as in a fresh record.
 class Frame
 {

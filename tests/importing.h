@@ -3,6 +3,7 @@
 
 #include "canloghandler/canloghandler.h"
 #include "common/datachunkhelper.h"
+#include "encodings.h"
 #include "frames.h"
 #include "recordingstore.h"
 
@@ -240,7 +241,7 @@ public:
     {
         for (;;) {
             const QString line = anyLine();
-            if (!line.contains(signedNumber))
+            if (!line.contains(signedNumber) && !isReadOtherwiseByQt(line))
                 return line;
         }
     }

@@ -744,9 +744,9 @@ void TestCanlog::folderThatIsNoStore()
 void TestCanlog::quietIsAccepted_data()
 {
     QTest::addColumn<QString>("arguments");
-    for (const char *arguments :
-         {"import --again %1 small.log", "show %1", "show small.log %1", "stats %1", "count small.log %1",
-          "convert small.log %1 --to csv", "zip %1 b.zip", "unzip %1 a.zip", "merge --again %1 a.zip", "check %1 a.zip"})
+    for (const char *arguments : {"import --again %1 small.log", "show %1", "show small.log %1", "stats %1",
+                                  "count small.log %1", "convert small.log %1 --to csv", "zip %1 b.zip",
+                                  "unzip %1 a.zip", "merge --again %1 a.zip", "check %1 a.zip"})
         QTest::newRow(arguments) << QString::fromLatin1(arguments);
 }
 

@@ -239,7 +239,13 @@ void CanlogImportsTest::unpackedFolderIsRemovedWithItsImport()
     QCOMPARE(outcome.status, 1);
     QVERIFY(QFileInfo::exists(path(QStringLiteral("s/a.zip/chunk-00000003.qcl"))));
     QVERIFY(QFile::remove(path(QStringLiteral("s/a.zip/remarks.txt"))));
-    QCOMPARE(canlog(words("imports --store s --remove 5")).status, 0);
+    // Nor is the folder of a later import of that name.
+    QVERIFY(QDir(path(QStringLiteral("s/a.zip"))).removeRecursively());
+    QCOMPARE(canlog(words("unzip --store s a.zip")).status, 0);
+    outcome = canlog(words("imports --store s --remove 5"));
+    QVERIFY2(outcome.out.endsWith("/a.zip), 0 messages, removed\n"), outcome.out.constData());
+    QVERIFY(QFileInfo::exists(path(QStringLiteral("s/a.zip/chunk-00000003.qcl"))));
+    QCOMPARE(canlog(words("imports --store s --remove 6")).status, 0);
     QVERIFY(!QFileInfo::exists(path(QStringLiteral("s/a.zip"))));
 }
 
@@ -373,13 +379,19 @@ void CanlogImportsTest::fullDiskLeavesNoNewFolder()
 {
     if (shell(QStringLiteral("mkdir full && mount -t tmpfs -o size=64k none full")).status != 0)
         QSKIP("needs to mount a small disk");
+    write(QStringLiteral("empty.log"), "");
+    canlog(words("import --store full/s --type candump empty.log"));
     shell(QStringLiteral("cat /dev/zero >full/zeros"));
+    canlog(words("import --store full/s a.log"));
+    const QByteArray files = shell(QStringLiteral("find full/s -type f")).out;
     const Outcome outcome = canlog(words("import --store full/new/s a.log"));
     const bool isLeft = QFileInfo::exists(path(QStringLiteral("full/new")));
     shell(QStringLiteral("umount full"));
     QCOMPARE(outcome.err.count('\n'), 1);
     QCOMPARE(outcome.status, 1);
     QVERIFY(!isLeft);
+    // Nor is there anything left in a store that is there.
+    QVERIFY2(files == "full/s/imports.json\n", files.constData());
 }
 
 void CanlogImportsTest::compressedFileIsListedByItsWholePath()

@@ -15,8 +15,7 @@ static const QByteArray smallLog = "(10.000000) can0 123#1122334455667788\n"
                                    "(12.030000) can0 18FEF100#1122334455667788\n";
 
 static const QByteArray tableHeading =
-    "Channel  Identifier       Count  Share %    Len              First               Last        Min ms       Mean ms"
-    "        Max ms     Jitter ms    Back\n";
+    " Chan       Id    Count Share %   Len   Min ms  Mean ms   Max ms   Jitter Back\n";
 
 /// Runs `canlog stats` and looks at nothing but what a shell sees.
 class CanlogStatsTest : public QObject, private CanlogProgram
@@ -118,21 +117,27 @@ void CanlogStatsTest::tableOfASmallLog()
     QCOMPARE(outcome.err, QByteArray());
     QCOMPARE(outcome.status, 0);
     // 5 frames in 2.03 s; 4 of 5 frames are 80 %; the standard deviation of 10, 12 and 8 ms is the root of 8/3.
-    QCOMPARE(outcome.out,
-             "Frames                   5\n"
-             "Remote frames            0\n"
-             "CAN FD frames            0\n"
-             "Error frames             0\n"
-             "Duration                 2.030000 s from 10.000000 to 12.030000\n"
-             "Frame rate               2.463 /s\n"
-             "Gaps > 1.000000 s        1, longest 2.000000 s from 10.030000 to 12.030000\n"
-             "Steps back in time       0\n"
-             "Channel 1                can0\n"
-             "\n" + tableHeading
-                 + "      1         123           4    80.00    0-8          10.000000          10.030000         8.000"
-                   "        10.000        12.000         1.633       0\n"
-                   "      1    18FEF100           1    20.00      8          12.030000          12.030000             -"
-                   "             -             -             -       0\n");
+    QCOMPARE(outcome.out, "Frames                   5\n"
+                          "Remote frames            0\n"
+                          "CAN FD frames            0\n"
+                          "Error frames             0\n"
+                          "Duration                 2.030000 s from 10.000000 to 12.030000\n"
+                          "Frame rate               2.463 /s\n"
+                          "Gaps > 1.000000 s        1, longest 2.000000 s from 10.030000 to 12.030000\n"
+                          "Steps back in time       0\n"
+                          "Channel 1                can0\n"
+                          "\n" + tableHeading
+                              + "    1      123        4   80.00   0-8    8.000   10.000   12.000    1.633    0\n"
+                                "    1 18FEF100        1   20.00     8        -        -        -        -    0\n");
+
+    const QByteArray wide = canlog(words("stats small.log --wide")).out;
+    QVERIFY2(wide.endsWith(" Chan       Id    Count Share %   Len             First              Last   Min ms  Mean ms"
+                           "   Max ms   Jitter Back\n"
+                           "    1      123        4   80.00   0-8         10.000000         10.030000    8.000   10.000"
+                           "   12.000    1.633    0\n"
+                           "    1 18FEF100        1   20.00     8         12.030000         12.030000        -        -"
+                           "        -        -    0\n"),
+             wide.constData());
 }
 
 void CanlogStatsTest::namesOfTheChannels()
@@ -257,7 +262,7 @@ void CanlogStatsTest::jsonOfStepsBack()
 
     const Outcome table = canlog(words("stats x.log"));
     QVERIFY(table.out.contains("\nSteps back in time       2\n"));
-    QVERIFY(table.out.trimmed().endsWith(" 500.000         0.000       1"));
+    QVERIFY(table.out.trimmed().endsWith(" 500.000    0.000    1"));
 }
 
 void CanlogStatsTest::jsonKeepsMicroseconds()

@@ -736,11 +736,7 @@ void IxxatFileImporterTest::rows_data()
     QTest::newRow("other separator") << "1;1;0;Std;181;2;Std;0A 0B" << frames();
     QTest::newRow("character 0 is no blank")
         << QStringLiteral("1,1,0,Std,181,2,Std,0A") + QChar(0) + QStringLiteral("0B CC")
-        << frames({Frame(0x181).dlc(2).bytes(
-               QByteArray()
-                   .append(
-                       static_cast<char>((QStringLiteral("0A") + QChar(0) + QStringLiteral("0B")).toUInt(nullptr, 16)))
-                   .append('\xCC'))});
+        << frames({Frame(0x181).dlc(2).bytes(QByteArray::fromHex("00 CC"))});
 }
 
 void IxxatFileImporterTest::rows()

@@ -155,9 +155,9 @@ void MessageTypesTest::recordIsPlainMemory()
 void MessageTypesTest::recordHasItsMetaTypeName()
 {
     const int id = qMetaTypeId<CanRxMessage>();
-    QCOMPARE(QMetaType::typeName(id), "CAN::CanRxMessage");
-    QCOMPARE(QMetaType::type("CAN::CanRxMessage"), id);
-    QCOMPARE(QMetaType::sizeOf(id), int(sizeof(CanRxMessage)));
+    QCOMPARE(QByteArray(QMetaType(id).name()), QByteArray("CAN::CanRxMessage"));
+    QCOMPARE(metaTypeIdOf("CAN::CanRxMessage"), id);
+    QCOMPARE(int(QMetaType(id).sizeOf()), int(sizeof(CanRxMessage)));
 
     const CanRxMessage message = Frame(0x123, "11 22").at(1, 5).extended().tx().channel(2).index(7);
     QCOMPARE(QVariant::fromValue(message).value<CanRxMessage>(), message);

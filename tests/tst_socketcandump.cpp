@@ -1188,7 +1188,7 @@ void SocketCanDumpTest::linesAcrossBlockBoundaries()
             const QString text = filler + end + lines;
             const Frames messages = load(encoding == "none" ? text.toUtf8() : encoded(text, encoding)).messages();
             if (messages != expected)
-                qWarning("%d characters before the lines", filler.size());
+                qWarning("%d characters before the lines", int(filler.size()));
             QCOMPARE(messages, expected);
         }
         if (encoding != "UTF-16LE")

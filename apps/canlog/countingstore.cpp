@@ -7,7 +7,7 @@ constexpr int countedIds = 65536;
 
 QString CountingStore::identifierCountText() const
 {
-    const int count = static_cast<int>(standardIds.count()) + otherIds.size();
+    const int count = static_cast<int>(standardIds.count()) + int(otherIds.size());
     return count > countedIds ? QStringLiteral("more than %1").arg(countedIds) : QString::number(count);
 }
 

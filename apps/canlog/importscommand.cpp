@@ -156,13 +156,19 @@ ExitStatus remove(const QString &folder, const ImportChoice &choice, Output &out
             continue;
         if (wasInterrupted())
             return interrupted(folder);
+        const auto isUnpacked = [&] {
+            return !record.folder.isEmpty() && store.getDataChunkLocation().exists(record.folder);
+        };
+        const bool wasUnpacked = isUnpacked();
         if (!store.removeImport(number)) {
-            complain(
-                QStringLiteral("%1; check the permissions of the store and the space left").arg(store.errorString()));
+            const QString fault = store.errorString();
+            const bool hasAdvice = fault.contains(QLatin1String("; "));
+            complain(hasAdvice ? fault
+                               : fault + QLatin1String("; check the permissions of the store and the space left"));
             return ExitStatus::Failure;
         }
         const QString unpacked =
-            record.folder.isEmpty() ? QString() : QStringLiteral(" and the folder %1").arg(record.folder);
+            wasUnpacked && !isUnpacked() ? QStringLiteral(" and the folder %1").arg(record.folder) : QString();
         out.writeLine(printable(QStringLiteral("%1: import %2 (%3), %4%5, removed")
                                     .arg(folder, QString::number(number),
                                          record.path.isEmpty() ? QStringLiteral("-") : record.path,

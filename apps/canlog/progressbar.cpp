@@ -104,5 +104,5 @@ void ProgressBar::draw(const QString &text)
     const QByteArray line = '\r' + text.leftJustified(drawnWidth).toLocal8Bit() + (text.isEmpty() ? "\r" : "");
     std::fwrite(line.constData(), 1, std::size_t(line.size()), stderr);
     std::fflush(stderr);
-    drawnWidth = text.size();
+    drawnWidth = int(text.size());
 }

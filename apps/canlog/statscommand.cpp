@@ -25,6 +25,7 @@ struct Settings {
     qint64 gapThreshold = 0;
     std::optional<BitRates> bitRates;
     bool dataRateIsGiven = false;
+    bool isWide = false;
 };
 
 /// Least and worst share of the time that a bus was busy, in percent.
@@ -98,6 +99,7 @@ QString setSettings(const QCommandLineParser &parser, Settings &settings)
     if (!threshold || *threshold <= 0)
         return QStringLiteral("bad --gap '%1', wanted are seconds above 0 with up to six decimals").arg(gap);
     settings.gapThreshold = *threshold;
+    settings.isWide = parser.isSet(QStringLiteral("wide"));
     return setBitRates(parser, settings);
 }
 
@@ -174,37 +176,62 @@ void writeSummary(Output &out, const StatisticsResult &result, const Settings &s
     }
 }
 
-void writeColumns(Output &out, const QStringList &columns)
+/// A column of the table of identifiers. What makes it wider than a terminal is printed when it is wished for.
+struct Column {
+    const char *heading;
+    int width;
+    QString (*text)(const IdentifierStatistics &, const StatisticsResult &);
+    bool isWide = false;
+};
+
+QString lengthText(const IdentifierStatistics &identifier, const StatisticsResult &)
 {
-    static constexpr int widths[] = {7, 10, 10, 7, 5, 17, 17, 12, 12, 12, 12, 6};
+    const QString least = QString::number(identifier.minimumLength);
+    if (identifier.maximumLength == identifier.minimumLength)
+        return least;
+    return QStringLiteral("%1-%2").arg(least).arg(identifier.maximumLength);
+}
+
+template <typename Number, Number CycleTimes::*time>
+QString cycleText(const IdentifierStatistics &identifier, const StatisticsResult &)
+{
+    const CycleTimes &cycle = identifier.cycle;
+    return cycle.count > 0 ? millisecondsText(double(cycle.*time)) : QStringLiteral("-");
+}
+
+constexpr Column columns[] = {
+    {"Chan", 5, [](const auto &identifier, const auto &) { return QString::number(identifier.channel); }},
+    {"Id", 8, [](const auto &identifier, const auto &) { return identifierText(identifier); }},
+    {"Count", 8, [](const auto &identifier, const auto &) { return QString::number(identifier.count); }},
+    {"Share %", 7,
+     [](const auto &identifier, const auto &result) { return percentText(sharePercent(identifier, result)); }},
+    {"Len", 5, lengthText},
+    {"First", 17, [](const auto &identifier, const auto &) { return timeText(identifier.firstTime); }, true},
+    {"Last", 17, [](const auto &identifier, const auto &) { return timeText(identifier.lastTime); }, true},
+    {"Min ms", 8, cycleText<decltype(CycleTimes::minimum), &CycleTimes::minimum>},
+    {"Mean ms", 8, cycleText<decltype(CycleTimes::mean), &CycleTimes::mean>},
+    {"Max ms", 8, cycleText<decltype(CycleTimes::maximum), &CycleTimes::maximum>},
+    {"Jitter", 8, cycleText<decltype(CycleTimes::jitter), &CycleTimes::jitter>},
+    {"Back", 4, [](const auto &identifier, const auto &) { return QString::number(identifier.backwardSteps); }},
+};
+
+/// Writes one line, in which @p text gives what stands in a column.
+template <typename Text>
+void writeColumns(Output &out, bool isWide, const Text &text)
+{
     QString line;
-    for (int i = 0; i < columns.size(); ++i)
-        line += (i == 0 ? QString() : QStringLiteral("  ")) + columns.at(i).rightJustified(widths[i]);
+    for (const Column &column : columns) {
+        if (isWide || !column.isWide)
+            line += (line.isEmpty() ? QString() : QStringLiteral(" ")) + text(column).rightJustified(column.width);
+    }
     out.writeLine(line);
 }
 
-void writeIdentifiers(Output &out, const StatisticsResult &result)
+void writeIdentifiers(Output &out, const StatisticsResult &result, bool isWide)
 {
-    writeColumns(out, {QStringLiteral("Channel"), QStringLiteral("Identifier"), QStringLiteral("Count"),
-                       QStringLiteral("Share %"), QStringLiteral("Len"), QStringLiteral("First"),
-                       QStringLiteral("Last"), QStringLiteral("Min ms"), QStringLiteral("Mean ms"),
-                       QStringLiteral("Max ms"), QStringLiteral("Jitter ms"), QStringLiteral("Back")});
+    writeColumns(out, isWide, [](const Column &column) { return QString::fromLatin1(column.heading); });
     for (const IdentifierStatistics &identifier : result.identifiers) {
-        QString length = QString::number(identifier.minimumLength);
-        if (identifier.maximumLength != identifier.minimumLength)
-            length += QStringLiteral("-%1").arg(identifier.maximumLength);
-        QStringList columns{QString::number(identifier.channel),
-                            identifierText(identifier),
-                            QString::number(identifier.count),
-                            percentText(sharePercent(identifier, result)),
-                            length,
-                            timeText(identifier.firstTime),
-                            timeText(identifier.lastTime)};
-        const CycleTimes &cycle = identifier.cycle;
-        for (const double time : {double(cycle.minimum), cycle.mean, double(cycle.maximum), cycle.jitter})
-            columns.append(cycle.count > 0 ? millisecondsText(time) : QStringLiteral("-"));
-        columns.append(QString::number(identifier.backwardSteps));
-        writeColumns(out, columns);
+        writeColumns(out, isWide, [&](const Column &column) { return column.text(identifier, result); });
         if (!out.isOpen())
             return;
     }
@@ -216,7 +243,7 @@ void writeTable(Output &out, const StatisticsResult &result, const Settings &set
     if (result.identifiers.isEmpty())
         return;
     out.writeLine(QString());
-    writeIdentifiers(out, result);
+    writeIdentifiers(out, result, settings.isWide);
 }
 
 // ---- JSON
@@ -386,6 +413,8 @@ void addOptions(QCommandLineParser &parser)
                       QStringLiteral("Bit rate of the data phase of CAN FD frames with bit-rate switch. Default: that "
                                      "of --bitrate."),
                       QStringLiteral("N")});
+    parser.addOption(
+        {QStringLiteral("wide"), QStringLiteral("Shows the first and the last time of each identifier, too.")});
     parser.addOption({QStringLiteral("json"), QStringLiteral("Prints JSON instead of tables.")});
     parser.addOption(quietOption());
 }
@@ -398,9 +427,9 @@ Subcommand statsSubcommand()
         QStringLiteral("stats"),
         QStringLiteral("Counts and measures the messages of a store or of log files."),
         MessageSource::synopsis()
-            + QLatin1String(" [--gap SECONDS] [--bitrate N [--data-bitrate N]] [--json] [--quiet]"),
+            + QLatin1String(" [--gap SECONDS] [--bitrate N [--data-bitrate N]] [--wide] [--json] [--quiet]"),
         QStringLiteral("Each channel and identifier has a row: count and share of the frames, lengths in bytes,\n"
-                       "first and last time, and the times between two of its frames: least, mean, greatest, standard\n"
+                       "and the times between two of its frames: least, mean, greatest, standard\n"
                        "deviation (jitter). A frame that is earlier than the one before it counts under Back instead.\n"
                        "Only messages that pass the filters count, in everything. The first 65536 identifiers have\n"
                        "rows. What is left out of a damaged store is named on standard error; the exit status is\n"

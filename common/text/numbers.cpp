@@ -57,6 +57,26 @@ inline bool isWord(QStringView text, int base)
     return false;
 }
 
+/// Takes from @p text what Qt 5 passes over, the blanks around a number. False when it is none to Qt 5, but may be one
+/// to later versions, which read "0b1" in base 0 and end at a character 0: a log gives the same with every Qt.
+bool isForQt(QStringView &text, int base)
+{
+    text = text.trimmed();
+    const bool hasSign = text.startsWith(QLatin1Char('-')) || text.startsWith(QLatin1Char('+'));
+    const bool isBinary = base == 0 && text.mid(hasSign ? 1 : 0).startsWith(QLatin1String("0b"), Qt::CaseInsensitive);
+    return !isBinary && !text.contains(QChar(0));
+}
+
+quint32 toUnsigned(QStringView text, int base, bool *ok)
+{
+    return (isForQt(text, base) ? text.toString() : QString()).toUInt(ok, base);
+}
+
+qint32 toSigned(QStringView text, int base, bool *ok)
+{
+    return (isForQt(text, base) ? text.toString() : QString()).toInt(ok, base);
+}
+
 /// Reads decimal digits into @p value, which is 0, and moves @p at behind them; returns their number.
 inline qsizetype readLeadingDigits(const QChar *&at, const QChar *end, quint64 &value)
 {
@@ -101,7 +121,7 @@ quint32 readUnsigned(QStringView text, int base, bool *ok)
     quint64 value = 0;
     if (!readDigits(text, base, std::numeric_limits<quint32>::max(), value)) {
         if (!isWord(text, base))
-            return text.toString().toUInt(ok, base);
+            return toUnsigned(text, base, ok);
         if (ok)
             *ok = false;
         return 0;
@@ -116,7 +136,7 @@ qint32 readSigned(QStringView text, int base, bool *ok)
     Q_ASSERT(base == 0 || base == 10);
     quint64 value = 0;
     if (!readDigits(text, base, std::numeric_limits<qint32>::max(), value))
-        return text.toString().toInt(ok, base);
+        return toSigned(text, base, ok);
     if (ok)
         *ok = true;
     return qint32(value);
@@ -156,7 +176,7 @@ CanTimeStamp readSeconds(QStringView text, bool *ok)
     bool hasSeconds = false;
     bool hasFraction = false;
     time.seconds = readSigned(seconds, 0, &hasSeconds);
-    time.microseconds = fraction.toString().leftJustified(6, QLatin1Char('0')).toInt(&hasFraction);
+    time.microseconds = toSigned(fraction.toString().leftJustified(6, QLatin1Char('0')), 10, &hasFraction);
     if (ok)
         *ok = hasSeconds && hasFraction;
     return time;

@@ -8,9 +8,10 @@
 #include <QStringView>
 
 /**
- * Numbers as they stand in logs. Every function gives exactly what Qt's conversion of the same text gives, for any
- * text: plain digits are read in place, and whatever else comes (signs, prefixes, blanks, digits of other scripts,
- * more digits than 32 bits hold) is handed to Qt itself. A text that is no number gives 0 and sets @p ok to false.
+ * Numbers as they stand in logs. Every function gives exactly what Qt 5's conversion of the same text gives, for any
+ * text and with every version of Qt: plain digits are read in place, and whatever else comes (signs, prefixes, blanks,
+ * digits of other scripts, more digits than 32 bits hold) is handed to Qt itself. A text that is no number gives 0 and
+ * sets @p ok to false.
  *
  * Base 0 goes by the prefix: "0x" hexadecimal, a leading "0" octal, anything else decimal.
  */

@@ -200,7 +200,7 @@ QStringList firstLines(QIODevice &device)
     const QString text = stream.read(beginningLength);
     QStringList lines;
     for (int start = 0; start < text.size();) {
-        const int end = text.indexOf(QLatin1Char('\n'), start);
+        const int end = int(text.indexOf(QLatin1Char('\n'), start));
         if (end < 0) {
             if (stream.atEnd())
                 lines.append(text.mid(start));

@@ -127,7 +127,7 @@ Statistics::Entry *Statistics::entryFor(const CAN::CanRxMessage &message)
         return &entries[*known];
     if (entries.size() == maximumIdentifiers)
         return nullptr;
-    positions.insert(key, entries.size());
+    positions.insert(key, int(entries.size()));
     Entry entry;
     entry.statistics.channel = message.channel;
     entry.statistics.id = message.id;

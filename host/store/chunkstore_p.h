@@ -78,6 +78,7 @@ private:
     bool noteRemoval(int number);
     void readRemovals();
     void removeNotesOfRemovals();
+    bool ownsFolder(const ImportRecord &record) const;
     QString whyFolderStays(const ImportRecord &record) const;
     bool removeFolder(const ImportRecord &record);
     bool writeFile(const QString &name, const std::function<QString(QIODevice &)> &write);

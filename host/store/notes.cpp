@@ -28,6 +28,6 @@ QMap<int, QString> notesByPosition(const QList<CAN::CanRxMessage> &messages, QMa
     }
     const QString rest = joinedNotes(notes);
     if (!rest.isEmpty())
-        joinNote(result[messages.size() - 1], rest);
+        joinNote(result[int(messages.size()) - 1], rest);
     return result;
 }

@@ -365,12 +365,27 @@ void ChunkStore::Private::removeNotesOfRemovals()
         QFile::remove(filePath(name));
 }
 
+/// Whether the folder of @p record is not that of a later import, which found the name free again.
+bool ChunkStore::Private::ownsFolder(const ImportRecord &record) const
+{
+    if (record.folder.isEmpty())
+        return false;
+    for (int i = journal.imports.size(); i > 0; --i) {
+        const ImportRecord &other = journal.imports.at(i - 1).record;
+        if (&other == &record)
+            return true;
+        if (other.folder == record.folder && other.keeping == Keeping::Kept)
+            return false;
+    }
+    return true;
+}
+
 /// Why the folder that the archive of @p record was unpacked into cannot be removed: it holds more than that. Empty
 /// when there is none, or nothing speaks against it.
 QString ChunkStore::Private::whyFolderStays(const ImportRecord &record) const
 {
     const QFileInfo info(filePath(record.folder));
-    if (record.folder.isEmpty() || !(info.exists() || info.isSymLink()))
+    if (!ownsFolder(record) || !(info.exists() || info.isSymLink()))
         return {};
     if (info.isSymLink() || !info.isDir())
         return QStringLiteral("%1 is no folder any more; remove it by hand").arg(info.filePath());
@@ -387,7 +402,7 @@ QString ChunkStore::Private::whyFolderStays(const ImportRecord &record) const
 /// Removes that folder. False when it, or something in it, is still there.
 bool ChunkStore::Private::removeFolder(const ImportRecord &record)
 {
-    if (record.folder.isEmpty() || !whyFolderStays(record).isEmpty())
+    if (!ownsFolder(record) || !whyFolderStays(record).isEmpty())
         return true;
     QDir unpacked(filePath(record.folder));
     const QStringList names = unpacked.entryList(QDir::Files | QDir::Hidden);

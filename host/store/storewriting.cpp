@@ -116,7 +116,9 @@ void ChunkStore::Private::begin(Phase newPhase)
     const QString fault = isTraced ? trace->begin(journal.imports.size()) : QString();
     if (!fault.isEmpty())
         fail(QStringLiteral("%1 cannot be written: %2").arg(filePath(ImportTrace::fileName()), fault));
-    writeJournal();
+    const bool isNoted = fault.isEmpty() && writeJournal();
+    if (isTraced && !isNoted)
+        trace->remove(); // nothing of this import will be written
 }
 
 /// Sees to it that there is an import which the messages at hand belong to; false when they cannot be kept.
