@@ -142,3 +142,6 @@ bool CANLogHandler::importLog(const QString &path, QIODevice *device, ImportFile
         Q_EMIT showLoadingDialog(false);
     return ok && self;
 }
+
+// Of its own file, so that who links the readers statically does not get all the rest with them.
+#include "moc_canloghandler.cpp"

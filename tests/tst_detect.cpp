@@ -108,6 +108,8 @@ QVector<SampleOf> samples()
     add("drive.log", Type::Candump);
     add("ixxat.csv", Type::IxxatLog);
     add("make-drive-log", {}); // the script that makes drive.log
+    add("explore.py", {});     // a script that looks at it
+    add("vehicle.dbc", {});    // what is in its frames
     add("washer-trc11.trc", Type::PcanTrace);
     add("washer-trc21.trc", Type::PcanTrace);
     return all;

@@ -7,13 +7,20 @@
 
 from __future__ import annotations
 
+from typing import TYPE_CHECKING
+
 from ._batch import COLUMNS, Batch
 from ._choice import Channels, Choice, Ids, Moment
 from ._core import version as __version__
 from ._errors import Error, FaultyLineError, FormatError, LossWarning
 from ._log import Format, Info, Log, LogFile, Zone, formats
+from ._parquet import write_parquet
 from ._read import LogFiles, read
 from ._report import Fault, Report
+from ._signals import Signals, SignalTable, signals
+
+if TYPE_CHECKING:
+    from . import can as can
 
 __all__ = [
     "COLUMNS",
@@ -27,10 +34,14 @@ __all__ = [
     "Log",
     "LossWarning",
     "Report",
+    "SignalTable",
+    "Signals",
     "__version__",
     "formats",
     "open",
     "read",
+    "signals",
+    "write_parquet",
 ]
 
 
@@ -58,3 +69,12 @@ def open(
     """
     choice = Choice(ids, channel, start, end, direction)
     return Log(file, type=type, columns=columns, zone=zone, strict=strict, choice=choice)
+
+
+def __getattr__(name: str) -> object:
+    # canlog.can needs python-can, which not everybody has.
+    if name == "can":
+        import importlib
+
+        return importlib.import_module(".can", __name__)
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

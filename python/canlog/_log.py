@@ -219,6 +219,12 @@ class Log:
         """All frames as a polars.DataFrame."""
         return need("polars", "polars").from_arrow(self.to_arrow())
 
+    def to_numpy(self) -> dict[str, Any]:
+        """All frames as arrays by column, masked where values are null."""
+        from ._read import to_numpy
+
+        return to_numpy(self.to_arrow())
+
     # Its end
 
     def close(self) -> None:
@@ -293,6 +299,9 @@ class Log:
         elif info.time_zero != "log-start":
             return None
         return (start - EPOCH) // datetime.timedelta(microseconds=1)
+
+    def _time_offset(self) -> int | None:
+        return self._offset(self._info_of(self._reader))
 
     def _metadata(self, reader: Any) -> list[tuple[str, str]]:
         info = self._info_of(reader)

@@ -72,8 +72,9 @@ def read(
     files      a path, a pattern as "*.trc", a binary file object, or several of these
     ids        identifiers: 0x0C9, "0C9", ranges "100-1FF", masks "100:700", "error"; up to three digits are a standard
                one, more an extended one
-    channel    a number, or several
-    start, end the first and the last moment: seconds as the log counts them, or a datetime with a zone
+    channel    a number or a name as "can0", or several
+    start, end the first and the last moment: seconds as the log counts them, "+2.5" from its first frame, or a datetime
+               with a zone
     direction  "rx" or "tx"
     to         "arrow" (pyarrow.Table), "pandas", "polars", or "numpy": a dict of arrays
     type, columns, zone, strict

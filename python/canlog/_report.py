@@ -74,6 +74,8 @@ def warn_of_losses(source: str, format_name: str, told: dict[str, Any]) -> None:
         text = f"no frame in it when read as {format_name}" + (f": {text}" if text else "; try another type=")
     if text:
         warnings.warn(f"{source}: {text}", LossWarning, stacklevel=3)
+    if told["unknown_channels"]:
+        warnings.warn(f"{source}: it has no channel named {told['unknown_channels']}", LossWarning, stacklevel=3)
     if told["cut_notes"]:
         cut = counted(told["cut_notes"], "note")
         warnings.warn(f"{source}: {cut} cut, since what the log says there would fill the memory", LossWarning,

@@ -73,10 +73,10 @@ struct ColumnKind {
 };
 
 constexpr ColumnKind columnKinds[] = {
-    {"time_us", "l", false},    {"time", "tsu:UTC", true},   {"channel", "i", true},   {"id", "i", true},
-    {"is_extended", "b", false}, {"is_remote", "b", false},   {"is_error", "b", false}, {"is_fd", "b", false},
-    {"is_tx", "b", true},        {"is_brs", "b", true},       {"is_esi", "b", true},    {"dlc", "c", true},
-    {"length", "s", false},      {"data", "z", false},        {"index", "l", false},    {"line", "l", true},
+    {"time_us", "l", false},     {"time", "tsu:UTC", true}, {"channel", "i", true},   {"id", "i", true},
+    {"is_extended", "b", false}, {"is_remote", "b", false}, {"is_error", "b", false}, {"is_fd", "b", false},
+    {"is_tx", "b", true},        {"is_brs", "b", true},     {"is_esi", "b", true},    {"dlc", "c", true},
+    {"length", "s", false},      {"data", "z", false},      {"index", "l", false},    {"line", "l", true},
     {"note", "u", true},         {"source", "i", false},
 };
 constexpr std::size_t columnCount = std::size(columnKinds);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "python/src/arrowtable.h"
 #include "python/src/columns.h"
+#include "python/src/frames.h"
+#include "python/src/messages.h"
 #include "python/src/reader.h"
 
 #include <nanobind/nanobind.h>
@@ -22,8 +24,7 @@ namespace
 template <typename Value>
 nb::object view(const Value *values, std::size_t size, nb::handle owner)
 {
-    return nb::cast(nb::ndarray<nb::numpy, const Value, nb::ndim<1>>(values, {size}, owner),
-                    nb::rv_policy::reference);
+    return nb::cast(nb::ndarray<nb::numpy, const Value, nb::ndim<1>>(values, {size}, owner), nb::rv_policy::reference);
 }
 
 /// The values of a column as they stand in memory, which the array keeps alive. None: it is not of fixed width.
@@ -177,17 +178,31 @@ NB_MODULE(_core, module)
     module.attr("version") = CANLOG_VERSION;
     module.def("formats", &formatList);
     module.def("column_names", &columnNames);
-    module.def("schema", [](const nb::list &metadata) { return schemaCapsule(metadataOf(metadata)); }, "metadata"_a);
+    module.def("choice_problem", &choiceProblem, "ids"_a, "channels"_a, "start"_a, "end"_a, "direction"_a);
+    module.def(
+        "schema", [](const nb::list &metadata) { return schemaCapsule(metadataOf(metadata)); }, "metadata"_a);
 
     nb::class_<Columns>(module, "Columns", "A batch of rows.")
         .def("__len__", &Columns::rows)
         .def_prop_ro("has_time", [](const Columns &columns) { return columns.hasTime; })
         .def("array", &arrayCapsule, "source"_a)
+        .def("frames_by_id", &framesById, "keys"_a, "width"_a)
         .def("padded", &padded, "width"_a);
     module.def(
-        "table_stream",
-        [](const nb::list &columns) { return streamCapsule(makeTableStream(plainColumnsOf(columns))); }, "columns"_a,
+        "table_stream", [](const nb::list &columns) { return streamCapsule(makeTableStream(plainColumnsOf(columns))); },
+        "columns"_a,
         "A stream of one batch, of lists with a name and 'l' (integers), 'g' (numbers) or 'u' (texts) each.");
+    module.def(
+        "messages",
+        [](const Columns &columns, const nb::object &messageClass, const nb::dict &channels, int channelShift,
+           const nb::object &noChannel, bool hasChannel, double start, bool inMilliseconds, bool errorsAreBare,
+           bool leavesErrorsOut) {
+            return messagesOf(columns, {messageClass, channels, channelShift, noChannel, hasChannel, start,
+                                        inMilliseconds, errorsAreBare, leavesErrorsOut});
+        },
+        "columns"_a, "message_class"_a, "channels"_a, "channel_shift"_a = 0, "no_channel"_a = nb::none(),
+        "has_channel"_a = true, "start"_a = 0.0, "in_milliseconds"_a = false, "errors_are_bare"_a = false,
+        "leaves_errors_out"_a = false);
     // They keep the Python object alive, and so get it.
     module.def("values", &values, "columns"_a, "name"_a);
     module.def("presence", &presence, "columns"_a, "name"_a);
@@ -205,8 +220,7 @@ NB_MODULE(_core, module)
         .def("set_time_offset", &Reader::setTimeOffset, "offset"_a.none())
         .def("set_end_reached", &Reader::setEndReached, "callback"_a)
         .def("set_strict", &Reader::setStrict)
-        .def("select", &Reader::select, "ids"_a.none(), "errors"_a, "channels"_a.none(), "start"_a.none(),
-             "end"_a.none(), "is_tx"_a.none())
+        .def("select", &Reader::select, "ids"_a, "channels"_a, "start"_a, "end"_a, "direction"_a)
         .def("select_none", &Reader::selectNone)
         .def("close", &Reader::close)
         .def("next", &Reader::next, "size"_a)

@@ -62,6 +62,8 @@ public:
     QString problem();
     ImportReport report();
     LogInfo info();
+    /// For the selection, which is asked while next() runs.
+    LogInfo infoWhileReading() const { return reader ? reader->info() : finalInfo; }
 
     /// What is known of the frames read so far, whether they became rows or not.
     struct Sums {

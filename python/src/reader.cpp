@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "python/src/reader.h"
 
-#include "python/src/choice.h"
 #include "python/src/pythondevice.h"
+
+#include "host/selection/messagefilter.h"
 
 #include <cerrno>
 #include <csignal>
@@ -23,6 +24,7 @@ struct Reader::State {
     std::unique_ptr<Pull> pull;
     std::shared_ptr<Columns> kept; ///< read ahead
     std::unique_ptr<nb::python_error> exception;
+    std::shared_ptr<const MessageFilter> filter;
     PyObject *endReached = nullptr;
     std::string name;
     bool isStrict = false;
@@ -131,8 +133,10 @@ void Reader::State::tellEnd()
     const nb::gil_scoped_acquire lock;
     if (!endReached)
         return;
+    nb::dict told = dictOf(report, true);
+    told["unknown_channels"] = pythonText(filter ? filter->unknownNames().join(QLatin1String(", ")) : QString());
     try {
-        nb::handle(endReached).operator()(dictOf(report, true));
+        nb::handle(endReached).operator()(told);
     } catch (nb::python_error &error) {
         exception = std::make_unique<nb::python_error>(std::move(error));
     }
@@ -342,9 +346,7 @@ nb::dict Reader::sums() const
         const nb::gil_scoped_release noLock;
         sums = state->pull->sums();
     }
-    const auto orNone = [](const std::optional<std::int64_t> &value) {
-        return value ? nb::cast(*value) : nb::none();
-    };
+    const auto orNone = [](const std::optional<std::int64_t> &value) { return value ? nb::cast(*value) : nb::none(); };
     nb::dict result;
     result["frames"] = sums.frames;
     result["bytes"] = sums.bytes;
@@ -374,30 +376,43 @@ void Reader::setStrict()
     state->isStrict = true;
 }
 
-void Reader::select(const nb::object &ids, bool wantsErrorFrames, const nb::object &channels, const nb::object &from,
-                    const nb::object &to, const nb::object &isTx)
+/// Sets what is not empty. Returns what is wanted instead of the first text that makes no sense.
+static QString setFilter(MessageFilter &filter, const std::string &ids, const std::string &channels,
+                         const std::string &from, const std::string &to, const std::string &direction)
 {
-    FrameChoice choice;
-    choice.wantsErrorFrames = wantsErrorFrames;
-    if (!ids.is_none()) {
-        choice.ids.emplace();
-        for (const nb::handle entry : ids)
-            choice.ids->push_back({nb::cast<std::uint32_t>(entry[0]), nb::cast<std::uint32_t>(entry[1]),
-                                   nb::cast<std::uint32_t>(entry[2]), nb::cast<bool>(entry[3])});
+    using Setter = QString (MessageFilter::*)(const QString &);
+    const std::pair<const std::string *, Setter> settings[] = {
+        {&ids, &MessageFilter::addIds}, {&channels, &MessageFilter::addChannels},   {&from, &MessageFilter::setFrom},
+        {&to, &MessageFilter::setTo},   {&direction, &MessageFilter::setDirection},
+    };
+    for (const auto &[text, set] : settings) {
+        const QString problem = text->empty() ? QString() : (filter.*set)(QString::fromStdString(*text));
+        if (!problem.isEmpty())
+            return QStringLiteral("%1 makes no sense: %2").arg(QString::fromStdString(*text), problem);
     }
-    if (!channels.is_none()) {
-        choice.channels.emplace();
-        for (const nb::handle channel : channels)
-            choice.channels->insert(nb::cast<std::uint16_t>(channel));
-    }
-    if (!from.is_none())
-        choice.from = nb::cast<std::int64_t>(from);
-    if (!to.is_none())
-        choice.to = nb::cast<std::int64_t>(to);
-    if (!isTx.is_none())
-        choice.isTx = nb::cast<bool>(isTx);
+    return filter.isEmptySpan() ? QStringLiteral("the start is after the end") : QString();
+}
+
+std::string choiceProblem(const std::string &ids, const std::string &channels, const std::string &from,
+                          const std::string &to, const std::string &direction)
+{
+    MessageFilter filter;
+    return setFilter(filter, ids, channels, from, to, direction).toStdString();
+}
+
+std::string Reader::select(const std::string &ids, const std::string &channels, const std::string &from,
+                           const std::string &to, const std::string &direction)
+{
+    const auto filter = std::make_shared<MessageFilter>();
+    const QString problem = setFilter(*filter, ids, channels, from, to, direction);
+    if (!problem.isEmpty())
+        return problem.toStdString();
+    Pull *const pull = state->pull.get(); // which the selection is a part of
+    filter->beginLog([pull] { return pull->infoWhileReading(); });
+    state->filter = filter;
     const nb::gil_scoped_release noLock;
-    state->pull->select([choice](const CAN::CanRxMessage &message) { return choice.passes(message); });
+    pull->select([filter](const CAN::CanRxMessage &message) { return filter->passes(message, false); });
+    return {};
 }
 
 void Reader::selectNone()

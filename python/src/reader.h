@@ -16,8 +16,8 @@
 class Reader
 {
 public:
-    /// @p file is a descriptor, which becomes the reader's, or an object with a read(). A negative @p type is found from
-    /// the content; without @p columns those of a format that has some are the usual ones.
+    /// @p file is a descriptor, which becomes the reader's, or an object with a read(). A negative @p type is found
+    /// from the content; without @p columns those of a format that has some are the usual ones.
     Reader(const nanobind::object &file, const nanobind::bytes &name, int type, const nanobind::object &columns);
     ~Reader();
 
@@ -32,9 +32,10 @@ public:
     void setEndReached(const nanobind::object &callback);
     /// Faulty lines become an exception.
     void setStrict();
-    /// Only frames that pass become rows. @p ids: tuples of the fields of FrameChoice::Ids, or None for all.
-    void select(const nanobind::object &ids, bool wantsErrorFrames, const nanobind::object &channels,
-                const nanobind::object &from, const nanobind::object &to, const nanobind::object &isTx);
+    /// Only frames that pass become rows; empty texts choose nothing. Returns what is wanted where a text makes no
+    /// sense, else an empty text.
+    std::string select(const std::string &ids, const std::string &channels, const std::string &from,
+                       const std::string &to, const std::string &direction);
     /// No frame becomes a row: for those who want the report alone.
     void selectNone();
     void close();
@@ -51,6 +52,9 @@ private:
     std::shared_ptr<State> state;
 };
 
+/// What Reader::select() would find wrong.
+std::string choiceProblem(const std::string &ids, const std::string &channels, const std::string &from,
+                          const std::string &to, const std::string &direction);
 /// All formats that can be read, as Reader::format() gives one.
 nanobind::list formatList();
 /// What Python calls a stream of Arrow's.
