@@ -110,5 +110,5 @@ target_include_directories(CANLogHandler PUBLIC
 target_compile_definitions(CANLogHandler PUBLIC $<$<NOT:$<BOOL:${BUILD_SHARED_LIBS}>>:CANLOGHANDLER_STATIC_DEFINE>)
 target_link_libraries(CANLogHandler
   PUBLIC Qt${CANLOGHANDLER_QT}::Core
-  PRIVATE Qt${CANLOGHANDLER_QT}::Concurrent QuaZip::QuaZip ZLIB::ZLIB
+  PRIVATE Qt${CANLOGHANDLER_QT}::Concurrent QuaZip::QuaZip ZLIB::ZLIB Threads::Threads
 )
