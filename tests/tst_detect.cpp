@@ -53,7 +53,6 @@ struct SampleFolder {
 const QVector<SampleFolder> &sampleFolders()
 {
     static const QVector<SampleFolder> folders{
-        {"blf", Type::Blf},
         {"busmasterlog", Type::BusmasterLog},
         {"candump", Type::Candump},
         {"coctt", Type::CoCTTLog},
@@ -136,6 +135,7 @@ class TestDetect : public QObject
 
 private Q_SLOTS:
     void everySampleIsListed();
+    void binaryLogs();
     void samples_data() { addSampleRows(); }
     void samples();
     void samplesWithoutAFlawAreCertain_data() { addSampleRows(); }
@@ -178,6 +178,7 @@ void TestDetect::everySampleIsListed()
     QStringList folders = data.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     folders.removeAll(QStringLiteral("chunk")); // no text: chunkFiles()
     folders.removeAll(QStringLiteral("archive"));
+    folders.removeAll(QStringLiteral("blf")); // binaryLogs()
     QVERIFY(!folders.isEmpty());
     for (QString &folder : folders)
         folder = data.filePath(folder);
@@ -185,6 +186,18 @@ void TestDetect::everySampleIsListed()
     for (const QString &folder : folders) {
         for (const QFileInfo &file : QDir(folder).entryInfoList(QDir::Files))
             QVERIFY2(listed.contains(file.canonicalFilePath()), qUtf8Printable(file.filePath()));
+    }
+}
+
+/// Whose first bytes leave no doubt, whatever follows.
+void TestDetect::binaryLogs()
+{
+    const QFileInfoList files = QDir(QStringLiteral(CANLOG_TEST_DATA "/blf")).entryInfoList(QDir::Files);
+    QVERIFY(!files.isEmpty());
+    for (const QFileInfo &file : files) {
+        const Detection detection = detectFormat(file.filePath());
+        QCOMPARE(detection.type, Types(Type::Blf));
+        QVERIFY(detection.isCertain);
     }
 }
 
