@@ -160,7 +160,7 @@ def test_payloads_as_one_array(log, write):
         batch["ids"]
 
 
-@pytest.mark.filterwarnings("ignore::canlog.LossWarning")  # its last line is a comment
+@pytest.mark.filterwarnings("ignore::canlog.LossWarning")  # one line is faulty on purpose
 def test_columns_of_a_format_that_has_some(examples):
     table = canlog.read(examples / "columns.txt", type="generic", columns="t n i ? ? l d")
     assert table["id"].to_pylist()[:2] == [0x80, 0x181]
