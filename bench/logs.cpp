@@ -2,8 +2,12 @@
 #include "bench/logs.h"
 
 #include "canloghandler/canloghandler.h"
+#include "host/convert/blfwriter.h"
 
 #include <QFile>
+
+#include <algorithm>
+#include <iterator>
 
 namespace
 {
@@ -218,8 +222,28 @@ const QVector<BenchFormat> &benchFormats()
         {"CoCTT", ".txt", cocttLine, CoCTTLog, {}, ' ', true},
         {"Ixxat", ".csv", ixxatLine, IxxatLog, "No,Bus,Time,Type,ID (hex),DLC,Data (hex)\n", ',', true},
         {"generic", ".txt", genericLine, GenericFile, {}, ' ', true},
+        {"BLF", ".blf", nullptr, Blf},
     };
     return formats;
+}
+
+/// The frames of the other logs as records, into a binary log.
+static bool writeBinaryLog(QIODevice &device, int frames)
+{
+    BlfWriter writer(device);
+    bool ok = writer.begin();
+    for (int i = 0; ok && i < frames; ++i) {
+        const BenchFrame frame(i);
+        CAN::CanRxMessage message;
+        message.timeStamp =
+            CanTimeStamp(qint32(epoch + frame.microseconds / 1000000), qint32(frame.microseconds % 1000000));
+        message.id = frame.id;
+        message.channel = 1;
+        message.dlc = sizeof frame.data;
+        std::copy(std::begin(frame.data), std::end(frame.data), std::begin(message.data));
+        ok = writer.write(message, QString());
+    }
+    return ok && writer.finish();
 }
 
 bool writeLog(const BenchFormat &format, const QString &path, int frames)
@@ -227,6 +251,8 @@ bool writeLog(const BenchFormat &format, const QString &path, int frames)
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
+    if (!format.line)
+        return writeBinaryLog(file, frames) && file.flush();
     file.write(format.header);
     for (int i = 0; i < frames; ++i)
         file.write(format.line(i));

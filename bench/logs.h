@@ -11,7 +11,8 @@
 struct BenchFormat {
     const char *name;
     const char *suffix;            ///< of the file's name, by which some programs know the format
-    QByteArray (*line)(int frame); ///< the frame of that number as one line, with its end
+    QByteArray (*line)(int frame); ///< the frame of that number as one line, with its end; null: no text, the host's
+                                   ///< writer of the format writes it
     DatachunkHelper::ImportFileType type;
     QByteArray header = {};      ///< lines before the first frame
     char separator = ' ';        ///< of the columns; the bytes in the last one have blanks between them

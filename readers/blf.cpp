@@ -872,7 +872,7 @@ void BlfReader::readComment()
 /// Whether the object has the @p least bytes before its text, and the text was kept.
 bool BlfReader::isTextThere(qint64 least)
 {
-    if (sizeOf(object) > objectSize) {
+    if (sizeOf(object) > maxKeptSize) { // however much of it is there
         doubt(tr("the text of %1 bytes is too long to be kept").arg(sizeOf(object)));
         return false;
     }

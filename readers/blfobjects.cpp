@@ -86,6 +86,17 @@ bool areZeros(const char *begin, const char *end)
     return std::all_of(begin, end, [](char c) { return c == 0; });
 }
 
+/// Whether nothing but padding and the beginning of a signature is left.
+bool endsInSignature(const char *begin, const char *end)
+{
+    for (qint64 gap = 0; gap <= longestPadding && gap < end - begin; ++gap) {
+        const qint64 size = end - begin - gap;
+        if (size < 4 && std::memcmp(begin + gap, "LOBJ", std::size_t(size)) == 0)
+            return true;
+    }
+    return false;
+}
+
 /// No object stands at @p begin.
 Found strayBytes(const char *begin, const char *end, bool isLast)
 {
@@ -94,7 +105,9 @@ Found strayBytes(const char *begin, const char *end, bool isLast)
         return found;
     if (isLast) {
         found.next = end;
-        if (end - begin <= longestPadding || areZeros(begin, end))
+        if (endsInSignature(begin, end))
+            found = {Found::What::CutShort, end, end, baseHeaderSize};
+        else if (end - begin <= longestPadding || areZeros(begin, end))
             found.what = Found::What::End;
         return found;
     }
@@ -107,18 +120,21 @@ Found strayBytes(const char *begin, const char *end, bool isLast)
     return found;
 }
 
-/// Whether an object may be looked for within @p object. A container that is not compressed is full of them.
-bool isSearched(const char *object, const char *end)
+/// The end of a container that is not compressed, by what it says to hold; null when no object stands there.
+const char *endOfStored(const char *object, const char *end)
 {
-    constexpr quint16 stored = 0;
-    const qint64 method = u16At(object, 4);
-    return typeOf(object) != Container || end - object < method + 2 || u16At(object, method) != stored;
+    const qint64 size = containerHeaderSize + u32At(object, 24);
+    return size <= end - object ? skipPadding(object + size, end) : nullptr;
 }
 
-/// The first object within the one at @p object, null when there is none, or none is to be looked for.
+/// The first object within the one at @p object from @p begin on, null when there is none. A container that is not
+/// compressed is full of those that belong to it.
 const char *searchWithin(const char *object, const char *begin, const char *end)
 {
-    return isSearched(object, end) ? searchObject(begin, end) : nullptr;
+    constexpr quint16 stored = 0;
+    const bool isStored = typeOf(object) == Container && end - object >= containerHeaderSize
+                          && u16At(object, 4) == baseHeaderSize && u16At(object, baseHeaderSize) == stored;
+    return isStored ? endOfStored(object, end) : searchObject(begin, end);
 }
 
 /// No object can have the size that the one at @p object says.

@@ -173,7 +173,8 @@ bool Pieces::fill(qint64 wanted)
             count = device.read(window.data() + end, blockSize);
         if (count <= 0) {
             isAtEnd = true;
-            if (count < 0 && !device.atEnd()) // at the end of a pipe there is nothing wrong
+            // A sequential device may say by an error that nothing will come any more: it has no text for that.
+            if (count < 0 && device.errorString() != QIODevice::tr("Unknown error"))
                 error = device.errorString();
             return false;
         }
@@ -192,14 +193,15 @@ void Pieces::consume(const char *upTo)
     begin = std::size_t(upTo - window.data());
 }
 
-/// Drops @p size bytes, which may be more than are in the window.
-void Pieces::skip(qint64 size)
+/// Drops @p size bytes, which may be more than are in the window. Returns how many there were too few.
+qint64 Pieces::skip(qint64 size)
 {
     while (size > 0 && (end > begin || fill(1))) {
         const auto part = std::min<qint64>(size, qint64(end - begin));
         begin += std::size_t(part);
         size -= part;
     }
+    return size;
 }
 
 FileHeader Pieces::readHeader()
@@ -286,7 +288,9 @@ void Pieces::takeFound(const Found &found)
     }
     if (found.what == Found::What::TooLong) {
         consume(found.object);
-        skip(sizeOf(found.object));
+        const qint64 missing = skip(sizeOf(found.object));
+        if (missing > 0 && !stopped)
+            append(Piece::Kind::Damage, Fault::CutShort, window.data() + end).count = missing;
     } else {
         consume(found.next);
     }
@@ -295,28 +299,27 @@ void Pieces::takeFound(const Found &found)
 void Pieces::takeContainer(const Found &found)
 {
     const char *const object = found.object;
-    const qint64 headerSize = std::max<qint64>(u16At(object, 4), baseHeaderSize);
+    // No other size was ever seen, and so it is damaged.
+    const bool isUsual = u16At(object, 4) == baseHeaderSize;
     const bool isCut = found.what == Found::What::CutShort;
-    const Fault fault = isCut                                   ? Fault::CutShort
-                        : found.what == Found::What::WrongSize  ? Fault::WrongSize
-                        : headerSize + 16 > found.next - object ? Fault::Damaged
-                                                                : Fault::None;
-    Piece &piece = append(Piece::Kind::Content, fault, object);
+    const bool isWrong = found.what == Found::What::WrongSize || !isUsual;
+    Piece &piece = append(Piece::Kind::Content,
+                          isCut     ? Fault::CutShort
+                          : isWrong ? Fault::WrongSize
+                                    : Fault::None,
+                          object);
     piece.count = found.missing;
-    if (headerSize + 16 > found.next - object) {
-        piece.isBroken = true;
-        return;
-    }
-    piece.method = u16At(object, headerSize);
-    piece.statedSize = u32At(object, headerSize + 8);
+    piece.method = u16At(object, baseHeaderSize);
+    piece.statedSize = u32At(object, baseHeaderSize + 8);
     if (piece.method != Stored && piece.method != Zlib) {
         breakAt(piece, Fault::UnknownMethod);
         piece.count = piece.method;
         return;
     }
     // Kept longer, it would take too much memory; what is too long inflates to too much, too.
-    const qint64 size = std::min(found.next - object - headerSize - 16, maxContentSize + mib);
-    piece.input.insert(piece.input.end(), object + headerSize + 16, object + headerSize + 16 + size);
+    const qint64 size = std::min(found.next - object - containerHeaderSize, maxContentSize + mib);
+    const char *const data = object + containerHeaderSize;
+    piece.input.insert(piece.input.end(), data, data + size);
     piece.memory = size + std::min(contentLimit(piece.statedSize), highestContent(size));
     {
         const std::lock_guard<std::mutex> lock(mutex);
@@ -394,12 +397,9 @@ Piece *Pieces::next()
 /// Waits for the first piece, and inflates what nobody has begun with meanwhile.
 void Pieces::prepareFront()
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    if (threads.empty() && queue.size() > 1) {
-        lock.unlock();
+    if (threads.empty() && isWorthThreads())
         startThreads();
-        lock.lock();
-    }
+    std::unique_lock<std::mutex> lock(mutex);
     while (queue.front()->state != Piece::State::Done) {
         Piece *const piece = findWaiting();
         if (!piece) {
@@ -414,6 +414,16 @@ void Pieces::prepareFront()
     }
 }
 
+/// Whether the pieces ahead are so much work that other threads are begun sooner than it is done.
+bool Pieces::isWorthThreads() const
+{
+    constexpr qint64 leastContent = 128 * 1024;
+    qint64 content = 0;
+    for (const auto &piece : queue)
+        content += piece->statedSize;
+    return queue.size() > 1 && content > leastContent;
+}
+
 /// The first piece that nobody inflates yet, null when there is none. Under the lock.
 Piece *Pieces::findWaiting()
 {
@@ -422,11 +432,11 @@ Piece *Pieces::findWaiting()
     return found == queue.end() ? nullptr : found->get();
 }
 
-/// One for each processor but the one that looks at the pieces. Where there can be none it does all the work.
+/// One for each processor: looking at a piece is far less work than to inflate it. Where there can be none, the thread
+/// that looks at the pieces does all.
 void Pieces::startThreads()
 {
-    const int processors = int(std::thread::hardware_concurrency());
-    const int wanted = std::clamp(processors - 1, 1, piecesAhead);
+    const int wanted = std::clamp(int(std::thread::hardware_concurrency()), 1, piecesAhead);
     try {
         while (int(threads.size()) < wanted)
             threads.emplace_back([this] { work(); });

@@ -114,12 +114,13 @@ private:
     void takeStray(const Found &found);
     void endStray(bool isEnd);
     void consume(const char *upTo);
-    void skip(qint64 size);
+    qint64 skip(qint64 size);
     Piece &append(Piece::Kind kind, Fault fault, const char *object);
 
     // Inflating them
     void prepareFront();
     Piece *findWaiting();
+    bool isWorthThreads() const;
     void startThreads();
     void work();
 

@@ -58,7 +58,7 @@ protected:
     {
         frameLine = line;
         // Nearly all lines are of the log-file form.
-        if (line.empty() || line.front() != '(') {
+        if (line.empty() || line.front() != '(' || line.find('\x1B') != std::string_view::npos) {
             frameLine = plainText(line);
             if (!isMeantAsFrame(frameLine))
                 return lookAtText(frameLine);
@@ -80,9 +80,10 @@ protected:
         told.channel = true;
         const std::string_view frame = fields[bus + 1];
         const auto mark = frame.find('#');
-        if (mark != std::string_view::npos)
-            return readLogForm(frame, mark, bus, message);
-        return readScreenForm(bus, message);
+        if (!(mark != std::string_view::npos ? readLogForm(frame, mark, bus, message) : readScreenForm(bus, message)))
+            return false;
+        message.channel = names.channel(fields[bus], logInfo);
+        return true;
     }
 
 private:
@@ -207,9 +208,11 @@ private:
             || !number(date, 9, 2, day) || !number(time, 0, 2, hour) || !number(time, 3, 2, minute)
             || !ByteNumbers::readSeconds(time.substr(6, time.size() - 7), second))
             return false;
+        constexpr qint64 longestMinute = qint64(61) * 1000000000; // with a leap second
         const QDate calendarDay{int(year), int(month), int(day)};
         constexpr qint64 nanosecondsOfSecond = 1000000000;
-        if (!calendarDay.isValid() || hour > 23 || minute > 59 || year < 1970 || year > 2037)
+        if (!calendarDay.isValid() || hour > 23 || minute > 59 || year < 1970 || year > 2037 || second < 0
+            || second >= longestMinute || time[8] == ')')
             return false;
         if (calendarDay != latestDay || hour != latestHour) {
             latestDay = calendarDay;
@@ -228,7 +231,8 @@ private:
         qint64 time = 0;
         if (field.front() != '(')
             return;
-        if (field.size() < 3 || !ByteNumbers::readSeconds(field.substr(1, field.size() - 2), time)) {
+        if (field.size() < 3 || field.back() != ')'
+            || !ByteNumbers::readSeconds(field.substr(1, field.size() - 2), time)) {
             logInfo.timeBase = LogInfo::TimeBase::UnixEpoch; // a date and a time
             return;
         }
@@ -321,10 +325,17 @@ private:
         bool isError = false;
         if (!readId(id, message, isError))
             return false;
-        message.channel = names.channel(fields[bus], logInfo);
         if (body.empty() || (body.front() != '#' && (body.front() | 0x20) != 'r'))
             return readData(body, 8, message) && readLengthCode(body, message) && (!isError || finishError(message));
+        if (isError)
+            return dropOddError(body);
         return body.front() == '#' ? readFd(body.substr(1), message) : readRemote(body.substr(1), message);
+    }
+
+    bool dropOddError(std::string_view where)
+    {
+        drop(tr("an error frame is neither a remote nor a CAN FD frame"), where);
+        return false;
     }
 
     bool readDirection(std::string_view field, int bus, CAN::CanRxMessage &message)
@@ -342,7 +353,7 @@ private:
     bool readData(std::string_view &body, int most, CAN::CanRxMessage &message)
     {
         int count = ByteNumbers::takeHexPairs(body, message.data, most);
-        while (count < most && body.size() > 2 && body.front() == '.') {
+        while (count > 0 && count < most && body.size() > 2 && body.front() == '.') {
             body.remove_prefix(1);
             const int more = ByteNumbers::takeHexPairs(body, message.data + count, most - count);
             count += more;
@@ -350,7 +361,7 @@ private:
                 break;
         }
         message.dlc = quint8(count);
-        if (body.empty() || (body.front() == '_' && count == 8))
+        if (body.empty() || (body.front() == '_' && count == 8 && !message.isFd))
             return true;
         if (count == most)
             drop(tr("there are more than %1 data bytes").arg(most), body);
@@ -433,11 +444,17 @@ private:
         }
         if (!readId(fields[id], message, isError))
             return false;
-        message.channel = names.channel(fields[bus], logInfo);
         if (length.size() == 4) // two digits: "[08]" is CAN FD, "[8]" is not
             setScreenFlags(hasFlags, id, message);
+        if (isError && message.isFd)
+            return dropOddError(length);
         return readScreenLength(length, message) && readScreenData(id + 2, message)
-               && (!isError || finishError(message));
+               && (!isError || finishScreenError(fields[id + 2], message));
+    }
+
+    bool finishScreenError(std::string_view data, CAN::CanRxMessage &message)
+    {
+        return message.isRemote ? dropOddError(data) : finishError(message);
     }
 
     void setScreenFlags(bool hasFlags, int id, CAN::CanRxMessage &message)
@@ -451,7 +468,7 @@ private:
     bool readScreenLength(std::string_view field, CAN::CanRxMessage &message)
     {
         const bool isCode = field.front() == '{' && field.back() == '}' && field.size() == 3;
-        const bool isLength = field.front() == '[' && field.back() == ']';
+        const bool isLength = field.front() == '[' && field.back() == ']' && field.size() <= 4;
         const std::string_view digits = field.size() > 2 ? field.substr(1, field.size() - 2) : std::string_view();
         quint32 length = 0;
         const quint32 most = message.isFd ? 64 : 8;
@@ -467,7 +484,9 @@ private:
     {
         if (fields[first] == "remote" && fields[first + 1] == "request") {
             message.isRemote = true;
-            return true;
+            if (message.isFd)
+                drop(tr("a CAN FD frame is no remote frame"), fields[first]);
+            return !message.isFd;
         }
         if (fields[first].find('`') != std::string_view::npos)
             return readReversed(fields[first], message);
@@ -498,12 +517,13 @@ private:
     bool readReversed(std::string_view field, CAN::CanRxMessage &message)
     {
         for (int i = message.dlc; i-- > 0;) {
-            if (!ByteNumbers::readHexByte(field.substr(0, 2), message.data[i])) {
-                drop(tr("the payload has fewer than %1 bytes, or one that is no hexadecimal number").arg(message.dlc),
-                     field);
+            const bool isByte = field.size() >= 2 && ByteNumbers::readHexByte(field.substr(0, 2), message.data[i]);
+            const bool isEnd = i == 0 ? field.size() == 2 : field.size() > 2 && field[2] == '`';
+            if (!isByte || !isEnd) {
+                drop(tr("the payload is not %1 bytes with a backtick between two").arg(message.dlc), field);
                 return false;
             }
-            field.remove_prefix(std::min<std::size_t>(3, field.size()));
+            field.remove_prefix(i == 0 ? 2 : 3);
         }
         return true;
     }
@@ -513,8 +533,6 @@ private:
     {
         told = {};
         told.channel = !oldBus.empty();
-        if (told.channel)
-            message.channel = names.channel(oldBus, logInfo);
         std::string_view id = fields[0];
         if (id.size() < 5 || id.substr(0, 3) != "<0x" || id.back() != '>') {
             drop(tr("the identifier is not like <0x123>"), id);
@@ -522,8 +540,12 @@ private:
         }
         id = id.substr(3, id.size() - 4);
         bool isError = false;
-        return readId(id, message, isError) && readOldLength(message) && readScreenData(2, message)
-               && (!isError || finishError(message));
+        if (!readId(id, message, isError) || !readOldLength(message) || !readScreenData(2, message)
+            || (isError && !finishScreenError(fields[2], message)))
+            return false;
+        if (told.channel)
+            message.channel = names.channel(oldBus, logInfo);
+        return true;
     }
 
     bool readOldLength(CAN::CanRxMessage &message)

@@ -37,10 +37,10 @@ protected:
         if ((line.front() | 0x20) == 't') {
             separator = line.find(';') == std::string_view::npos ? ',' : ';';
             setColumns(line);
-            return time >= 0 && id >= 0 && length >= 0 && data >= 0
-                       ? Kind::Other
-                       : drop(tr("the heading lacks Time Stamp, ID, LEN or D1"));
+            return isReadable() ? Kind::Other : dropUnreadable();
         }
+        if (!isReadable())
+            return dropUnreadable();
         row = line;
         return Kind::Frame;
     }
@@ -53,6 +53,10 @@ protected:
     }
 
 private:
+    bool isReadable() const { return time >= 0 && id >= 0 && length >= 0 && data >= 0; }
+    /// The heading, and each row under it.
+    Kind dropUnreadable() { return drop(tr("the heading lacks Time Stamp, ID, LEN or D1")); }
+
     void setColumns(std::string_view heading)
     {
         fields.split(heading, separator);
@@ -116,6 +120,7 @@ private:
             drop(tr("the identifier is no hexadecimal number of 29 bits"), text);
             return false;
         }
+        message.isExtended = message.id > CAN::maxStandardId;
         return extended < 0 || readExtended(field(extended), message);
     }
 
@@ -125,7 +130,7 @@ private:
         std::string mark(text.substr(0, 6));
         std::transform(mark.begin(), mark.end(), mark.begin(), [](char c) { return char(c | 0x20); });
         const bool isMarked = mark == "true" || text == "1";
-        message.isExtended = isMarked || message.id > CAN::maxStandardId;
+        message.isExtended |= isMarked;
         if (isMarked || mark == "false" || text == "0")
             return true;
         drop(tr("the column Extended is neither true nor false"), text);

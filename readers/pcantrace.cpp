@@ -175,13 +175,16 @@ private:
         if (name == "FILEVERSION") {
             logInfo.version = decodedText(value);
             quint32 minor = 0;
-            if (value.size() == 3 && value[1] == '.' && readDecimal(value.substr(2), minor) && value[0] > '0')
+            if (value.size() == 3 && value[1] == '.' && readDecimal(value.substr(2), minor) && value[0] > '0'
+                && value[0] <= '9')
                 version = (value[0] - '0') * 10 + int(minor);
+            hasRows = false; // of this header, where several traces were joined
         } else if (name == "STARTTIME") {
             readStart(value);
         } else if (name == "COLUMNS") {
             hasColumns = true;
-            columns = Columns::of(value);
+            hasRows = false;
+            headerColumns = Columns::of(value);
         }
     }
 
@@ -245,8 +248,7 @@ private:
         hasRows = true;
         if (version == 0)
             version = versionOfRow();
-        if (isOld() || !hasColumns)
-            columns = Columns::of(columnsOfVersion(version));
+        columns = isOld() || !hasColumns ? Columns::of(columnsOfVersion(version)) : headerColumns;
     }
 
     /// Of a file that does not tell its version: 1.0, unless the columns are those of another.
@@ -411,10 +413,18 @@ private:
     bool readError(CAN::CanRxMessage &message)
     {
         const int first = firstByteOfEvent();
-        const std::string_view direction = fields[first == columns.data ? columns.direction : columns.id];
+        const bool areBlank = isDirection(fields[columns.id]); // identifier and length, in 2.0
+        const std::string_view direction = fields[areBlank ? columns.id : columns.direction];
         told.direction = isDirection(direction);
         message.isTx = direction == "Tx";
-        message.dlc = quint8(std::min(std::max(fields.count() - first, 0), 8));
+        const int count = first < 0 ? 0 : std::max(fields.count() - first, 0);
+        message.dlc = quint8(std::min(count, 8));
+        quint32 length = 0;
+        const int column = columns.lengthCode >= 0 ? columns.lengthCode : columns.lengthBytes;
+        if (!areBlank && !(readDecimal(fields[column], length, 8) && int(length) == count)) {
+            drop(tr("the payload of the error frame is not as long as it says"), fields[column]);
+            return false;
+        }
         if (!readBytes(first, message))
             return false;
         std::array<quint8, 5> content{};
@@ -510,7 +520,8 @@ private:
     int version = 0;   ///< ten times; 0 while it is not known
     bool hasColumns = false;
     bool hasRows = false;
-    Columns columns;
+    Columns headerColumns; ///< that the header names
+    Columns columns;       ///< of the rows
 };
 
 } // namespace

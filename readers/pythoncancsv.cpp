@@ -153,8 +153,8 @@ private:
 
     static int readBase64(std::string_view text, CAN::CanRxMessage &message)
     {
-        constexpr std::size_t longest = 88; // for 64 bytes
-        if (text.size() > longest)
+        constexpr std::size_t longest = 88;                // for 64 bytes
+        if (text.size() > longest || text.size() % 4 != 0) // what is left over would be ignored
             return -1;
         const auto decoded = QByteArray::fromBase64Encoding(QByteArray::fromRawData(text.data(), int(text.size())),
                                                             QByteArray::AbortOnBase64DecodingErrors);

@@ -36,10 +36,10 @@ protected:
             return Kind::Other;
         if ((text.front() | 0x20) == 't') {
             setColumns(text);
-            return time >= 0 && id >= 0 && extended >= 0 && length >= 0 && data >= 0
-                       ? Kind::Other
-                       : drop(tr("the heading lacks TimestampEpoch, ID, IDE, DataLength or DataBytes"));
+            return isReadable() ? Kind::Other : dropUnreadable();
         }
+        if (!isReadable())
+            return dropUnreadable();
         row = line;
         return Kind::Frame;
     }
@@ -52,11 +52,15 @@ protected:
             drop(tr("the line has %1 columns instead of %2").arg(fields.count()).arg(data + 1));
             return false;
         }
-        return readTime(message) && readId(message) && readDirection(message) && readChannel(message)
-               && readKind(message) && readData(message);
+        return readTime(message) && readId(message) && readDirection(message) && readKind(message) && readData(message)
+               && readChannel(message);
     }
 
 private:
+    bool isReadable() const { return time >= 0 && id >= 0 && extended >= 0 && length >= 0 && data >= 0; }
+    /// The heading, and each row under it.
+    Kind dropUnreadable() { return drop(tr("the heading lacks TimestampEpoch, ID, IDE, DataLength or DataBytes")); }
+
     void setColumns(std::string_view heading)
     {
         fields.split(heading, ';');

@@ -447,8 +447,10 @@ private:
             return true;
         // "ABBA" is a name where the statistics have another number. Without "x", tools that do not care.
         const CAN::CanRxMessage number = message;
-        if (readIdOfTail(length + 1, message))
+        if (readIdOfTail(length + 1, message)) {
+            message.isExtended |= message.id > CAN::maxStandardId;
             return true;
+        }
         if (isNumber) {
             message.id = number.id;
             message.isExtended = true;

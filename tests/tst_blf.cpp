@@ -5,7 +5,10 @@
 #include "sequentialdevice.h"
 
 #include <QBuffer>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QRegularExpression>
+#include <QSet>
 #include <QtTest>
 
 using BlfFile::bytes;
@@ -180,6 +183,87 @@ void add(const char *name, const char *hex, const Result &expected)
     QTest::newRow(name) << bytes(hex) << expected;
 }
 
+/// 200 objects: frames with identifiers from 0 on, and every tenth another object.
+QByteArray manyObjects()
+{
+    QByteArray result;
+    for (int i = 0; i < 200; ++i) {
+        QByteArray data;
+        for (int k = 0; k < 8; ++k)
+            data += char(i * 31 + k * 77);
+        result +=
+            i % 10 == 9 ? object(72, QByteArray(20 + i % 7, char(i))) : BlfFile::frame(quint32(i), i * 1000, data);
+    }
+    return result;
+}
+
+QStringList described(const PulledLog &log)
+{
+    QStringList result;
+    for (Pulled pulled : log.frames) {
+        pulled.frame.messageIndex = 0; // which others before it change
+        result.append(describe(pulled.frame));
+    }
+    return result;
+}
+
+QByteArray storedContainers(const QByteArray &content, int size)
+{
+    QByteArray result;
+    for (int at = 0; at < content.size(); at += size)
+        result += stored(content.mid(at, size));
+    return result;
+}
+
+/// How @p content is packed into a file.
+QByteArray packed(const QByteArray &content, const QString &how)
+{
+    if (how == QLatin1String("compressed"))
+        return file(containers(content, 1000));
+    if (how == QLatin1String("stored"))
+        return file(storedContainers(content, 500));
+    return file(content);
+}
+
+void addPackings()
+{
+    QTest::addColumn<QString>("how");
+    for (const char *how : {"compressed", "stored", "outside"})
+        QTest::newRow(how) << QString::fromLatin1(how);
+}
+
+/// A figure in KiB that the system tells of this process; 0 where it does not.
+long memoryFigure(const QByteArray &name)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith(name + ':'))
+            return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
+    }
+    return 0;
+}
+
+bool resetPeak()
+{
+    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    return reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && reset.write("5") == 1;
+}
+
+/// Bytes that look like nothing and cannot be compressed.
+QByteArray noise(int size)
+{
+    QByteArray result(size, Qt::Uninitialized);
+    quint32 state = 20240229;
+    for (char &byte : result) {
+        state = state * 1664525 + 1013904223;
+        byte = char(state >> 24);
+    }
+    return result;
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Result)
@@ -194,6 +278,20 @@ private Q_SLOTS:
     void objects();
     void files_data();
     void files();
+    void refusesOtherFiles_data();
+    void refusesOtherFiles();
+    void namesWhatTheHeaderCounts();
+    void textsOfOneFrameAreJoined();
+    void longObjectsArePassedOver();
+    void beginningsGiveBeginnings_data();
+    void beginningsGiveBeginnings();
+    void oneByteCostsItsOwnPart_data();
+    void oneByteCostsItsOwnPart();
+    void sizesDoNotFillMemory_data();
+    void sizesDoNotFillMemory();
+    void stopsWhileOthersInflate();
+    void opensAnotherFileAmidst();
+    void tellsThatADeviceFails();
 };
 
 void TestBlf::objects_data()
@@ -502,6 +600,249 @@ void TestBlf::files()
     QFETCH(Result, expected);
     QCOMPARE(difference(pull(content), expected), QString());
     QCOMPARE(difference(pullSlowly(content), expected), QString());
+}
+
+void TestBlf::refusesOtherFiles_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("text") << QByteArray("(1.5) can0 123#1122\n").repeated(20);
+    QTest::newRow("objects without a header") << usualObjects();
+    QTest::newRow("half a signature") << QByteArray("LO");
+}
+
+void TestBlf::refusesOtherFiles()
+{
+    QFETCH(QByteArray, content);
+    const PulledLog log = pull(content);
+    QVERIFY(!log.ok);
+    QVERIFY(log.error.contains(QLatin1String("LOGG")));
+    QCOMPARE(log.report.lines, qint64(0));
+}
+
+/// Restore points are no objects to the header, and a recording that broke off has no count.
+void TestBlf::namesWhatTheHeaderCounts()
+{
+    const QByteArray content = container(usualObjects() + object(115, QByteArray(20, '\0')));
+    const auto remarks = [&](quint32 count) {
+        return pull(file(content, BlfFile::systemTime(BlfFile::usualStart()), 144, count)).report.remarks;
+    };
+    QCOMPARE(remarks(3), QStringList());
+    QCOMPARE(remarks(0), QStringList());
+    QCOMPARE(remarks(5), QStringList{QStringLiteral("its header tells of 5 objects, there are 3")});
+}
+
+void TestBlf::textsOfOneFrameAreJoined()
+{
+    const QByteArray comment = object(92, number<quint32>(1) + number<quint32>(3) + number<quint64>(0) + "xyz");
+    const PulledLog log = pull(file(container(textObject() + firstObject() + comment + textObject() + tailObject()
+                                              + object(91, QByteArray(8, '\0')))));
+    QCOMPARE(log.frames.size(), 2);
+    QCOMPARE(log.frames.at(0).note, QStringLiteral("hello | xyz | hello"));
+    QCOMPARE(log.frames.at(1).note, QStringLiteral("the recorder lost data here"));
+    QCOMPARE(log.frames.at(1).line, qint64(5));
+    QCOMPARE(log.report.skippedText(), QStringLiteral("skipped: 1 of type 91"));
+    QCOMPARE(log.report.otherLines, qint64(4));
+}
+
+/// Over the ends of many containers, or outside of them.
+void TestBlf::longObjectsArePassedOver()
+{
+    const QByteArray text = object(65, bytes("00000000 00000000 40420F00 00000000") + QByteArray(1000000, 't'));
+    const QByteArray content = firstObject() + object(72, noise(3000000)) + text + tailObject();
+    const Result expected = Result{first(), tail()}.doubting("too long to be kept").skipping("skipped: 1 of type 72");
+    for (const QByteArray &whole : {file(containers(content, 131072)), file(container(content)), file(content)})
+        QCOMPARE(difference(pull(whole), expected), QString());
+    // The end of the file is in the midst of it.
+    const PulledLog cut = pull(file(firstObject() + object(72, noise(3000000)).left(1000000)));
+    QCOMPARE(cut.frames.size(), 1);
+    QCOMPARE(cut.report.faultyLines, qint64(1));
+}
+
+void TestBlf::beginningsGiveBeginnings_data()
+{
+    addPackings();
+}
+
+/// Of every beginning of a file: the frames that it has as a whole, and one fault where it is cut.
+void TestBlf::beginningsGiveBeginnings()
+{
+    QFETCH(QString, how);
+    const QByteArray whole = packed(manyObjects(), how);
+    const QStringList all = described(pull(whole));
+    QCOMPARE(all.size(), 180);
+    int latest = 0;
+    for (int size = 4; size < whole.size(); ++size) {
+        const PulledLog log = pull(whole.left(size));
+        QVERIFY2(log.ok, qPrintable(QString::number(size)));
+        const QStringList frames = described(log);
+        QVERIFY2(frames == all.mid(0, frames.size()), qPrintable(QString::number(size)));
+        QVERIFY2(frames.size() >= latest, qPrintable(QString::number(size)));
+        QStringList texts;
+        for (const auto &fault : log.report.faults)
+            texts.append(QStringLiteral("%1: %2").arg(log.report.placeText(fault), fault.toText()));
+        QVERIFY2(texts.size() <= 1,
+                 qPrintable(QStringLiteral("%1: %2").arg(size).arg(texts.join(QLatin1String("; ")))));
+        latest = frames.size();
+    }
+    QVERIFY(latest >= 179);
+}
+
+void TestBlf::oneByteCostsItsOwnPart_data()
+{
+    addPackings();
+}
+
+/// A byte that is another one costs its object or its container; with it may go what ends or begins in that.
+void TestBlf::oneByteCostsItsOwnPart()
+{
+    QFETCH(QString, how);
+    const QByteArray whole = packed(manyObjects(), how);
+    const QStringList all = described(pull(whole));
+    const QSet<QString> known(all.begin(), all.end());
+    const int most = how == QLatin1String("compressed") ? 23 : how == QLatin1String("stored") ? 13 : 2;
+    quint32 state = 5;
+    for (int i = 0; i < 500; ++i) {
+        state = state * 1664525 + 1013904223;
+        const int at = 144 + int(state >> 8) % (whole.size() - 144);
+        QByteArray changed = whole;
+        changed[at] = char(changed.at(at) ^ char(1 + (state >> 4) % 255));
+        const PulledLog log = pull(changed);
+        const QString place = QStringLiteral("byte %1 is %2").arg(at).arg(quint8(changed.at(at)));
+        QVERIFY2(log.ok, qPrintable(place));
+        const QStringList frames = described(log);
+        const QSet<QString> found(frames.begin(), frames.end());
+        const int lost = (QSet<QString>(known) - found).size();
+        QVERIFY2(lost <= most, qPrintable(QStringLiteral("%1: %2 frames lost").arg(place).arg(lost)));
+        QVERIFY2(frames.size() <= all.size(), qPrintable(place));
+    }
+}
+
+void TestBlf::sizesDoNotFillMemory_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<qint64>("leastFaults");
+    const QByteArray bomb = compressed(QByteArray(64 << 20, '\0'), 9);
+    QByteArray bombs;
+    for (int i = 0; i < 12; ++i)
+        bombs += container(2, bomb, i % 2 == 0 ? 131072 : 0xFFFFFFFF);
+    QTest::newRow("what inflates to 64 MiB") << file(bombs) << qint64(12);
+    const QByteArray large = noise(8 << 20);
+    QTest::newRow("8 MiB in each, compressed")
+        << file(container(2, compressed(large, 1), 8 << 20).repeated(8)) << qint64(1);
+    QTest::newRow("8 MiB in each, stored") << file(stored(large).repeated(8)) << qint64(1);
+    QTest::newRow("larger than may be") << file(stored(noise(32 << 20)).repeated(2)) << qint64(1);
+    QByteArray endless = container(QByteArray());
+    endless.replace(8, 4, "\xF0\xFF\xFF\xFF");
+    QTest::newRow("container that never ends") << file(endless + noise(64 << 20)) << qint64(1);
+    const QByteArray lie = "LOBJ" + bytes("2000 0100 F0FFFFFF 48000000");
+    QTest::newRow("objects that never end") << file(stored(lie.repeated(400000))) << qint64(1);
+    QTest::newRow("the same outside") << file(lie.repeated(400000)) << qint64(1);
+    QByteArray types;
+    for (quint32 type = 1000; type < 201000; ++type)
+        types += object(type, QByteArray());
+    QTest::newRow("objects of many types") << file(containers(types, 131072)) << qint64(0);
+    QByteArray empty;
+    for (int i = 0; i < 200000; ++i)
+        empty += container(0, QByteArray(), 0);
+    QTest::newRow("containers without content") << file(empty) << qint64(0);
+    // An object that is always in want of more, beside containers that bring next to nothing.
+    QByteArray wanting = stored("LOBJ" + bytes("2000 0100 803E0000 48000000"));
+    for (int i = 0; i < 100000; ++i)
+        wanting += container(0, "x", 1);
+    QTest::newRow("containers of one byte") << file(wanting) << qint64(0);
+}
+
+void TestBlf::sizesDoNotFillMemory()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(qint64, leastFaults);
+    const bool isMeasured = resetPeak();
+    const long before = memoryFigure("VmRSS");
+    QBuffer device(&content);
+    QVERIFY(device.open(QIODevice::ReadOnly));
+    const std::unique_ptr<FrameReader> reader = makeReader(DatachunkHelper::Blf);
+    QVERIFY(reader->open(device, QStringLiteral("hostile")));
+    QElapsedTimer timer;
+    timer.start();
+    while (reader->next()) {
+    }
+    QVERIFY(reader->atEnd());
+    const qint64 milliseconds = timer.elapsed();
+    QVERIFY2(milliseconds < 20000, qPrintable(QString::number(milliseconds)));
+    QVERIFY2(reader->report().faultyLines >= leastFaults, qPrintable(QString::number(reader->report().faultyLines)));
+    QVERIFY(reader->report().skippedTypes.size() <= 1000);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    const long peak = memoryFigure("VmHWM") - before;
+    if (isMeasured) // besides what the program itself takes
+        QVERIFY2(peak < 48 * 1024, qPrintable(QStringLiteral("%1 KiB").arg(peak)));
+#else
+    Q_UNUSED(isMeasured)
+    Q_UNUSED(before)
+#endif
+}
+
+/// Whatever the other threads are about when reading ends.
+void TestBlf::stopsWhileOthersInflate()
+{
+    QByteArray content;
+    for (int i = 0; i < 60000; ++i)
+        content += BlfFile::frame(quint32(i % 2048), i * 1000);
+    QByteArray whole = file(containers(content, 131072));
+    for (int frames = 0; frames < 12000; frames += 1571) {
+        QBuffer device(&whole);
+        QVERIFY(device.open(QIODevice::ReadOnly));
+        const std::unique_ptr<FrameReader> reader = makeReader(DatachunkHelper::Blf);
+        QVERIFY(reader->open(device, QStringLiteral("log")));
+        for (int i = 0; i < frames; ++i)
+            QVERIFY(reader->next());
+        if (frames % 2 == 0)
+            continue; // goes away as it is
+        reader->stop();
+        while (reader->next()) {
+        }
+        QCOMPARE(reader->state(), FrameReader::State::Interrupted);
+        QVERIFY(reader->frameCount() < 60000);
+    }
+}
+
+void TestBlf::opensAnotherFileAmidst()
+{
+    QByteArray content;
+    for (int i = 0; i < 30000; ++i)
+        content += BlfFile::frame(quint32(i % 2048), i * 1000);
+    QByteArray whole = file(containers(content, 131072));
+    const std::unique_ptr<FrameReader> reader = makeReader(DatachunkHelper::Blf);
+    for (int round = 0; round < 5; ++round) {
+        QBuffer device(&whole);
+        QVERIFY(device.open(QIODevice::ReadOnly));
+        QVERIFY(reader->open(device, QStringLiteral("log")));
+        for (int i = 0; i < 4000; ++i)
+            QVERIFY(reader->next());
+    }
+    QBuffer device(&whole);
+    QVERIFY(device.open(QIODevice::ReadOnly));
+    QVERIFY(reader->open(device, QStringLiteral("log")));
+    qint64 count = 0;
+    while (reader->next()) {
+        QCOMPARE(reader->frame().id, quint32(count % 2048));
+        ++count;
+    }
+    QCOMPARE(count, qint64(30000));
+}
+
+void TestBlf::tellsThatADeviceFails()
+{
+    const QByteArray whole = file(container(usualObjects()) + container(usualObjects()));
+    SequentialDevice device(whole, 300);
+    const std::unique_ptr<FrameReader> reader = makeReader(DatachunkHelper::Blf);
+    QVERIFY(reader->open(device, QStringLiteral("pipe")));
+    QVERIFY(reader->next());
+    device.failWith(QStringLiteral("damaged"));
+    while (reader->next()) {
+    }
+    QVERIFY(reader->atEnd());
+    QCOMPARE(reader->report().readError, QStringLiteral("damaged"));
 }
 
 QTEST_GUILESS_MAIN(TestBlf)

@@ -94,6 +94,20 @@ void TestCandump::logFileForm_data()
     row("count of dropped frames", "DROPCOUNT: dropped 2 CAN frames on 'can0' socket (total drops 2)", notAFrame());
     row("comment", "# recorded on the bench", notAFrame());
     row("half a byte", "(1700000001.800000) can0 1C7#0F1", lost());
+    row("a length code behind a CAN FD frame", "(1.000000) can0 1C7##01021324354657687_B", lost());
+    row("a point before the first byte", "(1.000000) can0 1C7#.0F1E", lost());
+    row("error frame that is a remote frame", "(1.000000) can0 20000080#R8", lost("error frame"));
+    row("error frame that is a CAN FD frame", "(1.000000) can0 20000080##00011", lost("error frame"));
+    row("error frame of CAN FD on the screen", "  (1.000000)  can0  20000080   [08]  00 00 00 00 00 00 00 00",
+        lost("error frame"));
+    row("remote frame of CAN FD on the screen", "  (1.000000)  can0  1C7  [04]  remote request", lost("remote"));
+    row("length of three digits on the screen", "  (1.000000)  can0  1C7  [008]  0 0 0 0 0 0 0 0", lost("length"));
+    row("more reversed bytes than the length says", "  (1.000000)  can0  1C7   [1]  2D`1E", lost("backtick"));
+    row("half a reversed byte", "  (1.000000)  can0  1C7   [2]  2D`1", lost("backtick"));
+    row("colours without a blank before the time", "(1.000000)  \x1B[1m\x1B[34mcan0  1C7   [1]  0F\x1B[0m",
+        frame(0x1C7, "0F").at(1, 0).on("can0", 1));
+    row("no number of seconds in a date", " (2023-11-14 22:13:-5.0)  can0  1C7   [1]  0F", lost("time"));
+    row("too many seconds in a date", " (2023-11-14 22:13:75.0)  can0  1C7   [1]  0F", lost("time"));
 }
 
 void TestCandump::logFileTimes_data()

@@ -164,9 +164,10 @@ void CanlogConvertTest::help()
         usageLine(outcome.out),
         QByteArray("Usage: canlog convert [--type NAME|NUMBER] [--columns CODES] [--strict] IN [OUT] [--to FORMAT] "
                    "[--no-clobber] [filters] [--quiet]\n"));
-    for (const char *mention : {"\n  candump   .log ", "\n  asc       .asc ", "\n  trc       .trc ",
-                                "\n  csv       .csv ", "\n  json      .jsonl, .json ", "\n  sqlite    .db, .sqlite ",
-                                "--store <DIR>", "exit status", "\nExample:\n  canlog convert "})
+    for (const char *mention :
+         {"\n  candump   .log ", "\n  asc       .asc ", "\n  trc       .trc ", "\n  blf       .blf ",
+          "\n  csv       .csv ", "\n  json      .jsonl, .json ", "\n  sqlite    .db, .sqlite ", "--store <DIR>",
+          "exit status", "\nExample:\n  canlog convert "})
         QVERIFY2(outcome.out.contains(mention), mention);
     QVERIFY(canlog(words("--help")).out.contains("\n  convert "));
 }
@@ -198,9 +199,10 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert small.log -", "standard output needs --to FORMAT");
     row("convert small.log out.txt", "the suffix of 'out.txt' stands for no format, name one with --to");
     row("convert small.log log", "the suffix of 'log' stands for no format, name one with --to");
-    row("convert small.log --to mdf", "unknown format 'mdf', wanted is one of candump, asc, trc, csv, json, sqlite");
+    row("convert small.log --to mdf",
+        "unknown format 'mdf', wanted is one of candump, asc, trc, blf, csv, json, sqlite");
     row("convert small.log out.csv --to mdf",
-        "unknown format 'mdf', wanted is one of candump, asc, trc, csv, json, sqlite");
+        "unknown format 'mdf', wanted is one of candump, asc, trc, blf, csv, json, sqlite");
     row("convert small.log --to sqlite", "a database needs a file, name OUT");
     row("convert small.log - --to sqlite", "a database needs a file, name OUT");
     row("convert small.log a.csv b.csv", "convert takes one IN and one OUT");
@@ -208,7 +210,7 @@ void CanlogConvertTest::wrongUsage_data()
     row("convert --store s --type VectorAscLog a.csv", "--type is for a file, a store needs none");
     row("convert small.log a.csv --type nonsense", "unknown type 'nonsense', 'canlog formats' lists the types");
     row("convert small.log --to 1.5",
-        "unknown format '1.5', wanted is one of candump, asc, trc, csv, json, sqlite; a time is given by --until");
+        "unknown format '1.5', wanted is one of candump, asc, trc, blf, csv, json, sqlite; a time is given by --until");
     row("convert small.log a.csv --until x", "bad --until 'x', wanted are seconds with up to six decimals, +seconds "
                                              "after the first message, or a date and time like 2024-05-21T09:40");
     row("convert --store s --columns t a.csv", "--columns is for a file, a store needs none");
@@ -248,6 +250,7 @@ void CanlogConvertTest::suffixChoosesTheFormat_data()
     row("out.log", "(1345212884.318850) can0 123#11223344\n", "SocketCAN candump, log-file form");
     row("out.asc", "date ", "Vector ASC log");
     row("out.trc", ";$FILEVERSION=2.1\n", "PCAN trace, version 2.1");
+    row("out.blf", "LOGG", "binary logging file (BLF)");
     row("out.csv", "time,", "comma-separated values");
     row("out.jsonl", "{\"time\":1345212884.318850,", "JSON, one object a line");
     row("out.json", "{\"time\":1345212884.318850,", "JSON, one object a line");

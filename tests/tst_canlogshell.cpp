@@ -233,8 +233,9 @@ void CanlogShellTest::completionOffersTypesAndFolders()
 
 void CanlogShellTest::completionOffersFormatsAndDirections()
 {
-    const QStringList formats{QStringLiteral("candump"), QStringLiteral("asc"),  QStringLiteral("trc"),
-                              QStringLiteral("csv"),     QStringLiteral("json"), QStringLiteral("sqlite")};
+    const QStringList formats{QStringLiteral("candump"), QStringLiteral("asc"), QStringLiteral("trc"),
+                              QStringLiteral("blf"),     QStringLiteral("csv"), QStringLiteral("json"),
+                              QStringLiteral("sqlite")};
     QCOMPARE(completed({QStringLiteral("convert"), QStringLiteral("--to"), QString()}), formats);
     QCOMPARE(completed({QStringLiteral("convert"), QStringLiteral("--to"), QStringLiteral("c")}),
              QStringList({QStringLiteral("candump"), QStringLiteral("csv")}));

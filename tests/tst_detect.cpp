@@ -53,6 +53,7 @@ struct SampleFolder {
 const QVector<SampleFolder> &sampleFolders()
 {
     static const QVector<SampleFolder> folders{
+        {"blf", Type::Blf},
         {"busmasterlog", Type::BusmasterLog},
         {"candump", Type::Candump},
         {"coctt", Type::CoCTTLog},

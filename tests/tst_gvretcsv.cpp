@@ -134,6 +134,10 @@ void TestGvretCsv::damagedLines_data()
     const auto damaged = [](const char *name, const QByteArray &text, const Outcome &outcome) {
         row(name, v2, text, outcome);
     };
+    damaged("rows under a heading without LEN", "Time Stamp,ID,Extended,Dir,Bus,D1\n1000000,00000123,false,Rx,0,0C",
+            Outcome().losing({1, 2}).since("LEN"));
+    row("no column Extended", "Time Stamp,ID,Bus,LEN,D1\n", "1000000,18F00503,0,1,0C",
+        frame(0x18F00503, "0C").extended().at(1, 0).channel(0));
     damaged("a byte is missing", "1000000,00000123,false,Rx,0,3,0C,1D", lost("byte"));
     damaged("an empty byte", "1000000,00000123,false,Rx,0,3,0C,1D,,,,,,,", lost("byte"));
     damaged("byte of letters", "1000000,00000123,false,Rx,0,1,ZZ,", lost());

@@ -307,6 +307,7 @@ void MessageTypesTest::importFileTypesHaveTheirNumbers_data()
     QTest::newRow("GvretCsv") << int(Helper::GvretCsv) << 25;
     QTest::newRow("PythonCanCsv") << int(Helper::PythonCanCsv) << 26;
     QTest::newRow("SemicolonCsv") << int(Helper::SemicolonCsv) << 27;
+    QTest::newRow("Blf") << int(Helper::Blf) << 28;
 }
 
 void MessageTypesTest::importFileTypesHaveTheirNumbers()
@@ -322,7 +323,7 @@ void MessageTypesTest::importFileTypesHaveTheirNumbers()
 void MessageTypesTest::noImportFileTypeHasAReservedNumber_data()
 {
     QTest::addColumn<int>("number");
-    for (const int number : {-1, 3, 10, 16, 28})
+    for (const int number : {-1, 3, 10, 16, 29})
         QTest::newRow(QByteArray::number(number).constData()) << number;
 }
 

@@ -134,6 +134,7 @@ void TestPythonCanCsv::damagedLines_data()
         row(name, head, text, outcome);
     };
     damaged("fewer bytes than the length", "1.5,0x123,0,0,0,8,DB0u", lost("byte"));
+    damaged("base64 with a character too many", "1.5,0x123,0,0,0,3,DB0uu", lost("base64"));
     damaged("no bytes", "1.5,0x123,0,0,0,8,", lost("byte"));
     damaged("more bytes than the length", "1.5,0x123,0,0,0,1,DB0u", blamed());
     damaged("no base64", "1.5,0x123,0,0,0,3,DB!u", lost());

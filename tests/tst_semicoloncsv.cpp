@@ -117,6 +117,8 @@ void TestSemicolonCsv::damagedLines_data()
     const auto damaged = [](const char *name, const QByteArray &text, const Outcome &outcome) {
         row(name, head, text, outcome);
     };
+    damaged("rows under a heading without IDE", "TimestampEpoch;BusChannel;ID;DataLength;DataBytes\n1.5;1;1A4;1;0C",
+            Outcome().losing({1, 2}).since("IDE"));
     damaged("more bytes than the length", "1.5;1;1A4;0;3;3;0;0;0;0;0;0C1D2E3F", lost());
     damaged("half a byte", "1.5;1;1A4;0;3;3;0;0;0;0;0;0C1D2", lost());
     damaged("no bytes", "1.5;1;1A4;0;3;3;0;0;0;0;0;", lost("byte"));

@@ -328,6 +328,10 @@ void TestVectorAsc::symbolicNames_data()
     named("another name of hexadecimal letters", hexadecimal,
           "FACE  Rx   d 1 11  Length = 0 BitCount = 0 ID = 418383107x", frame(0x18F00503, "11").extended());
     row("no identifier in the tail", hexadecimal, "   1.500000 1  EngineData  Rx   d 1 11", lost());
+    named("number above 7FF in the tail without x", hexadecimal,
+          "EngineData  Rx   d 1 11  Length = 0 BitCount = 0 ID = 6144", frame(0x1800, "11").extended());
+    named("number above 7FF without x that the tail repeats", hexadecimal,
+          "1800  Rx   d 1 11  Length = 0 BitCount = 0 ID = 6144", frame(0x1800, "11").extended());
     row("a number stays when the tail disagrees", hexadecimal,
         "   1.500000 1  100  Rx   d 1 11  Length = 0 BitCount = 0 ID = 432",
         Outcome(frame(0x100, "11").at(1, 500000).channel(1).rx().note("")).blamedOrNot());

@@ -55,6 +55,8 @@ public:
         open(QIODevice::WriteOnly | QIODevice::Unbuffered);
     }
 
+    bool isSequential() const override { return true; }
+
 protected:
     qint64 readData(char *, qint64) override { return -1; }
     qint64 writeData(const char *data, qint64 size) override

@@ -2,6 +2,7 @@
 #include "host/convert/targets.h"
 
 #include "host/convert/ascwriter.h"
+#include "host/convert/blfwriter.h"
 #include "host/convert/candumpwriter.h"
 #include "host/convert/csvwriter.h"
 #include "host/convert/jsonwriter.h"
@@ -59,6 +60,12 @@ const QVector<Target> &targets()
          QStringLiteral("PCAN trace, version 2.1"),
          true,
          textWriter<TrcWriter>,
+         nullptr},
+        {QStringLiteral("blf"),
+         {QStringLiteral(".blf")},
+         QStringLiteral("binary logging file (BLF)"),
+         true,
+         textWriter<BlfWriter>,
          nullptr},
         {QStringLiteral("csv"),
          {QStringLiteral(".csv")},

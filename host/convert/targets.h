@@ -10,7 +10,7 @@
 class FrameWriter;
 class QIODevice;
 
-/// A format that canlog writes: text goes to any device, a database to a file of its own.
+/// A format that canlog writes: what is no database goes to any device, a database to a file of its own.
 struct Target {
     QString name;
     QStringList suffixes; ///< in lower case, with the point
