@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# `cpack` makes three Debian packages of what is installed, as is usual for a library: the library under the name that
+# `cpack` makes Debian packages of what is installed, as is usual for a library: the library under the name that
 # goes with its SOVERSION and Qt, so that two of them can be installed side by side; what others build with; and the
 # command.
 set(library_package libcanloghandler-qt${CANLOGHANDLER_QT}-${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
@@ -8,6 +8,9 @@ set(development_package libcanloghandler-qt${CANLOGHANDLER_QT}-dev)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL library development canlog)
+if(CANLOGHANDLER_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 set(CPACK_STRIP_FILES ON)
 # Whatever the umask of who builds it.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -57,6 +60,18 @@ set(CPACK_DEBIAN_CANLOG_PACKAGE_NAME canlog)
 set(CPACK_DEBIAN_CANLOG_PACKAGE_SECTION utils)
 set(CPACK_COMPONENT_CANLOG_DESCRIPTION "The canlog command: reads, converts, measures and archives logs.")
 set(CPACK_COMPONENT_CANLOG_DEPENDS library)
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-canlog)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+if(CANLOGHANDLER_PYTHON) # the extension is for one version of Python
+  math(EXPR next_python "${python_minor} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3 (>= 3.${python_minor}~), python3 (<< 3.${next_python})")
+endif()
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS
+  "python3-numpy, python3-pandas, python3-can, python3-cantools, python3-matplotlib")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "The Python package canlog: logs as tables for pyarrow, pandas, numpy.")
+set(CPACK_COMPONENT_PYTHON_DEPENDS library)
 
 configure_file(cmake/copyright.in ${PROJECT_BINARY_DIR}/copyright @ONLY)
 set(CPACK_COPYRIGHT_FILE ${PROJECT_BINARY_DIR}/copyright)

@@ -38,3 +38,7 @@ def need(module: str, extra: str):
         return importlib.import_module(module)
     except ImportError as error:
         raise ImportError(f"this needs {module}: pip install 'canlog[{extra}]'", name=module) from error
+
+
+for _class in (Error, FormatError, FaultyLineError, LossWarning):
+    _class.__module__ = "canlog"  # as users know them

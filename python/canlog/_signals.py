@@ -290,6 +290,7 @@ class _Decoder:
         self.length = length
         self._words: dict[tuple[int, str], Any] = {}
         self._raw: dict[str, tuple[Any, Any]] = {}
+        self._long_enough: dict[int, Any] = {}
 
     def value(self, signal: Any) -> tuple[Any, Any]:
         """The physical values and which of them are there: int64, or float64 where there is something to reckon."""
@@ -302,11 +303,22 @@ class _Decoder:
             return (raw if raw.dtype == self.numpy.int64 else raw.astype(self.numpy.float64)), valid
         if float(scale).is_integer() and float(offset).is_integer():
             return self._exact(raw, int(scale), int(offset), signal.length), valid
-        return raw.astype(self.numpy.float64) * float(scale) + float(offset), valid
+        return self._scaled(raw.astype(self.numpy.float64), float(scale), float(offset)), valid
+
+    @staticmethod
+    def _scaled(values: Any, scale: Any, offset: Any) -> Any:
+        """In place, since new memory costs more than the arithmetic."""
+        if scale != 1:
+            values *= scale
+        if offset != 0:
+            values += offset
+        return values
 
     def _exact(self, raw: Any, scale: int, offset: int, bits: int) -> Any:
         """Whole numbers are reckoned as such and rounded once, if at all."""
         fits = (abs(scale) << bits) + abs(offset) < 1 << 63
+        if fits and (abs(scale) << bits) + abs(offset) < 1 << 53:
+            return self._scaled(raw.astype(self.numpy.float64), scale, offset)  # exact, too
         if fits and raw.dtype == self.numpy.int64:
             return (raw * scale + offset).astype(self.numpy.float64)
         return (raw.astype(object) * scale + offset).astype(self.numpy.float64)
@@ -321,7 +333,9 @@ class _Decoder:
     def _validity(self, signal: Any, last: int) -> Any:
         """Where the payload has the signal, and its multiplexer says so."""
         numpy = self.numpy
-        valid = self.length > last
+        if last not in self._long_enough:
+            self._long_enough[last] = self.length > last
+        valid = self._long_enough[last]
         if signal.multiplexer_ids is not None and signal.multiplexer_signal is not None:
             selector, selector_valid = self.raw(self.signals[signal.multiplexer_signal])
             valid = valid & selector_valid & numpy.isin(selector, numpy.array(sorted(signal.multiplexer_ids)))
@@ -332,18 +346,32 @@ class _Decoder:
         bits = signal.length
         if bits > 64 or last >= self.payload.shape[1]:
             return self._long(signal, first, last, shift)
+        if shift == 0 and bits == 8 * (last - first + 1) and bits in (8, 16, 32, 64):
+            return self._whole_bytes(signal, first, last)
         word = self._word(signal.byte_order, first, last, shift)
         if signal.is_float:
             kind = {16: "u2", 32: "u4", 64: "u8"}[bits]
             return word.astype(kind).view(kind.replace("u", "f")).astype(numpy.float64)
         if bits < 64:
             if signal.is_signed:
-                return (word << numpy.uint64(64 - bits)).view(numpy.int64) >> numpy.int64(64 - bits)
-            return (word & numpy.uint64((1 << bits) - 1)).view(numpy.int64)
+                word <<= numpy.uint64(64 - bits)
+                number = word.view(numpy.int64)
+                number >>= numpy.int64(64 - bits)
+                return number
+            word &= numpy.uint64((1 << bits) - 1)
+            return word.view(numpy.int64)
         return word.view(numpy.int64) if signal.is_signed else word
 
+    def _whole_bytes(self, signal: Any, first: int, last: int) -> Any:
+        """A number as machines have it."""
+        kind = "f" if signal.is_float else "i" if signal.is_signed else "u"
+        order = "<" if signal.byte_order == "little_endian" else ">"
+        numbers = self.payload[:, first : last + 1].view(f"{order}{kind}{signal.length // 8}")[:, 0]
+        wide = {"f": "f8", "u": "u8" if signal.length == 64 else "i8", "i": "i8"}[kind]
+        return numbers.astype(wide)
+
     def _word(self, byte_order: str, first: int, last: int, shift: int) -> Any:
-        """64 bits of each payload, of which the lowest ones are the signal's."""
+        """64 bits of each payload, of which the lowest ones are the signal's; a new array."""
         numpy = self.numpy
         width = self.payload.shape[1]
         start = min(first, width - 8)
@@ -364,7 +392,7 @@ class _Decoder:
         if (start, byte_order) not in self._words:
             window = numpy.ascontiguousarray(self.payload[:, start : start + 8])
             kind = "<u8" if byte_order == "little_endian" else ">u8"
-            self._words[start, byte_order] = window.view(kind)[:, 0].astype(numpy.uint64)
+            self._words[start, byte_order] = window.view(kind)[:, 0].astype(numpy.uint64, copy=False)
         return self._words[start, byte_order]
 
     def _long(self, signal: Any, first: int, last: int, shift: int) -> Any:

@@ -27,7 +27,7 @@ from can import Message  # noqa: E402
 from can.io.generic import BinaryIOMessageReader  # noqa: E402
 from can.io.player import MESSAGE_READERS  # noqa: E402
 
-ROWS_AT_ONCE = 4096
+ROWS_AT_ONCE = 512  # fewer than Python makes objects between two looks for garbage
 TRACE_EPOCH = datetime.datetime(1899, 12, 30, tzinfo=datetime.timezone.utc)
 
 

@@ -22,8 +22,11 @@ PythonDevice::~PythonDevice()
 
 void PythonDevice::letGo()
 {
-    if (!nb::is_alive())
+    if (!nb::is_alive()) { // Python has ended, and took them with it
+        (void)read.release();
+        (void)rest.release();
         return;
+    }
     const nb::gil_scoped_acquire lock;
     read.reset();
     rest.reset();

@@ -149,14 +149,22 @@ void Reader::State::raiseProblem()
         exception.reset();
         nb::raise_python_error();
     }
-    switch (pull->ending()) {
+    Pull::Ending ending = Pull::Ending::None;
+    QString problem;
+    {
+        // Who holds the pull may wait for Python's lock.
+        const nb::gil_scoped_release noLock;
+        ending = pull->ending();
+        problem = pull->problem();
+    }
+    switch (ending) {
     case Pull::Ending::None:
     case Pull::Ending::AtEnd:
         return;
     case Pull::Ending::Format:
-        raiseFormat(name, pull->problem());
+        raiseFormat(name, problem);
     case Pull::Ending::Unreadable:
-        raiseUnreadable(name, pull->problem());
+        raiseUnreadable(name, problem);
     case Pull::Ending::Interrupted:
         if (pull->restoreException())
             nb::raise_python_error();

@@ -193,20 +193,13 @@ def test_other_programs_read_the_stream(examples):
     assert polars.DataFrame(log).equals(polars.from_arrow(pyarrow.table(log)))
 
 
+@pytest.mark.filterwarnings("ignore::canlog.LossWarning")  # the example of Wireshark has lines that are not read
 def test_every_example_is_a_table(examples):
-    for path in sorted(examples.iterdir()):
-        if path.suffix not in (".log", ".asc", ".trc", ".csv", ".txt") or path.name == "columns.txt":
-            continue
-        with pytest.warns() if path.name == "drive-wireshark.csv" else _nothing():
-            table = pyarrow.table(canlog.open(path))
+    others = {"columns.txt", "make-drive-log", "explore.py", "vehicle.dbc"}
+    logs = [path for path in sorted(examples.iterdir()) if path.name not in others]
+    assert len(logs) > 10
+    for path in logs:
+        table = pyarrow.table(canlog.open(path))
         table.validate(full=True)
         assert table.num_rows > 0
         assert table["index"].to_pylist() == list(range(table.num_rows))
-
-
-class _nothing:
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        return None
