@@ -63,7 +63,7 @@ protected:
     /// A note that fills the memory serves nobody; in characters.
     static constexpr int maxNoteLength = 64 * 1024 * 1024;
     /// Copied, since compilers clear a record with one string instruction.
-    const CAN::CanRxMessage emptyMessage;
+    const CAN::CanRxMessage emptyMessage{};
     ImportWatch watch;
     std::optional<LineReader> lines;
 

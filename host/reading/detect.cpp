@@ -76,17 +76,6 @@ struct Signature {
     QVector<Rule> rules; ///< the first one that a line matches decides; those of frames stand behind the header lines
 };
 
-/// PCAN traces with a comma in their times, which only the readers of a single version take.
-Signature traceWithCommas(DatachunkHelper::ImportFileType type, const char *otherVersion, const char *version,
-                          const char *frame)
-{
-    return {type,
-            {{Role::Never, 0, "", otherVersion},
-             {Role::Sign, 100, "version line", version},
-             {Role::Frame, 50, "frames of this version with a comma in the time", frame},
-             {Role::Ordinary, 0, "", R"(^\s*(?:;|\d+\)?\s))"}}};
-}
-
 /// Of two formats that read as many frames the earlier one is taken.
 const QVector<Signature> &signatures()
 {
@@ -98,22 +87,12 @@ const QVector<Signature> &signatures()
          {{Role::Sign, 100, "version line", R"(^;\$FILEVERSION=[1-3]\.\d\s*$)"},
           {Role::Sign, 40, "column line", R"(^;\$COLUMNS=[A-Za-z,]+\s*$)"},
           {Role::Frame, 50, "frames of version 1",
-           R"(^\s*\d+\)\s+\d+(?:\.\d+)?\s+(?:\d{1,2}\s+)?(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+(?:-\s+)?\d{1,2}\s)"},
+           R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+(?:\d{1,2}\s+)?(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+(?:-\s+)?\d{1,2}\s)"},
           {Role::Frame, 50, "frames of version 1.0",
            R"(^\s*\d+\)\s+\d+\s+(?:%h{4}|%h{8})\s+[0-8](?:\s+(?:RTR|ERROR|%h{2})\s|\s*$))"},
-          {Role::Frame, 50, "frames of version 2", R"(^\s*\d+\s+\d+\.\d+\s+(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV)\s)"},
+          {Role::Frame, 50, "frames of version 2", R"(^\s*\d+\s+\d+[.,]\d+\s+(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV)\s)"},
           // With a version line the columns may stand in any order, and the numbers without a parenthesis.
           {Role::Ordinary, 0, "", R"(^\s*(?:;|\d.*\s(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV|Rx|Tx|Warng|Error)\s))"}}},
-        traceWithCommas(DatachunkHelper::PeakTraceV11, R"(^;\$FILEVERSION=(?!1\.1\s*$))", R"(^;\$FILEVERSION=1\.1\s*$)",
-                        R"(^\s*\d+\)\s+\d+,\d+\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV12, R"(^;\$FILEVERSION=(?!1\.2\s*$))", R"(^;\$FILEVERSION=1\.2\s*$)",
-                        R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV13, R"(^;\$FILEVERSION=(?!1\.3\s*$))", R"(^;\$FILEVERSION=1\.3\s*$)",
-                        R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+-\s+\d{1,2}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV20, R"(^;\$FILEVERSION=(?!2\.0\s*$))", R"(^;\$FILEVERSION=2\.0\s*$)",
-                        R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+\d{1,3}\s)"),
-        traceWithCommas(DatachunkHelper::PeakTraceV21, R"(^;\$FILEVERSION=(?!2\.1\s*$))", R"(^;\$FILEVERSION=2\.1\s*$)",
-                        R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+-\s+\d{1,3}\s)"),
         {DatachunkHelper::Candump,
          {{Role::Frame, 50, "frames as in a log file",
            R"(^\s*%c\s+\S{1,21}\s+%h{3,8}#)"
