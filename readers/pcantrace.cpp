@@ -512,6 +512,10 @@ private:
 
     bool readBytes(int first, CAN::CanRxMessage &message)
     {
+        const char *const even = fields.threeApart(first, message.dlc);
+        if (even && fields.count() == first + message.dlc
+            && ByteNumbers::readSpacedBytes(even, message.data, message.dlc))
+            return true;
         for (int i = 0; i < message.dlc; ++i) {
             const std::string_view field = fields[first + i];
             if (field.size() == 2 && ByteNumbers::readHexByte(field, message.data[i]))
