@@ -672,7 +672,8 @@ void TestBlf::beginningsGiveBeginnings()
     const QStringList all = described(pull(whole));
     QCOMPARE(all.size(), 180);
     int latest = 0;
-    for (int size = 4; size < whole.size(); ++size) {
+    const int step = how == QLatin1String("compressed") ? 1 : 5; // the others are larger
+    for (int size = 4; size < whole.size(); size += step) {
         const PulledLog log = pull(whole.left(size));
         QVERIFY2(log.ok, qPrintable(QString::number(size)));
         const QStringList frames = described(log);
