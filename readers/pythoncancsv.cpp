@@ -4,8 +4,6 @@
 #include "readers/csvcolumns.h"
 #include "readers/makers.h"
 
-#include <QByteArray>
-
 #include <array>
 
 // The CSV of python-can:
@@ -151,18 +149,45 @@ private:
         return text.empty() ? count : -1;
     }
 
+    /// The value of a character, 0xFF for what is none.
+    static quint8 base64Digit(char c)
+    {
+        static const std::array<quint8, 256> digits = [] {
+            std::array<quint8, 256> values{};
+            values.fill(0xFF);
+            constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+            for (std::size_t i = 0; i < alphabet.size(); ++i)
+                values[quint8(alphabet[i])] = quint8(i);
+            return values;
+        }();
+        return digits[quint8(c)];
+    }
+
+    /// How many bytes there are, -1 when it is no base64, of which the end is filled up with "=".
     static int readBase64(std::string_view text, CAN::CanRxMessage &message)
     {
-        constexpr std::size_t longest = 88;                // for 64 bytes
-        if (text.size() > longest || text.size() % 4 != 0) // what is left over would be ignored
+        constexpr std::size_t longest = 88; // for 64 bytes
+        if (text.size() > longest || text.size() % 4 != 0)
             return -1;
-        const auto decoded = QByteArray::fromBase64Encoding(QByteArray::fromRawData(text.data(), int(text.size())),
-                                                            QByteArray::AbortOnBase64DecodingErrors);
-        if (!decoded)
-            return -1;
-        std::copy_n(decoded.decoded.constData(), std::min<int>(decoded.decoded.size(), sizeof message.data),
-                    message.data);
-        return decoded.decoded.size();
+        const int filled = text.empty() || text.back() != '=' ? 0 : text[text.size() - 2] != '=' ? 1 : 2;
+        text.remove_suffix(std::size_t(filled));
+        quint32 bits = 0;
+        int bitCount = 0;
+        int count = 0;
+        for (const char c : text) {
+            const quint8 digit = base64Digit(c);
+            if (digit == 0xFF)
+                return -1;
+            bits = bits << 6 | digit;
+            bitCount += 6;
+            if (bitCount < 8)
+                continue;
+            bitCount -= 8;
+            if (count < int(sizeof message.data))
+                message.data[count] = quint8(bits >> bitCount);
+            ++count;
+        }
+        return count;
     }
 
     std::string_view row; ///< of look()

@@ -142,6 +142,8 @@ private Q_SLOTS:
     void samplesWithoutAFlawAreCertain();
     void certainOnlyOfLinesThatTheReaderTakes_data() { addSampleRows(); }
     void certainOnlyOfLinesThatTheReaderTakes();
+    void everyLineIsAccountedFor_data() { addSampleRows(); }
+    void everyLineIsAccountedFor();
     void cutSamplesAreNeverTakenForAnotherFormat_data() { addSampleRows(); }
     void cutSamplesAreNeverTakenForAnotherFormat();
     void encodingsAndLineEndsChangeNothing_data() { addSampleRows(); }
@@ -243,6 +245,36 @@ void TestDetect::certainOnlyOfLinesThatTheReaderTakes()
     const auto isLeftOut = [](const auto &fault) { return fault.reason == ImportReport::Reason::NotRead; };
     const auto leftOut = std::count_if(log.report.faults.cbegin(), log.report.faults.cend(), isLeftOut);
     QCOMPARE(log.report.droppedLines, qint64(leftOut));
+}
+
+/// Each line is a frame, blamed for a reason that stands in it, or no frame by the rules of the format.
+void TestDetect::everyLineIsAccountedFor()
+{
+    QFETCH(QString, path);
+    QFETCH(Types, type);
+    if (!type || *type < Type::Candump)
+        return;
+    const QByteArray content = contentOf(path);
+    const PulledLog log = pullLog(*type, content);
+    QVERIFY2(log.ok, qPrintable(log.error));
+    QList<QByteArray> lines = content.split('\n');
+    if (lines.constLast().isEmpty())
+        lines.removeLast();
+    QCOMPARE(log.report.lines, qint64(lines.size()));
+    QCOMPARE(log.report.messages + log.report.otherLines + log.report.droppedLines, log.report.lines);
+    QCOMPARE(qint64(log.report.faults.size()), log.report.faultyLines);
+    QSet<qint64> told;
+    for (const Pulled &pulled : log.frames) {
+        QVERIFY(!told.contains(pulled.line) && pulled.line <= log.report.lines);
+        told.insert(pulled.line);
+    }
+    qint64 dropped = 0;
+    for (const ImportReport::Fault &fault : log.report.faults) {
+        QVERIFY2(fault.toText().size() > 10, qPrintable(fault.toText()));
+        QVERIFY(fault.column >= 1 && fault.column <= lines.at(int(fault.line) - 1).size() + 1);
+        dropped += told.contains(fault.line) ? 0 : 1;
+    }
+    QCOMPARE(dropped, log.report.droppedLines);
 }
 
 void TestDetect::cutSamplesAreNeverTakenForAnotherFormat()

@@ -3,6 +3,7 @@
 
 #include "common/canerrortypes.h"
 #include "common/files.h"
+#include "host/convert/logorigin.h"
 #include "host/store/chunkformat.h"
 #include "host/store/framekind.h"
 #include "host/store/timetext.h"
@@ -23,8 +24,6 @@ constexpr int containerSize = 131072;
 constexpr int headerSize = 144;
 constexpr quint32 writerVersion = 4070100; // of the format: 4.7.1.0
 constexpr quint64 containerHeaderSize = 32;
-constexpr qint64 microsecondsOfSecond = 1000000;
-constexpr qint64 microsecondsOfDay = 86400 * microsecondsOfSecond;
 
 enum ObjectType : quint32 { CanMessage = 1, Container = 10, CanErrorExt = 73, EventComment = 92, CanFdMessage = 100 };
 
@@ -68,10 +67,9 @@ quint8 lengthCode(int length)
     return quint8(9 + (found - canFdLengths.cbegin()));
 }
 
-/// A date in UTC as eight numbers: year, month, day of the week, day, hour, minute, second, millisecond.
-void addDate(QByteArray &bytes, qint64 microseconds)
+/// A date as eight numbers: year, month, day of the week, day, hour, minute, second, millisecond.
+void addDate(QByteArray &bytes, const QDateTime &date)
 {
-    const QDateTime date = QDateTime::fromMSecsSinceEpoch(microseconds / 1000, Qt::UTC);
     const QDate day = date.date();
     const QTime clock = date.time();
     for (const int part : {day.year(), day.month(), day.dayOfWeek() % 7, day.day(), clock.hour(), clock.minute(),
@@ -101,12 +99,14 @@ bool BlfWriter::write(const CAN::CanRxMessage &message, const QString &note)
 {
     last = inMicroseconds(message.timeStamp);
     if (!hasBegun) {
-        // Times of the clock count from the second of the first message, which the header states.
-        start = last < microsecondsOfDay ? 0 : last / microsecondsOfSecond * microsecondsOfSecond;
+        const LogOrigin origin = knownOrAssumedOrigin(logInfo(), last, zone());
+        start = origin.offset;
+        startDate = origin.start;
         hasBegun = true;
     }
     time = (last - start) * 1000;
     countImpossible(message);
+    loseNameOf(message.channel);
     const quint16 channel = channels.numberOf(message);
     switch (kindOf(message)) {
     case FrameKind::Error:
@@ -280,8 +280,8 @@ QByteArray BlfWriter::header(bool isComplete) const
     add(bytes, isComplete ? headerSize + contentSize : 0);
     add(bytes, isComplete ? objectCount : 0);
     bytes.append(4, '\0');
-    addDate(bytes, start);
+    addDate(bytes, startDate);
     if (isComplete)
-        addDate(bytes, last);
+        addDate(bytes, startDate.addMSecs((last - start) / 1000));
     return bytes.leftJustified(headerSize, '\0');
 }

@@ -5,6 +5,7 @@
 #include "host/convert/linewriter.h"
 
 #include <QByteArray>
+#include <QDateTime>
 
 class QIODevice;
 
@@ -35,9 +36,10 @@ private:
     QByteArray content; ///< of the containers that are not written yet
     ChannelsFromOne channels;
     bool hasBegun = false;
-    qint64 start = 0; ///< in microseconds
-    qint64 last = 0;  ///< time of the last message, since 1970 or what the log counts from
-    qint64 time = 0;  ///< of the message at hand, in nanoseconds since the start
+    qint64 start = 0;                                                 ///< in microseconds
+    QDateTime startDate = QDateTime::fromMSecsSinceEpoch(0, Qt::UTC); ///< the same, as the header has it
+    qint64 last = 0; ///< time of the last message, since 1970 or what the log counts from
+    qint64 time = 0; ///< of the message at hand, in nanoseconds since the start
     quint32 objectCount = 0;
     quint64 fileSize = 0;
     quint64 contentSize = 0; ///< as the header counts it

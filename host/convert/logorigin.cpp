@@ -53,6 +53,15 @@ LogOrigin originOf(const LogInfo &info, qint64 firstTime, const QTimeZone &zone)
     return {offset, zeroOf(info, zone).addSecs(offset / second)};
 }
 
+LogOrigin knownOrAssumedOrigin(const LogInfo &info, qint64 firstTime, const QTimeZone &zone)
+{
+    const LogOrigin origin = originOf(info, firstTime, zone);
+    if (origin.start.isValid())
+        return origin;
+    const qint64 offset = firstTime < secondsOfADay * second ? 0 : wholeSecond(firstTime);
+    return {offset, QDateTime::fromSecsSinceEpoch(offset / second, Qt::UTC)};
+}
+
 std::optional<qint64> sinceEpoch(const LogInfo &info, const QTimeZone &zone)
 {
     if (info.timeBase == LogInfo::TimeBase::UnixEpoch)

@@ -20,6 +20,10 @@ struct LogOrigin {
  */
 LogOrigin originOf(const LogInfo &info, qint64 firstTime, const QTimeZone &zone);
 
+/// The same for formats that must have a start: that of a log which does not tell it is the start of 1970, or, when the
+/// first message comes a day or more after that, the date of its second.
+LogOrigin knownOrAssumedOrigin(const LogInfo &info, qint64 firstTime, const QTimeZone &zone);
+
 /// What has to be added to the times of a log to have them since 1970, in microseconds: 0 for one that has them so.
 /// Nothing where the log does not tell when it began. A start without a zone is taken as one of @p zone.
 std::optional<qint64> sinceEpoch(const LogInfo &info, const QTimeZone &zone);

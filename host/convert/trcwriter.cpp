@@ -36,14 +36,6 @@ constexpr qint64 daysUntil1970 = 25569; // since 30 December 1899, the first day
 constexpr quint32 otherError = 8;
 constexpr int highestRemoteLength = 8; // CAN FD has no remote frames
 
-/// Where the times of a log count from that does not tell its start. Readers take an offset as 32 bits, which is not
-/// enough for the seconds since 1970: a time of a day or more counts as such a date.
-LogOrigin unknownOrigin(qint64 firstTime)
-{
-    const qint64 seconds = firstTime / 1000000 < secondsOfADay ? 0 : firstTime / 1000000;
-    return {seconds * 1000000, QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC)};
-}
-
 const char *typeOf(const CAN::CanRxMessage &message)
 {
     switch (kindOf(message)) {
@@ -131,9 +123,7 @@ bool TrcWriter::finish()
 bool TrcWriter::putHeader(const CanTimeStamp &firstTime)
 {
     hasHeader = true;
-    LogOrigin origin = originOf(logInfo(), inMicroseconds(firstTime), zone());
-    if (!origin.start.isValid())
-        origin = unknownOrigin(inMicroseconds(firstTime));
+    const LogOrigin origin = knownOrAssumedOrigin(logInfo(), inMicroseconds(firstTime), zone());
     start = origin.offset;
 
     // Days with ten decimals, which tell 9 microseconds apart; whole numbers, so that each millisecond has one
