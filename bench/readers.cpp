@@ -51,9 +51,11 @@ public:
     void addImportedMessages(const QList<CAN::CanRxMessage> &messages, const QMap<unsigned int, QString> &) override
     {
         if (count == 0)
-            allocationsAtFirstBatch = allocationCount();
+            startCounting();
         count += messages.size();
     }
+    /// The first batch is there.
+    void startCounting() { allocationsAtFirstBatch = allocationCount(); }
     /// Per message, after the first batch: what is needed once does not count.
     double allocationsPerMessage() const
     {
@@ -168,6 +170,7 @@ void inflateContainers(const BenchFormat &, const QString &path, DatachunkHandle
     for (std::thread &thread : threads)
         thread.join();
     static_cast<CountingStore &>(store).count = frameCount;
+    static_cast<CountingStore &>(store).startCounting(); // there are no messages
 }
 
 void pullFrames(const BenchFormat &format, const QString &path, DatachunkHandler &store)
@@ -175,6 +178,8 @@ void pullFrames(const BenchFormat &format, const QString &path, DatachunkHandler
     const std::unique_ptr<FrameReader> reader = makeReader(format.type);
     reader->open(path);
     while (reader->next()) {
+        if (reader->frameCount() == batchSize)
+            static_cast<CountingStore &>(store).startCounting();
     }
     static_cast<CountingStore &>(store).count = reader->frameCount();
 }
