@@ -59,7 +59,7 @@ private Q_SLOTS:
 void CanlogBlfTest::isFound()
 {
     const Outcome outcome = canlog(words("detect good.blf"));
-    QCOMPARE(outcome.out, QByteArray("good.blf: Blf, certain: begins as a binary logging file does\n"));
+    QCOMPARE(outcome.out, QByteArray("good.blf: Blf, certain: begins with LOGG, its mark\n"));
     QCOMPARE(outcome.status, 0);
 }
 
@@ -158,8 +158,8 @@ void CanlogBlfTest::conversionKeepsWhatThereIs()
     const auto frames = [this](const char *arguments) {
         return canlog(words(arguments) + words("--to candump -")).out;
     };
-    QCOMPARE(frames("convert two.blf"), QByteArray("(1.500000) can0 123#1111111111111111\n"
-                                                   "(2.000000) can0 456#1111111111111111\n"));
+    QCOMPARE(frames("convert two.blf"), QByteArray("(1.500000) can0 123#1111111111111111 R\n"
+                                                   "(2.000000) can0 456#1111111111111111 R\n"));
     QCOMPARE(frames("convert good.blf"), frames("convert two.blf"));
 }
 

@@ -339,7 +339,10 @@ Detection detectFormat(QIODevice &device)
     }
     for (const LogFormat &format : logFormats()) {
         if (!format.magic.isEmpty() && beginning.startsWith(format.magic))
-            return {format.type, true, QStringLiteral("begins as a %1 does").arg(format.description), {}};
+            return {format.type,
+                    true,
+                    QStringLiteral("begins with %1, its mark").arg(QString::fromLatin1(format.magic)),
+                    {}};
     }
     if (beginning == QByteArray("SQLite format 3", 16)) // with the zero at its end
         return convertedLog(QStringLiteral("is a SQLite database"));
