@@ -351,9 +351,7 @@ void CanlogConvertTest::whatIsLeftOutIsTold()
     QCOMPARE(outcome.out, content(QStringLiteral("out.log")));
 
     outcome = canlog(store + words("out.trc"));
-    QCOMPARE(outcome.err,
-             QByteArray("canlog: out.trc: warning: trc has no place for everything: 1 error state indicator (left "
-                        "out)\n"));
+    QCOMPARE(outcome.err, QByteArray()); // all that these messages say has a place there
     for (const char *name : {"out.asc", "out.csv", "out.json", "out.db"}) {
         outcome = canlog(store + words(name));
         QCOMPARE(outcome.err, QByteArray());
