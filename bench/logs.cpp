@@ -7,6 +7,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace
@@ -193,6 +194,67 @@ QByteArray genericLine(int number)
            + '\n';
 }
 
+QByteArray busmasterLine(int number)
+{
+    const BenchFrame frame(number);
+    return clock(frame).replace('.', ':') + QByteArray::number(frame.microseconds / 100 % 10) + " Rx 1 0x"
+           + hexId(frame) + " s 8 " + hexBytes(frame, ' ') + " \n";
+}
+
+QByteArray gvretLine(int number)
+{
+    const BenchFrame frame(number);
+    return QByteArray::number(frame.microseconds) + ',' + hexId(frame).rightJustified(8, '0') + ",false,Rx,0,8,"
+           + hexBytes(frame, ',') + ",\n";
+}
+
+QByteArray pythonCanLine(int number)
+{
+    const BenchFrame frame(number);
+    return seconds(frame, epoch) + ",0x" + hexId(frame).toLower() + ",0,0,0,8,"
+           + QByteArray::fromHex(hexBytes(frame)).toBase64() + '\n';
+}
+
+QByteArray semicolonLine(int number)
+{
+    const BenchFrame frame(number);
+    return seconds(frame, epoch) + ";1;" + hexId(frame) + ";0;8;8;0;0;0;0;0;" + hexBytes(frame) + '\n';
+}
+
+/// The formats that numbered readers have, too, as the readers of today's logs read them.
+QVector<BenchFormat> withTwins(QVector<BenchFormat> formats)
+{
+    using namespace DatachunkHelper;
+    static const struct {
+        const char *twin;
+        const char *name;
+        ImportFileType type;
+    } twins[] = {
+        {"candump log file", "candump log file, 21", Candump},
+        {"candump screen", "candump screen, 21", Candump},
+        {"Vector ASC", "Vector ASC, 22", VectorAsc},
+        {"Vector ASC, no bit count", "ASC, no bits, 22", VectorAsc},
+        {"Vector ASC, CAN FD", "ASC, CAN FD, 22", VectorAsc},
+        {"PCAN trace 1.1", "PCAN trace 1.1, 23", PcanTrace},
+        {"PCAN trace 1.3", "PCAN trace 1.3, 23", PcanTrace},
+        {"PCAN trace 2.0", "PCAN trace 2.0, 23", PcanTrace},
+        {"PCAN trace 2.1", "PCAN trace 2.1, 23", PcanTrace},
+    };
+    const QVector<BenchFormat> numbered = formats;
+    for (const auto &twin : twins) {
+        for (BenchFormat format : numbered) {
+            if (std::strcmp(format.name, twin.twin) != 0)
+                continue;
+            format.twin = format.name;
+            format.name = twin.name;
+            format.type = twin.type;
+            format.deliversAtOnce = false;
+            formats.append(format);
+        }
+    }
+    return formats;
+}
+
 } // namespace
 
 const QVector<BenchFormat> &benchFormats()
@@ -202,7 +264,7 @@ const QVector<BenchFormat> &benchFormats()
     static const QByteArray ascStart = "date Fri Aug 17 02:14:44.000 pm 2012\nbase hex  timestamps absolute\n";
     static const QByteArray ascPlainStart = ascStart + "no internal events logged\nBegin Triggerblock\n";
     static const QByteArray traceStartTime = ";$STARTTIME=41138.5935648148\n";
-    static const QVector<BenchFormat> formats{
+    static const QVector<BenchFormat> formats = withTwins({
         {"candump log file", ".log", candumpLogLine, SocketCanDump},
         {"candump screen", ".log", candumpScreenLine, SocketCanDump},
         {"Kvaser text log", ".txt", kvaserTxtLine, KvaserTxtLog, "Format of data field: HEX\nTrigger\n"},
@@ -222,8 +284,15 @@ const QVector<BenchFormat> &benchFormats()
         {"CoCTT", ".txt", cocttLine, CoCTTLog, {}, ' ', true},
         {"Ixxat", ".csv", ixxatLine, IxxatLog, "No,Bus,Time,Type,ID (hex),DLC,Data (hex)\n", ',', true},
         {"generic", ".txt", genericLine, GenericFile, {}, ' ', true},
+        {"BUSMASTER", ".log", busmasterLine, BusmasterLog,
+         "***BUSMASTER Ver 3.2.2***\n***PROTOCOL CAN***\n***HEX***\n***SYSTEM MODE***\n"},
+        {"GVRET CSV", ".csv", gvretLine, GvretCsv, "Time Stamp,ID,Extended,Dir,Bus,LEN,D1,D2,D3,D4,D5,D6,D7,D8\n", ','},
+        {"python-can CSV", ".csv", pythonCanLine, PythonCanCsv,
+         "timestamp,arbitration_id,extended,remote,error,dlc,data\n", ','},
+        {"semicolon CSV", ".csv", semicolonLine, SemicolonCsv,
+         "TimestampEpoch;BusChannel;ID;IDE;DLC;DataLength;Dir;EDL;BRS;ESI;RTR;DataBytes\n", ';'},
         {"BLF", ".blf", nullptr, Blf},
-    };
+    });
     return formats;
 }
 

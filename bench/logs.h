@@ -17,6 +17,7 @@ struct BenchFormat {
     QByteArray header = {};      ///< lines before the first frame
     char separator = ' ';        ///< of the columns; the bytes in the last one have blanks between them
     bool deliversAtOnce = false; ///< all messages in one list, not in batches
+    const char *twin = nullptr;  ///< the other format that the same lines are read as; null: they are this one's own
 };
 
 const QVector<BenchFormat> &benchFormats();

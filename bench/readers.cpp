@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Times every reader beside two measures taken on the same file in the same run:
+// Times every reader beside three measures taken on the same file in the same run:
 //
+//   lines   read the file and find the line ends, nothing else
 //   floor   read the file, find the line ends, append a default record a line to a new list per batch, deliver
 //   plain   what one writes with Qt at first: readLine, simplified, split, toUInt of every field, append, deliver
 //
-// Both deliver in batches or all at once, as the reader does.
+// The last two deliver in batches or all at once, as the reader does.
 //
 // Of a binary log the floor is to inflate what zlib compressed, in as many threads as there are processors, and the
 // library's part is to pull the frames; there is no plain way.
@@ -35,6 +36,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace
@@ -63,6 +65,25 @@ public:
 private:
     long long allocationsAtFirstBatch = 0;
 };
+
+/// What nobody can do without: the lines of the file at @p path, counted.
+int readLines(const QString &path)
+{
+    QFile file(path);
+    int count = 0;
+    char block[65536];
+    for (qint64 size = 0; file.isOpen() || file.open(QIODevice::ReadOnly | QIODevice::Unbuffered);) {
+        if ((size = file.read(block, sizeof block)) <= 0)
+            break;
+        const char *at = block;
+        const char *const end = block + size;
+        while ((at = static_cast<const char *>(std::memchr(at, '\n', std::size_t(end - at))))) {
+            ++at;
+            ++count;
+        }
+    }
+    return count;
+}
 
 /// How many messages @p format delivers together.
 int batchSizeOf(const BenchFormat &format)
@@ -192,24 +213,49 @@ void measure(const std::string &name, const BenchFormat &format, const QString &
         ->Repetitions(5);
 }
 
+void measureLines(const BenchFormat &format, const QString &path, int lineCount)
+{
+    const auto run = [&format, path, lineCount](benchmark::State &state) {
+        makeLog(format, path);
+        for (auto _ : state) {
+            if (readLines(path) != lineCount) {
+                std::fprintf(stderr, "bench_readers: not every line was found\n");
+                std::exit(1);
+            }
+        }
+    };
+    benchmark::RegisterBenchmark((std::string(format.name) + "/lines").c_str(), run)
+        ->Unit(benchmark::kMillisecond)
+        ->MeasureProcessCPUTime()
+        ->UseRealTime()
+        ->Repetitions(5);
+}
+
 void printTable(const LowestTimes &times, const QTemporaryDir &folder)
 {
-    std::printf("\n%-24s %10s %10s %16s %10s %10s\n", "format", "ns/line", "MB/s", "allocations/line", "x floor",
-                "x plain");
+    std::printf("\n%-24s %10s %10s %16s %10s %10s %10s %10s\n", "format", "ns/line", "MB/s", "allocations/line",
+                "x lines", "x floor", "x plain", "x numbered");
     for (const BenchFormat &format : benchFormats()) {
         const std::string name = format.name;
         const double ours = times.milliseconds(name + "/library");
         const double floor = times.milliseconds(name + "/floor");
         const double plain = times.milliseconds(name + "/plain");
-        if (ours == 0 || floor == 0 || (plain == 0 && format.line))
+        const double lines = times.milliseconds(name + "/lines");
+        if (ours == 0)
             continue;
+        const double twin = format.twin ? times.milliseconds(std::string(format.twin) + "/library") : 0;
         const double nanosecondsPerLine = ours * 1e6 / frameCount;
         const double bytesPerLine = double(QFileInfo(folder.filePath(QLatin1String(format.name))).size()) / frameCount;
-        std::printf("%-24s %10.1f %10.1f %16.4f %10.2f %10.2f\n", format.name, nanosecondsPerLine,
-                    bytesPerLine * 1000 / nanosecondsPerLine, times.counter(name + "/library", "allocations/line"),
-                    ours / floor, plain / ours);
+        std::printf("%-24s %10.1f %10.1f %16.4f", format.name, nanosecondsPerLine,
+                    bytesPerLine * 1000 / nanosecondsPerLine, times.counter(name + "/library", "allocations/line"));
+        // What a filter left out was not measured.
+        for (const auto &[time, of] :
+             {std::pair(ours, lines), std::pair(ours, floor), std::pair(plain, ours), std::pair(ours, twin)})
+            time > 0 && of > 0 ? std::printf(" %10.2f", time / of) : std::printf(" %10s", "-");
+        std::printf("\n");
     }
-    std::printf("x floor: times the floor's time, lower is better; x plain: times faster than the plain Qt loop\n");
+    std::printf("x lines, x floor: times the time of these, lower is better; x plain: times faster than the plain Qt "
+                "loop;\nx numbered: times the time of the numbered reader of the same lines, lower is better\n");
 }
 
 } // namespace
@@ -219,7 +265,7 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QTemporaryDir folder;
 
-    // The three of a format take turns: what else the machine does then disturbs each of them alike.
+    // Those of a format take turns: what else the machine does then disturbs each of them alike.
     std::vector<char *> arguments(argv, argv + argc);
     char takeTurns[] = "--benchmark_enable_random_interleaving=true";
     arguments.insert(arguments.begin() + 1, takeTurns);
@@ -234,6 +280,7 @@ int main(int argc, char **argv)
             continue;
         }
         const int lineCount = frameCount + format.header.count('\n');
+        measureLines(format, path, lineCount);
         measure("/floor", format, path, lineCount, readFloor);
         measure("/plain", format, path, lineCount, readPlain);
         measure("/library", format, path, frameCount, readLog);

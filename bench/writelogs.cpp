@@ -20,6 +20,8 @@ int main(int argc, char **argv)
     }
     const QDir folder(arguments.at(2));
     for (const BenchFormat &format : benchFormats()) {
+        if (format.twin)
+            continue; // the same lines
         const QString path = folder.filePath(QLatin1String(format.name) + QLatin1String(format.suffix));
         if (!writeLog(format, path, frames)) {
             std::fprintf(stderr, "bench_logs: cannot write %s\n", qPrintable(path));

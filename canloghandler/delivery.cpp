@@ -31,6 +31,9 @@ bool Delivery::run(const QString &path, QIODevice *device)
     if (handler && !ok && isOneList)
         handler->lastErrorText = isOpen && !reader->errorString().isEmpty() ? reader->errorString()
                                                                             : CANLogHandler::noErrorText(format.type);
+    // Of the earlier formats that fail in the midst of their batches the report tells why, and nothing else.
+    if (handler && isOpen && reader->failed() && !isOneList && format.type > DatachunkHelper::GenericFile)
+        handler->lastErrorText = reader->errorString();
     return ok && handler;
 }
 

@@ -110,5 +110,5 @@ target_include_directories(CANLogHandler PUBLIC
 target_compile_definitions(CANLogHandler PUBLIC $<$<NOT:$<BOOL:${BUILD_SHARED_LIBS}>>:CANLOGHANDLER_STATIC_DEFINE>)
 target_link_libraries(CANLogHandler
   PUBLIC Qt${CANLOGHANDLER_QT}::Core
-  PRIVATE QuaZip::QuaZip ZLIB::ZLIB
+  PRIVATE QuaZip::QuaZip ZLIB::ZLIB Threads::Threads
 )

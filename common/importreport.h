@@ -11,7 +11,8 @@
 
 /**
  * What became of the lines of one log: a plain value. Each line read is a message, a line that was dropped, or another
- * line: a header, a comment or an event, which by the rules of the format is no frame.
+ * line: a header, a comment or an event, which by the rules of the format is no frame. Of a binary log each object
+ * counts as a line, see unit.
  *
  * Lines are faulty when they were dropped although they should be frames, or when something in them could not be read
  * and counts as 0.

@@ -302,6 +302,9 @@ private:
 
     bool readData(int first, CAN::CanRxMessage &message)
     {
+        const char *const even = base == 16 ? fields.threeApart(first, message.dlc) : nullptr;
+        if (even && ByteNumbers::readSpacedBytes(even, message.data, message.dlc))
+            return true;
         for (int i = 0; i < message.dlc; ++i) {
             const std::string_view field = fields[first + i];
             quint32 number = 0;

@@ -490,6 +490,9 @@ private:
         }
         if (fields[first].find('`') != std::string_view::npos)
             return readReversed(fields[first], message);
+        const char *const even = fields.threeApart(first, message.dlc);
+        if (even && ByteNumbers::readSpacedBytes(even, message.data, message.dlc))
+            return true;
         for (int i = 0; i < message.dlc; ++i) {
             if (readScreenByte(fields[first + i], message.data[i]))
                 continue;

@@ -104,15 +104,6 @@ LogFormat withColumns(LogFormat format)
     return format;
 }
 
-/// PCAN traces with a comma in their times, which only the readers of a single version take.
-QVector<LineSign> traceWithCommas(const char *otherVersion, const char *version, const char *frame)
-{
-    return {{Role::Never, 0, "", otherVersion},
-            {Role::Sign, 100, "version line", version},
-            {Role::Frame, 50, "frames of this version with a comma in the time", frame},
-            {Role::Ordinary, 0, "", R"(^\s*(?:;|\d+\)?\s))"}};
-}
-
 LogFormat peakTrace(ImportFileType type, const char *shortName, const char *description)
 {
     return asOneList(row(type, shortName, description, ".trc", "peaktrace", makePeakTrace));
@@ -142,23 +133,11 @@ const QVector<LogFormat> &logFormats()
             {{Role::Frame, 60, "frames with a length in parentheses",
               R"(^\s*%t\s+(?:%h{1,8}(?:/\S*)?|\S*Error\S*)\s+\(\d{1,3}\):\s)"}},
             withNotes(row(NorvikTxt, "norvik", "Norvik text log", ".txt", "norviktxtfile", make<makeNorvikTxtReader>))),
-        looksLike(traceWithCommas(R"(^;\$FILEVERSION=(?!1\.1\s*$))", R"(^;\$FILEVERSION=1\.1\s*$)",
-                                  R"(^\s*\d+\)\s+\d+,\d+\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-                  withNotes(peakTrace(PeakTraceV11, "trc11", "PCAN trace, version 1.1"))),
-        looksLike(traceWithCommas(R"(^;\$FILEVERSION=(?!1\.2\s*$))", R"(^;\$FILEVERSION=1\.2\s*$)",
-                                  R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+\d{1,2}\s)"),
-                  withNotes(peakTrace(PeakTraceV12, "trc12", "PCAN trace, version 1.2"))),
-        looksLike(traceWithCommas(R"(^;\$FILEVERSION=(?!1\.3\s*$))", R"(^;\$FILEVERSION=1\.3\s*$)",
-                                  R"(^\s*\d+\)\s+\d+,\d+\s+\d{1,2}\s+(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+-\s+\d{1,2}\s)"),
-                  withNotes(peakTrace(PeakTraceV13, "trc13", "PCAN trace, version 1.3"))),
-        looksLike(
-            traceWithCommas(R"(^;\$FILEVERSION=(?!2\.0\s*$))", R"(^;\$FILEVERSION=2\.0\s*$)",
-                            R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+\d{1,3}\s)"),
-            peakTrace(PeakTraceV20, "trc20", "PCAN trace, version 2.0")),
-        looksLike(
-            traceWithCommas(R"(^;\$FILEVERSION=(?!2\.1\s*$))", R"(^;\$FILEVERSION=2\.1\s*$)",
-                            R"(^\s*\d+\s+\d+,\d+\s+(?:DT|RR|FD|FB)\s+(?:\d{1,2}\s+)?%h{4,8}\s+[RT]x\s+-\s+\d{1,3}\s)"),
-            peakTrace(PeakTraceV21, "trc21", "PCAN trace, version 2.1")),
+        withNotes(peakTrace(PeakTraceV11, "trc11", "PCAN trace, version 1.1")),
+        withNotes(peakTrace(PeakTraceV12, "trc12", "PCAN trace, version 1.2")),
+        withNotes(peakTrace(PeakTraceV13, "trc13", "PCAN trace, version 1.3")),
+        peakTrace(PeakTraceV20, "trc20", "PCAN trace, version 2.0"),
+        peakTrace(PeakTraceV21, "trc21", "PCAN trace, version 2.1"),
         row(SocketCanDump, "", "SocketCAN candump, screen or log-file form", ".log", "socketcandump",
             make<makeSocketCanDumpReader>),
         looksLike({{Role::Never, 0, "", R"(^\s*(?:base\s+(?:hex|dec)\b|(?i:Begin Triggerblock)))"},
@@ -230,13 +209,14 @@ const QVector<LogFormat> &logFormats()
               R"((?i:^\s*(?:-?%t\s|//|;|date\s|(?:no\s+)?internal event|End TriggerBlock|DateTime)))"}},
             today(VectorAsc, "asc", "Vector ASC log, every dialect", ".asc", "vectorasc", make<makeVectorAscReader>)),
         looksLike(
-            {{Role::Sign, 110, "version line", R"(^;\$FILEVERSION=[1-3]\.\d\s*$)"},
+            {{Role::Sign, 100, "version line", R"(^;\$FILEVERSION=[1-3]\.\d\s*$)"},
              {Role::Sign, 40, "column line", R"(^;\$COLUMNS=[A-Za-z,]+\s*$)"},
              {Role::Frame, 50, "frames of version 1",
-              R"(^\s*\d+\)\s+\d+(?:\.\d+)?\s+(?:\d{1,2}\s+)?(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+(?:-\s+)?\d{1,2}\s)"},
+              R"(^\s*\d+\)\s+\d+(?:[.,]\d+)?\s+(?:\d{1,2}\s+)?(?:Rx|Tx|Warng|Error)\s+%h{4,8}\s+(?:-\s+)?\d{1,2}\s)"},
              {Role::Frame, 50, "frames of version 1.0",
               R"(^\s*\d+\)\s+\d+\s+(?:%h{4}|%h{8})\s+[0-8](?:\s+(?:RTR|ERROR|%h{2})\s|\s*$))"},
-             {Role::Frame, 50, "frames of version 2", R"(^\s*\d+\s+\d+\.\d+\s+(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV)\s)"},
+             {Role::Frame, 50, "frames of version 2",
+              R"(^\s*\d+\s+\d+[.,]\d+\s+(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV)\s)"},
              // With a version line the columns may stand in any order, and the numbers without a parenthesis.
              {Role::Ordinary, 0, "", R"(^\s*(?:;|\d.*\s(?:DT|RR|FD|FB|FE|BI|XL|ER|ST|EC|EV|Rx|Tx|Warng|Error)\s))"}},
             today(PcanTrace, "trc", "PCAN trace, every version", ".trc", "pcantrace", make<makePcanTraceReader>)),

@@ -172,7 +172,10 @@ private:
         }
         message.dlc = quint8(bytes);
         message.isFd = bytes > mostBytes;
-        for (int i = 0; i < std::min(int(bytes), mostBytes); ++i) {
+        const int present = std::min(int(bytes), mostBytes);
+        const char *const even = fields.threeApart(data, present);
+        for (int i = even && ByteNumbers::readSpacedBytes(even, message.data, present) ? present : 0; i < present;
+             ++i) {
             const std::string_view byte = field(data + i);
             if (ByteNumbers::readHexByte(byte, message.data[i]))
                 continue;

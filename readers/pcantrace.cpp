@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
 // PCAN traces. The version stands in the header, or, as 1.0 has none, shows in the columns:
 //
@@ -192,7 +193,7 @@ private:
     {
         ByteNumbers::Decimal number;
         constexpr quint64 mostDays = 100000;
-        if (!readDecimal(days, number) || number.isNegative || number.whole > mostDays)
+        if (!readDecimal(withPoint(days), number) || number.isNegative || number.whole > mostDays)
             return;
         constexpr double millisecondsOfDay = 86400000;
         const auto milliseconds = qRound64(double(number.billionths) / 1e9 * millisecondsOfDay);
@@ -310,12 +311,24 @@ private:
     bool readTime(CAN::CanRxMessage &message)
     {
         qint64 time = 0;
-        if (!ByteNumbers::readMilliseconds(fields[columns.time], time)) {
-            drop(tr("the time is not decimal milliseconds"), fields[columns.time]);
+        const std::string_view field = fields[columns.time];
+        if (!ByteNumbers::readMilliseconds(field, time) && !ByteNumbers::readMilliseconds(withPoint(field), time)) {
+            drop(tr("the time is not decimal milliseconds"), field);
             return false;
         }
         message.timeStamp = ByteNumbers::timeStamp(time);
         return true;
+    }
+
+    /// A number with the decimal comma that tools write where that is the custom, with a point; others as they are.
+    std::string_view withPoint(std::string_view number)
+    {
+        const auto comma = number.find(',');
+        if (comma == std::string_view::npos || number.size() > 64 || number.find('.') != std::string_view::npos)
+            return number;
+        pointed = number;
+        pointed[comma] = '.';
+        return pointed;
     }
 
     bool readOldRow(CAN::CanRxMessage &message)
@@ -499,6 +512,10 @@ private:
 
     bool readBytes(int first, CAN::CanRxMessage &message)
     {
+        const char *const even = fields.threeApart(first, message.dlc);
+        if (even && fields.count() == first + message.dlc
+            && ByteNumbers::readSpacedBytes(even, message.data, message.dlc))
+            return true;
         for (int i = 0; i < message.dlc; ++i) {
             const std::string_view field = fields[first + i];
             if (field.size() == 2 && ByteNumbers::readHexByte(field, message.data[i]))
@@ -520,6 +537,7 @@ private:
     int version = 0;   ///< ten times; 0 while it is not known
     bool hasColumns = false;
     bool hasRows = false;
+    std::string pointed;   ///< a number whose comma became a point
     Columns headerColumns; ///< that the header names
     Columns columns;       ///< of the rows
 };

@@ -427,6 +427,9 @@ private:
 
     bool readBytes(int first, CAN::CanRxMessage &message, bool isHex)
     {
+        const char *const even = isHex ? fields.threeApart(first, message.dlc) : nullptr;
+        if (even && ByteNumbers::readSpacedBytes(even, message.data, message.dlc))
+            return true;
         const int present = fields.count() - first;
         for (int i = 0; i < message.dlc; ++i) {
             if (i >= present)

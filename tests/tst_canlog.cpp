@@ -230,7 +230,7 @@ void TestCanlog::wrongUsage_data()
     QTest::newRow("import without a file")
         << words("import --store s")
         << QByteArray("canlog: import needs at least one FILE; try 'canlog import --help'\n");
-    for (const char *type : {"nonsense", "3", "4", "28", "-1", "011", "QclZipArchiv"}) {
+    for (const char *type : {"nonsense", "3", "4", "29", "-1", "011", "QclZipArchiv"}) {
         QTest::addRow("import as %s", type)
             << QStringList{QStringLiteral("import"), QStringLiteral("--type"), QString::fromLatin1(type),
                            QStringLiteral("small.log")}

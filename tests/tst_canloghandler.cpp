@@ -24,7 +24,7 @@ const auto candump = DatachunkHelper::SocketCanDump;
 const QList<int> notYetBuilt{};
 
 /// Types that stand for nothing and never get a loader.
-const QList<int> withoutLoader{-2147483647 - 1, -20, -11, -1, 3, 10, 16, 28, 29, 30, 31, 32, 256 + 11, 2147483647};
+const QList<int> withoutLoader{-2147483647 - 1, -20, -11, -1, 3, 10, 16, 29, 30, 31, 32, 256 + 11, 2147483647};
 
 bool isFormatOfItsOwn(int type)
 {
@@ -820,7 +820,7 @@ void CANLogHandlerTest::logInfoIsThatOfTheLatestImport()
     QVERIFY(!info.startHasZone);
     QVERIFY(info.channelNames.isEmpty());
     // Of what is no log nothing is known.
-    QVERIFY(!host.handler.loadFile(named.path(), fileType(28), QString(), false));
+    QVERIFY(!host.handler.loadFile(named.path(), fileType(29), QString(), false));
     QVERIFY(!host.handler.getLogInfo().start.isValid());
 }
 
@@ -833,7 +833,7 @@ void CANLogHandlerTest::failedImportsLeaveTheErrorTextEmpty()
     host.store.qclResult = false;
     QCOMPARE(host.handler.loadFile(folder.filePath(QStringLiteral("missing.log")), candump, QString(), false), false);
     QCOMPARE(host.handler.loadFile(file.path(), fileType(3), QString(), false), false);
-    QCOMPARE(host.handler.loadFile(file.path(), fileType(28), QString(), false), false);
+    QCOMPARE(host.handler.loadFile(file.path(), fileType(29), QString(), false), false);
     QCOMPARE(host.handler.loadFile(file.path(), DatachunkHelper::QclFile, QString(), false), false);
     QCOMPARE(host.handler.getLastErrorText(), QString());
     QVERIFY(host.store.calls().filter(QStringLiteral("setLastErrorText")).isEmpty());

@@ -53,7 +53,6 @@ struct SampleFolder {
 const QVector<SampleFolder> &sampleFolders()
 {
     static const QVector<SampleFolder> folders{
-        {"blf", Type::Blf},
         {"busmasterlog", Type::BusmasterLog},
         {"candump", Type::Candump},
         {"coctt", Type::CoCTTLog},
@@ -136,6 +135,7 @@ class TestDetect : public QObject
 
 private Q_SLOTS:
     void everySampleIsListed();
+    void binaryLogs();
     void samples_data() { addSampleRows(); }
     void samples();
     void samplesWithoutAFlawAreCertain_data() { addSampleRows(); }
@@ -178,6 +178,7 @@ void TestDetect::everySampleIsListed()
     QStringList folders = data.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     folders.removeAll(QStringLiteral("chunk")); // no text: chunkFiles()
     folders.removeAll(QStringLiteral("archive"));
+    folders.removeAll(QStringLiteral("blf")); // binaryLogs()
     QVERIFY(!folders.isEmpty());
     for (QString &folder : folders)
         folder = data.filePath(folder);
@@ -185,6 +186,18 @@ void TestDetect::everySampleIsListed()
     for (const QString &folder : folders) {
         for (const QFileInfo &file : QDir(folder).entryInfoList(QDir::Files))
             QVERIFY2(listed.contains(file.canonicalFilePath()), qUtf8Printable(file.filePath()));
+    }
+}
+
+/// Whose first bytes leave no doubt, whatever follows.
+void TestDetect::binaryLogs()
+{
+    const QFileInfoList files = QDir(QStringLiteral(CANLOG_TEST_DATA "/blf")).entryInfoList(QDir::Files);
+    QVERIFY(!files.isEmpty());
+    for (const QFileInfo &file : files) {
+        const Detection detection = detectFormat(file.filePath());
+        QCOMPARE(detection.type, Types(Type::Blf));
+        QVERIFY(detection.isCertain);
     }
 }
 
@@ -293,15 +306,14 @@ void TestDetect::tracesWithCommas_data()
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<Types>("type");
     const auto row = [](const char *content, Types type) { QTest::newRow(content) << QByteArray(content) << type; };
-    // Only the readers of a single version take a comma in the time.
-    row("1) 1250,5 Rx 0123 2 AA BB\n", Type::PeakTraceV11);
-    row("1) 1250,5 1 Rx 0123 2 AA BB\n", Type::PeakTraceV12);
-    row("1) 1250,5 1 Rx 0123 - 2 AA BB\n", Type::PeakTraceV13);
-    row(";$COLUMNS=N,O,T,I,d,l,D\n1 1250,500 DT 0123 Rx 2 AA BB\n", Type::PeakTraceV20);
-    row(";$COLUMNS=N,O,T,I,d,R,l,D\n1 1250,500 DT 0123 Rx - 2 AA BB\n", Type::PeakTraceV21);
-    row(";$FILEVERSION=1.1\n1) 1250,5 Rx 0123 2 AA BB\n2) 1260,0 Rx 0123 2 AA BB\n", Type::PeakTraceV11);
-    row(";$FILEVERSION=1.3\n1) 1250,5 1 Rx 0123 - 2 AA BB\n", Type::PeakTraceV13);
-    row(";$FILEVERSION=2.1\n;$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1250,500 DT 1 0123 Rx - 2 AA BB\n", Type::PeakTraceV21);
+    row("1) 1250,5 Rx 0123 2 AA BB\n", Type::PcanTrace);
+    row("1) 1250,5 1 Rx 0123 2 AA BB\n", Type::PcanTrace);
+    row("1) 1250,5 1 Rx 0123 - 2 AA BB\n", Type::PcanTrace);
+    row(";$COLUMNS=N,O,T,I,d,l,D\n1 1250,500 DT 0123 Rx 2 AA BB\n", Type::PcanTrace);
+    row(";$COLUMNS=N,O,T,I,d,R,l,D\n1 1250,500 DT 0123 Rx - 2 AA BB\n", Type::PcanTrace);
+    row(";$FILEVERSION=1.1\n1) 1250,5 Rx 0123 2 AA BB\n2) 1260,0 Rx 0123 2 AA BB\n", Type::PcanTrace);
+    row(";$FILEVERSION=1.3\n1) 1250,5 1 Rx 0123 - 2 AA BB\n", Type::PcanTrace);
+    row(";$FILEVERSION=2.1\n;$COLUMNS=N,O,T,B,I,d,R,L,D\n1 1250,500 DT 1 0123 Rx - 2 AA BB\n", Type::PcanTrace);
 }
 
 void TestDetect::tracesWithCommas()
@@ -309,7 +321,10 @@ void TestDetect::tracesWithCommas()
     QFETCH(QByteArray, content);
     QFETCH(Types, type);
     QCOMPARE(typeOf(content), type);
-    QVERIFY(!pullLog(*type, content).frames.isEmpty());
+    const PulledLog log = pullLog(*type, content);
+    QVERIFY(!log.frames.isEmpty());
+    QCOMPARE(log.frames.constFirst().frame.timeStamp.microseconds, 250500);
+    QCOMPARE(log.report.faultyLines, 0);
     QCOMPARE(typeOf(content.replace("1250,", "1250.").replace("1260,", "1260.")), Types(Type::PcanTrace));
 }
 

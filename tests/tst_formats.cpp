@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "bench/logs.h"
 #include "host/reading/detect.h"
 #include "readers/formats.h"
 #include "readers/framereader.h"
@@ -58,6 +59,8 @@ private Q_SLOTS:
     void hasSamplesThatAreReadAndFound();
     void hasASectionInTheDocument_data() { addRows(); }
     void hasASectionInTheDocument();
+    void hasALogToMeasure_data() { addRows(); }
+    void hasALogToMeasure();
     void foldersOfSamplesBelongToAFormat();
 
 private:
@@ -151,6 +154,23 @@ void FormatsTest::hasASectionInTheDocument()
     QVERIFY2(anchors.contains(match.captured(2)), qPrintable(match.captured(2)));
     for (const QString &name : format.shortNames)
         QVERIFY2(match.captured(0).contains(QLatin1Char('`') + name + QLatin1Char('`')), qPrintable(name));
+}
+
+void FormatsTest::hasALogToMeasure()
+{
+    const LogFormat &format = row();
+    const auto found = std::find_if(benchFormats().cbegin(), benchFormats().cend(),
+                                    [&](const BenchFormat &bench) { return bench.type == format.type; });
+    QVERIFY2(found != benchFormats().cend(), "bench/logs.cpp writes none");
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("log"));
+    QVERIFY(writeLog(*found, path, 100));
+    const std::unique_ptr<FrameReader> reader = makeReader(format.type);
+    QVERIFY(reader->open(path));
+    while (reader->next()) {
+    }
+    QCOMPARE(reader->frameCount(), qint64(100));
+    QCOMPARE(reader->report().faultyLines, qint64(0));
 }
 
 void FormatsTest::foldersOfSamplesBelongToAFormat()

@@ -136,6 +136,10 @@ void TestPcanTrace::versions_data()
     row("3.0, identifier of three digits", v30, "1 2500.123 DT 1 123 Rx - - - - - 3 0C 1D 2E",
         frame(0x123, "0C1D2E").at(2, 500123).channel(1).rx());
     row("3.0, CAN XL is not read, which is told", v30, "1 2500.123 XL 1 123 Rx 45 E0 00000000 0 0 3 0C 1D 2E", lost());
+    row("1.1, decimal comma", v11, "1) 2500,1 Rx 0123 1 0C", frame(0x123, "0C").at(2, 500100).rx());
+    row("2.1, decimal comma", v21, "1 2500,123 DT 1 0123 Rx - 1 0C", frame(0x123, "0C").at(2, 500123).channel(1).rx());
+    row("1.1, two commas", v11, "1) 2,500,1 Rx 0123 1 0C", lost("time"));
+    row("1.1, comma and point", v11, "1) 2,500.1 Rx 0123 1 0C", lost("time"));
     row("2.1, an error frame that is cut off", v21, "6 2500.128 ER 1 - Rx - 5 04 00 03", lost("error frame"));
     row("numbers that begin again", v11,
         "     1)      2500.1  Rx         0123  1  11\n     1)      2500.2  Rx         0123  1  22",

@@ -274,7 +274,8 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption(storeOption());
     parser.addOption(
         {QStringLiteral("report"), QStringLiteral("Lists the lines that were dropped or could be read in part only, as "
-                                                  "FILE:LINE:COLUMN: REASON, the first %1 of each file.")
+                                                  "FILE:LINE:COLUMN: REASON, the first %1 of each file; of a "
+                                                  "BLF file as FILE: object N, byte N: REASON.")
                                        .arg(ImportReport::maxFaults)});
     parser.addOption({QStringLiteral("strict"), QStringLiteral("Ends with 1 when there is such a line.")});
     parser.addOption({QStringLiteral("again"),

@@ -81,18 +81,39 @@ void ByteFields::splitAtBlanks(std::string_view line)
         add(fieldBegin, lineEnd);
 }
 
+/// Which of the bytes at @p bytes, at most 64, are @p wanted: a bit each, the first one lowest.
+static quint64 bitsOf(char wanted, const char *bytes, std::size_t count)
+{
+    quint64 bits = 0;
+    std::size_t done = 0;
+#ifdef __SSE2__
+    const __m128i sixteen = _mm_set1_epi8(wanted);
+    for (; done + 16 <= count; done += 16) {
+        const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + done));
+        bits |= quint64(unsigned(_mm_movemask_epi8(_mm_cmpeq_epi8(text, sixteen)))) << done;
+    }
+#endif
+    for (; done < count; ++done)
+        bits |= quint64(bytes[done] == wanted) << done;
+    return bits;
+}
+
 void ByteFields::split(std::string_view line, char separator)
 {
     used = 0;
     lineEnd = line.data() + line.size();
+    constexpr std::size_t blockSize = 64;
     const char *begin = line.data();
-    while (used < maxCount) {
-        const auto *const end =
-            begin == lineEnd ? nullptr
-                             : static_cast<const char *>(std::memchr(begin, separator, std::size_t(lineEnd - begin)));
-        add(begin, end ? end : lineEnd);
-        if (!end)
-            return;
-        begin = end + 1;
+    for (std::size_t done = 0; done < line.size(); done += blockSize) {
+        const char *const block = line.data() + done;
+        for (quint64 ends = bitsOf(separator, block, std::min(line.size() - done, blockSize)); ends != 0;
+             ends &= ends - 1) {
+            const char *const end = block + qCountTrailingZeroBits(ends);
+            add(begin, end);
+            if (used == maxCount)
+                return;
+            begin = end + 1;
+        }
     }
+    add(begin, lineEnd);
 }

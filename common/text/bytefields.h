@@ -24,6 +24,17 @@ public:
     {
         return i >= 0 && i < used ? fields[std::size_t(i)] : std::string_view();
     }
+    /// Where fields @p first and so on begin when there are @p count of them, over a width of three characters each
+    /// with the last one having two, as bytes in hexadecimal mostly are; null otherwise. When all those characters but
+    /// each third are digits, these are blanks.
+    const char *threeApart(int first, int count) const
+    {
+        if (count <= 0 || first < 0 || first + count > used)
+            return nullptr;
+        const char *const begin = fields[std::size_t(first)].data();
+        const std::string_view last = fields[std::size_t(first + count - 1)];
+        return last.size() == 2 && last.data() - begin == 3 * (count - 1) ? begin : nullptr;
+    }
     /// From the beginning of field @p i to the end of the line; empty when there is no such field.
     std::string_view from(int i) const
     {

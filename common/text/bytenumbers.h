@@ -86,7 +86,7 @@ inline bool readDecimal(std::string_view text, quint32 &value, quint32 highest =
 }
 
 /// The value of a hexadecimal digit, 0x80 and more for what is none.
-inline quint8 hexDigit(char c)
+constexpr quint8 hexDigit(char c)
 {
     const auto code = quint8(c);
     if (quint8(code - '0') < 10)
@@ -146,6 +146,28 @@ inline int takeHexPairs(std::string_view &text, quint8 *bytes, int most)
         text.remove_prefix(2);
     }
     return count;
+}
+
+/// What hexDigit() gives for each character.
+inline constexpr std::array<quint8, 256> hexDigits = [] {
+    std::array<quint8, 256> digits{};
+    for (int c = 0; c < 256; ++c)
+        digits[std::size_t(c)] = hexDigit(char(c));
+    return digits;
+}();
+
+/// Reads @p count bytes of two hexadecimal digits each, which stand three characters apart from @p text on. False when
+/// a digit is none; what is between two bytes is not looked at.
+inline bool readSpacedBytes(const char *text, quint8 *bytes, int count)
+{
+    quint8 all = 0;
+    for (int i = 0; i < count; ++i, text += 3) {
+        const quint8 high = hexDigits[quint8(text[0])];
+        const quint8 low = hexDigits[quint8(text[1])];
+        all |= high | low;
+        bytes[i] = quint8(high << 4 | (low & 0x0F));
+    }
+    return all < 0x80;
 }
 
 /// A byte of one or two hexadecimal digits that are all of @p text.

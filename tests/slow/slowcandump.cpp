@@ -227,7 +227,7 @@ private:
             return !message.isFd && !id->isError;
         }
         QStringList bytes = fields.mid(2, int(count));
-        if (fields.value(2).contains(QLatin1Char('`'))) {
+        if (count > 0 && fields.value(2).contains(QLatin1Char('`'))) {
             bytes = fields.value(2).split(QLatin1Char('`'));
             std::reverse(bytes.begin(), bytes.end());
         }

@@ -83,7 +83,10 @@ private:
 
     bool setTime(CAN::CanRxMessage &message) const
     {
-        const std::optional<qint64> offset = time(field('O'), 3);
+        QString text = field('O');
+        if (isLike(text, "[^.,]*,[^.,]*") && text.size() <= 64)
+            text.replace(QLatin1Char(','), QLatin1Char('.'));
+        const std::optional<qint64> offset = time(text, 3);
         if (offset)
             message.timeStamp = stamp(*offset);
         return offset.has_value();
