@@ -289,7 +289,7 @@ class _Decoder:
         self.payload = payload
         self.length = length
         self._words: dict[tuple[int, str], Any] = {}
-        self._raw: dict[str, tuple[Any, Any]] = {}
+        self._selectors: dict[str, tuple[Any, Any]] = {}  # which other signals ask for
         self._long_enough: dict[int, Any] = {}
 
     def value(self, signal: Any) -> tuple[Any, Any]:
@@ -325,10 +325,13 @@ class _Decoder:
 
     def raw(self, signal: Any) -> tuple[Any, Any]:
         """What stands in the payload: int64, uint64 where that is needed, numbers of any size as objects, float64."""
-        if signal.name not in self._raw:
-            first, last, shift = _place(signal)
-            self._raw[signal.name] = self._bits(signal, first, last, shift), self._validity(signal, last)
-        return self._raw[signal.name]
+        if signal.name in self._selectors:
+            return self._selectors[signal.name]
+        first, last, shift = _place(signal)
+        found = self._bits(signal, first, last, shift), self._validity(signal, last)
+        if signal.is_multiplexer:
+            self._selectors[signal.name] = found
+        return found
 
     def _validity(self, signal: Any, last: int) -> Any:
         """Where the payload has the signal, and its multiplexer says so."""

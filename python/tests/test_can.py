@@ -2,6 +2,8 @@
 """python-can's readers and ours, message by message, on logs that python-can's own writers made; and by hand what
 differs."""
 import gzip
+import os
+import pathlib
 import random
 import subprocess
 import sys
@@ -205,3 +207,39 @@ def test_the_entry_point_adds_the_suffixes_that_python_can_lacks(examples):
     code = "import sys, can; print(sum(1 for _ in can.LogReader(sys.argv[1])))"
     run = subprocess.run([sys.executable, "-c", code, examples / "drive-kvaser.txt"], capture_output=True, text=True)
     assert run.stdout.strip() == str(len(canlog.open(examples / "drive-kvaser.txt").to_arrow())), run.stderr
+
+
+# What docs/python.md says of python-can's own test data: fields by the number of the message, and logs of whose frames
+# none is a possible one.
+DIFFERENCES = {
+    "issue_1299.asc": {2: {"dlc"}},
+    "logfile.asc": {17: {"is_fd"}},
+    "test_CanFdRemoteMessage.asc": {0: {"is_fd"}},
+}
+IMPOSSIBLE = {
+    "single_frame.asc", "test_CanErrorFrameExt.blf", "test_CanFdMessage.blf", "test_CanFdMessage64.blf",
+    "test_CanMessage.blf", "test_CanMessage2.blf",
+}
+
+
+@pytest.mark.skipif("CANLOG_PYTHON_CAN_DATA" not in os.environ, reason="CANLOG_PYTHON_CAN_DATA names no folder")
+@pytest.mark.filterwarnings("ignore::canlog.LossWarning")
+def test_the_test_data_of_python_can():
+    """CANLOG_PYTHON_CAN_DATA is the folder test/data of python-can's source archive."""
+    compared = 0
+    for path in sorted(pathlib.Path(os.environ["CANLOG_PYTHON_CAN_DATA"]).iterdir()):
+        if path.suffix not in (".asc", ".blf", ".gz", ".trc"):
+            continue
+        canlog.can.uninstall()
+        theirs = [fields(message) for message in can.LogReader(path)]
+        canlog.can.install()
+        ours = [fields(message) for message in can.LogReader(path)]
+        if path.name in IMPOSSIBLE:
+            assert ours == [], path
+            continue
+        assert len(theirs) == len(ours) > 0, path
+        for number, (a, b) in enumerate(zip(theirs, ours)):
+            differing = {name for name in FIELDS if a[name] != b[name]}
+            assert differing == DIFFERENCES.get(path.name, {}).get(number, set()), (path, number)
+        compared += 1
+    assert compared > 10

@@ -80,6 +80,20 @@ run_or_fail(${CPACK} --config ${BUILD_DIR}/CPackConfig.cmake -G DEB -B ${WORK_DI
 foreach(package ${library} ${development} canlog)
   check_package(${package})
 endforeach()
+if(PYTHON) # the system's, which finds the package and its library where they were unpacked
+  file(GLOB file ${WORK_DIR}/python3-canlog_${VERSION}_*.deb)
+  run_or_fail(${DPKG_DEB} --field ${file} Depends)
+  if(NOT output MATCHES "${library} \\(= ${VERSION}\\), python3 .*libqt${QT}core${QT}")
+    message(FATAL_ERROR "python3-canlog: needs ${output}")
+  endif()
+  run_or_fail(${DPKG_DEB} -x ${file} ${WORK_DIR}/python)
+  run_or_fail(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${WORK_DIR}/root/usr/${LIBDIR}
+    PYTHONPATH=${WORK_DIR}/python/usr/lib/python3/dist-packages PYTHONDONTWRITEBYTECODE=1
+    /usr/bin/python3 -c "import canlog, sys\nprint(canlog.open(sys.argv[1]).report.frames)" ${LOG})
+  if(NOT output STREQUAL "${EXPECTED}\n")
+    message(FATAL_ERROR "python3-canlog: expected ${EXPECTED} frames, got: ${output}")
+  endif()
+endif()
 if(LINTIAN)
   file(GLOB files ${WORK_DIR}/*.deb)
   execute_process(COMMAND ${LINTIAN} --allow-root --fail-on error ${files}
