@@ -4,8 +4,8 @@
 #include "common/files.h"
 
 #include <QFile>
-#include <QScopeGuard>
 #include <QRunnable>
+#include <QScopeGuard>
 #include <QThreadPool>
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
