@@ -51,7 +51,7 @@ struct CANLOGHANDLER_EXPORT LogFormat {
     /// lines. With neither these nor a magic the format is never found from the content, only named.
     QVector<LineSign> signs;
     QByteArray magic; ///< the first bytes of a binary format
-    QString samples; ///< the folder in tests/data that has some logs of it, from which the fuzzer starts, too
+    QString samples;  ///< the folder in tests/data that has some logs of it, from which the fuzzer starts, too
     Delivery delivery = Delivery::Batches;
     FdNotice fdNotice = FdNotice::Never;
     bool makesNotes = false;

@@ -55,6 +55,6 @@ struct ImportRecord {
     QString errorText;      ///< why it failed, or which part of a success was left out; may be empty
     ImportSource source;
     QString folder; ///< in the store's, which an archive was unpacked into; empty for others
-    LogInfo log; ///< what the log says of itself
+    LogInfo log;    ///< what the log says of itself
 };
 Q_DECLARE_METATYPE(ImportRecord)
