@@ -12,12 +12,9 @@ target_precompile_headers(precompiled PRIVATE
   <vector>
 )
 
-# All targets in the folders that have any.
-foreach(folder . host apps/canlog tests tests/slow fuzz bench)
-  if(NOT IS_DIRECTORY ${PROJECT_SOURCE_DIR}/${folder})
-    continue()
-  endif()
-  get_property(targets DIRECTORY ${PROJECT_SOURCE_DIR}/${folder} PROPERTY BUILDSYSTEM_TARGETS)
+# All targets in FOLDER and below.
+function(canlog_use_precompiled folder)
+  get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
   foreach(target ${targets})
     get_target_property(type ${target} TYPE)
     get_target_property(libraries ${target} LINK_LIBRARIES)
@@ -25,4 +22,9 @@ foreach(folder . host apps/canlog tests tests/slow fuzz bench)
       target_precompile_headers(${target} REUSE_FROM precompiled)
     endif()
   endforeach()
-endforeach()
+  get_property(folders DIRECTORY ${folder} PROPERTY SUBDIRECTORIES)
+  foreach(folder ${folders})
+    canlog_use_precompiled(${folder})
+  endforeach()
+endfunction()
+canlog_use_precompiled(${PROJECT_SOURCE_DIR})
