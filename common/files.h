@@ -57,7 +57,7 @@ inline QString errorText(const QIODevice &device, int number = 0)
 
 /// Brings what was written to @p file, which is open, to the disk, where the system can. False with errno when it says
 /// that this failed; a device that knows no such thing does not fail.
-inline bool sync(QFileDevice &file)
+[[nodiscard]] inline bool sync(QFileDevice &file)
 {
     if (!file.flush())
         return false;

@@ -131,7 +131,8 @@ bool noteUnpacked(ChunkStore &store, const QString &path, const QString &folder,
 ExitStatus tellUnpacked(const QString &path, const QString &folder, quint64 chunkCount, const QString &how, Output &out)
 {
     ChunkStore unpacked;
-    unpacked.open(folder, ChunkStore::Mode::Read);
+    if (!openStore(unpacked, folder, ChunkStore::Mode::Read))
+        return ExitStatus::Failure;
     // Some damage shows only when all is read.
     unpacked.forEachMessage([](const CAN::CanRxMessage &, const QString &) { return true; });
     complainOfDamage(unpacked, folder);

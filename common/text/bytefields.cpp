@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/text/bytefields.h"
 
+#include "common/text/vectors.h"
+
 #include <QtAlgorithms>
 
 #include <algorithm>
 #include <cstring>
 
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 unsigned long long blankBitsOneByOne(const char *bytes, std::size_t count)
 {
@@ -18,7 +17,7 @@ unsigned long long blankBitsOneByOne(const char *bytes, std::size_t count)
     return bits;
 }
 
-#ifdef __SSE2__
+#ifdef CANLOGHANDLER_HAS_SSE2
 
 static unsigned blankBitsOfSixteen(const char *bytes)
 {
@@ -86,7 +85,7 @@ static quint64 bitsOf(char wanted, const char *bytes, std::size_t count)
 {
     quint64 bits = 0;
     std::size_t done = 0;
-#ifdef __SSE2__
+#ifdef CANLOGHANDLER_HAS_SSE2
     const __m128i sixteen = _mm_set1_epi8(wanted);
     for (; done + 16 <= count; done += 16) {
         const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + done));

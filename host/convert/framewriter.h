@@ -51,11 +51,11 @@ public:
     void setDirectionTold(bool isTold) { directionTold = isTold; }
 
     /// Writes what stands before the first message.
-    virtual bool begin() { return true; }
+    [[nodiscard]] virtual bool begin() { return true; }
     /// Writes one message with its @p note, which may be empty.
-    virtual bool write(const CAN::CanRxMessage &message, const QString &note) = 0;
+    [[nodiscard]] virtual bool write(const CAN::CanRxMessage &message, const QString &note) = 0;
     /// Writes what stands after the last message, and what is still buffered.
-    virtual bool finish() = 0;
+    [[nodiscard]] virtual bool finish() = 0;
 
     /// What failed, in a few words; empty when nothing did.
     QString errorText() const { return error; }

@@ -18,11 +18,11 @@ public:
     ~OutputFile();
 
     /// Makes the temporary file, empty. False with errorText() when that cannot be done.
-    bool open();
+    [[nodiscard]] bool open();
     /// The temporary file, open for writing without a buffer.
     QFile &device() { return file; }
     /// Gives the file its name, after everything was written. False with errorText() when that cannot be done.
-    bool commit();
+    [[nodiscard]] bool commit();
     /// Removes the temporary file; what was there before stays.
     void discard();
 

@@ -93,7 +93,7 @@ bool isEarlier(const CanTimeStamp &a, const CanTimeStamp &b);
 
 /// Writes all of @p bytes. False with the device's error set when that fails: after a write that was cut short, only
 /// the next one says why.
-bool writeAll(QIODevice &device, const QByteArray &bytes);
+[[nodiscard]] bool writeAll(QIODevice &device, const QByteArray &bytes);
 
 /// Encodes one chunk: add its 1 to 100000 messages, then write it. Keeps the encoded records only.
 class Encoder
@@ -121,21 +121,21 @@ private:
 
 /// Reads one chunk from the current position of @p stream, whatever its byte order and version are set to, and leaves
 /// the stream after the chunk. When this is no valid chunk, @p chunk is unspecified and the stream's status is set.
-Fault readChunk(QDataStream &stream, Chunk &chunk);
+[[nodiscard]] Fault readChunk(QDataStream &stream, Chunk &chunk);
 
 /// Reads the chunk that is the whole of @p file, which is open for reading and at its beginning. Result as above;
 /// bytes after the chunk are a fault.
-Fault readChunk(QFile &file, Chunk &chunk);
+[[nodiscard]] Fault readChunk(QFile &file, Chunk &chunk);
 
 /// Reads the chunk file @p path. Result as above; only a plain file is opened.
-Fault readChunkFile(const QString &path, Chunk &chunk);
+[[nodiscard]] Fault readChunkFile(const QString &path, Chunk &chunk);
 
 /// Visits the messages of @p chunk in their order; false when the visitor stopped it.
 bool forEachMessage(const Chunk &chunk, const Visitor &visitor);
 
 /// Reads the summary alone of the chunk that is the whole of @p file, and checks it against the file's size. Some 200
 /// bytes are read; damage behind them stays unseen. Result as above.
-Fault readSummary(QFile &file, Summary &summary);
+[[nodiscard]] Fault readSummary(QFile &file, Summary &summary);
 
 /// Whether @p device, which is open for reading and at its beginning, begins as a chunk does: of any format version,
 /// and damaged or not behind its magic number. False when it ends before its summary does.

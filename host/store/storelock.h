@@ -18,8 +18,8 @@ public:
 private:
     Q_DISABLE_COPY_MOVE(StoreLock)
 
-    bool tryToTake();
-    bool takeWithoutText();
+    [[nodiscard]] bool tryToTake();
+    [[nodiscard]] bool takeWithoutText();
     QString fault() const;
 
     QString storeFolder;
