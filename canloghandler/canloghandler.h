@@ -195,14 +195,17 @@ private:
     friend class HandlerLink;
     class ArchiveReading;
 
-    bool runWithNotices(const QString &path, DatachunkHelper::ImportFileType type, bool flag,
-                        const std::function<bool()> &import);
-    bool importLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type, const QString &text);
-    bool loadLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type, const QString &columns);
-    static QString noErrorText(DatachunkHelper::ImportFileType type);
+    CANLOGHANDLER_NO_EXPORT bool runWithNotices(const QString &path, DatachunkHelper::ImportFileType type, bool flag,
+                                                const std::function<bool()> &import);
+    CANLOGHANDLER_NO_EXPORT bool importLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type,
+                                           const QString &text);
+    CANLOGHANDLER_NO_EXPORT bool loadLog(const QString &path, QIODevice *device, DatachunkHelper::ImportFileType type,
+                                         const QString &columns);
+    CANLOGHANDLER_NO_EXPORT static QString noErrorText(DatachunkHelper::ImportFileType type);
 
-    CANLogHandler(DatachunkHandler *store, QPointer<DatachunkHandler> *variable, QObject *parent);
-    void connectStore();
+    CANLOGHANDLER_NO_EXPORT CANLogHandler(DatachunkHandler *store, QPointer<DatachunkHandler> *variable,
+                                          QObject *parent);
+    CANLOGHANDLER_NO_EXPORT void connectStore();
 
     QPointer<DatachunkHandler> ownStore; ///< where the host has no variable
     QPointer<DatachunkHandler> &pDatachunkHandler;

@@ -42,5 +42,5 @@ public:
     void resetColumnsPos();
 
 private:
-    GenericColumns &columns();
+    CANLOGHANDLER_NO_EXPORT GenericColumns &columns();
 };

@@ -48,5 +48,5 @@ public:
     void convertTimestringAndSetToCanMsg(QString text, CAN::CanRxMessage &message);
 
 private:
-    IxxatTable &table();
+    CANLOGHANDLER_NO_EXPORT IxxatTable &table();
 };

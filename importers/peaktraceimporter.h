@@ -66,6 +66,6 @@ Q_SIGNALS:
     void newMessage(CAN::CanRxMessage msg);
 
 private:
-    bool importVersion(const QString &path, DatachunkHelper::ImportFileType type);
-    PeakTraceReader &traceReader();
+    CANLOGHANDLER_NO_EXPORT bool importVersion(const QString &path, DatachunkHelper::ImportFileType type);
+    CANLOGHANDLER_NO_EXPORT PeakTraceReader &traceReader();
 };

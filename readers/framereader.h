@@ -164,7 +164,7 @@ protected:
 private:
     Q_DISABLE_COPY_MOVE(FrameReader)
 
-    void forget(const QString &newName);
+    CANLOGHANDLER_NO_EXPORT void forget(const QString &newName);
     bool end();
 
     const bool bringsNumbers;

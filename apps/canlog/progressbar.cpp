@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace
@@ -99,8 +101,17 @@ void ProgressBar::finish(quint64 messageCount)
     drawnWidth = 0;
 }
 
-void ProgressBar::draw(const QString &text)
+/// A line that is longer than the terminal is wide would be broken, and drawn anew below.
+static int terminalWidth()
 {
+    winsize size{};
+    const bool isKnown = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? size.ws_col - 1 : std::numeric_limits<int>::max();
+}
+
+void ProgressBar::draw(const QString &wholeText)
+{
+    const QString text = wholeText.left(terminalWidth());
     const QByteArray line = '\r' + text.leftJustified(drawnWidth).toLocal8Bit() + (text.isEmpty() ? "\r" : "");
     std::fwrite(line.constData(), 1, std::size_t(line.size()), stderr);
     std::fflush(stderr);
