@@ -28,7 +28,8 @@ void ByteLogReader::start(QIODevice &device)
     lines.emplace(device, [this, total](qint64 bytesRead) { return blockRead(bytesRead, total); });
     const auto *const openFile = qobject_cast<QFileDevice *>(&device);
     pipe = openFile && openFile->isSequential() ? openFile->handle() : -1;
-    isPending = isFaulty = false;
+    isPending = isFaulty = isAhead = false;
+    ahead = {};
     frameLine = 0;
     counts = {};
     told = {};
@@ -38,6 +39,73 @@ void ByteLogReader::start(QIODevice &device)
 
 bool ByteLogReader::read(CAN::CanRxMessage &message)
 {
+    if (isAhead) {
+        message = ahead;
+        told = plainTold;
+        frameLine = lines->number();
+        isAhead = false;
+    } else if (!readOn(message)) {
+        return false;
+    }
+    // What comes now may belong to this frame.
+    while (!readAhead() && mayWait() && advance()) {
+        if (kind == Kind::Frame) {
+            isPending = true;
+            break;
+        }
+    }
+    return true;
+}
+
+const char *ByteLogReader::readPlain(std::string_view, CAN::CanRxMessage &)
+{
+    return nullptr;
+}
+
+const char *ByteLogReader::readPlainBytes(const char *at, int length, CAN::CanRxMessage &message)
+{
+    quint8 others = 0;
+    const auto byte = [&](int i) {
+        const char *const place = at + 3 * i;
+        const quint8 high = ByteNumbers::hexDigits[quint8(place[1])];
+        const quint8 low = ByteNumbers::hexDigits[quint8(place[2])];
+        others |= quint8((high | low) & 0xF0) | quint8(place[0] ^ ' ');
+        return quint8(high << 4 | (low & 0x0F));
+    };
+    // In one go, because the whole message is copied soon.
+    quint64 eight = 0;
+    const int first = std::min(length, 8);
+    for (int i = 0; i < first; ++i)
+        eight |= quint64(byte(i)) << (8 * i);
+    qToLittleEndian(eight, message.data);
+    for (int i = first; i < length; ++i)
+        message.data[i] = byte(i);
+    message.dlc = quint8(length);
+    return others == 0 ? at + 3 * length : nullptr;
+}
+
+/// Reads the next line, where it is a plain frame, whole instead of only looking at it.
+bool ByteLogReader::readAhead()
+{
+    const std::string_view rest = lines->rest();
+    if (rest.empty())
+        return false;
+    constexpr quint8 shortData = 8; // of longer ones all bytes
+    if (ahead.dlc > shortData)
+        ahead = {};
+    const char *const behind = readPlain(rest, ahead);
+    if (!behind || behind > rest.data() + rest.size()) {
+        ahead = {};
+        return false;
+    }
+    lines->take(behind);
+    ++counts.lines;
+    isAhead = true;
+    return true;
+}
+
+bool ByteLogReader::readOn(CAN::CanRxMessage &message)
+{
     for (;;) {
         if (!isPending && !advance())
             return false;
@@ -46,17 +114,9 @@ bool ByteLogReader::read(CAN::CanRxMessage &message)
             continue;
         frameLine = lines->number();
         if (readFrame(message))
-            break;
+            return true;
         message = CAN::CanRxMessage();
     }
-    // What comes now may belong to this frame.
-    while (mayWait() && advance()) {
-        if (kind == Kind::Frame) {
-            isPending = true;
-            break;
-        }
-    }
-    return true;
 }
 
 /// Moves to the next line and looks at it. False at the end.
@@ -143,6 +203,6 @@ ImportReport ByteLogReader::report() const
 {
     ImportReport report = counts;
     report.messages = frameCount();
-    report.otherLines = report.lines - report.messages - report.droppedLines - (isPending ? 1 : 0);
+    report.otherLines = report.lines - report.messages - report.droppedLines - (isPending || isAhead ? 1 : 0);
     return report;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/text/bytelines.h"
+#include "common/text/bytenumbers.h"
 #include "readers/framereader.h"
 
 #include <QFile>
@@ -37,9 +38,73 @@ protected:
     /// Reads that line into @p message, which is empty, and sets `told`. False after drop().
     virtual bool readFrame(CAN::CanRxMessage &message) = 0;
 
+    /**
+     * The fast way for the lines that nearly all are: reads the line that @p rest begins with into @p message and sets
+     * `plainTold`, and returns what comes behind its line feed. Null for every line that is not plainly a frame in the
+     * usual form, with nothing to note, doubt or learn: look() and readFrame() read that one. Nothing else may change,
+     * since the frame before is still in hand. It may look beyond the end of @p rest, as ByteLines::margin says; when
+     * the line feed is there, the line is not. @p message has what a plain frame before has left in it: its first
+     * eight bytes and all that frames of the format differ in are to be set.
+     */
+    virtual const char *readPlain(std::string_view rest, CAN::CanRxMessage &message);
+
+    /// A length that is mostly the same as in the line before. The processor goes on with that one, which it has at
+    /// hand, until it has worked out this one, instead of waiting for it before it can read on.
+    class UsualLength
+    {
+    public:
+        int of(int length)
+        {
+            int result = usual;
+#ifdef __GNUC__
+            asm("" : "+r"(result)); // or the compiler would use the one that is late
+#endif
+            if (Q_LIKELY(result == length))
+                return result;
+            return usual = length;
+        }
+
+    private:
+        int usual = 0;
+    };
+
+    // For readPlain(): parts of a line with blanks alone between them, each null when it is not there.
+
+    /// What comes behind the blanks at @p at, at most 32 of them, @p usual as a rule.
+    static const char *behindBlanks(const char *at, UsualLength &usual)
+    {
+        constexpr int most = 32;
+        int blanks = ByteNumbers::leadingBlanks(ByteNumbers::loadEight(at));
+        for (int more = blanks; more == 8 && blanks < most; blanks += more)
+            more = ByteNumbers::leadingBlanks(ByteNumbers::loadEight(at + blanks));
+        return at + usual.of(blanks);
+    }
+    /// What comes behind the line end at @p at.
+    static const char *behindLineEnd(const char *at)
+    {
+        at += *at == '\r' ? 1 : 0;
+        return *at == '\n' ? at + 1 : nullptr;
+    }
+    /// Reads a channel of one or two digits, with a blank behind it.
+    static const char *readPlainChannel(const char *at, CAN::CanRxMessage &message)
+    {
+        const auto tens = quint8(at[0] - '0');
+        const auto ones = quint8(at[1] - '0');
+        const bool isSingle = at[1] == ' ';
+        if (tens > 9 || (!isSingle && (ones > 9 || at[2] != ' ')))
+            return nullptr;
+        message.channel = isSingle ? tens : quint16(tens * 10 + ones);
+        return at + (isSingle ? 1 : 2);
+    }
+    /// Reads @p length bytes with one blank before each.
+    static const char *readPlainBytes(const char *at, int length, CAN::CanRxMessage &message);
+
     /// What the log says beside the frame in hand: within look() the frame before, otherwise the one being read.
     void addNote(const QString &text);
-    void addNote(std::string_view text) { addNote(decodedText(text)); }
+    void addNote(std::string_view text)
+    {
+        addNote(decodedText(text));
+    }
     /// The line gives no message, although it should, because of what stands at @p where, in the line, or, where that
     /// is null, at its end. Returns Fault for look().
     Kind drop(const QString &text, std::string_view where = {});
@@ -51,15 +116,24 @@ protected:
     /// The lines that come next, as far as they are there, for formats that tell themselves by more than one line:
     /// at least @p bytes of the log, unless it ends before. Views into the line at hand are invalid then, line() gives
     /// it anew.
-    std::string_view lookAhead(qint64 bytes) { return lines->lookAhead(bytes); }
-    std::string_view line() const { return lines->line(); }
+    std::string_view lookAhead(qint64 bytes)
+    {
+        return lines->lookAhead(bytes);
+    }
+    std::string_view line() const
+    {
+        return lines->line();
+    }
 
     ToldFields told;
+    ToldFields plainTold; ///< of readPlain()
     LogInfo logInfo;
 
 private:
     void start(QIODevice &device) final;
     bool read(CAN::CanRxMessage &message) final;
+    bool readOn(CAN::CanRxMessage &message);
+    bool readAhead();
     bool advance();
     bool mayWait() const;
     void addFault(ImportReport::Reason reason, const QString &text, std::string_view where);
@@ -69,6 +143,8 @@ private:
     Kind kind = Kind::Other;
     bool isPending = false; ///< the line was looked at ahead of its turn, and is a frame
     bool isFaulty = false;  ///< the line, already
+    bool isAhead = false;   ///< `ahead` has the frame of the line
+    CAN::CanRxMessage ahead;
     qint64 frameLine = 0;
     ImportReport counts;
 };

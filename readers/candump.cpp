@@ -66,6 +66,30 @@ protected:
         return Kind::Frame;
     }
 
+    /// Data frames of the log-file form with all digits of the time and a bus that is known already.
+    const char *readPlain(std::string_view rest, CAN::CanRxMessage &message) override
+    {
+        using namespace ByteNumbers;
+        const char *at = rest.data();
+        if (*at != '(' || isFirstFrame || isDelta || !readPlainTime(at + 1, message))
+            return nullptr;
+        at += 20;
+        const quint64 name = loadEight(at);
+        const int nameLength = bytesBefore(name, ' ');
+        constexpr int longestName = 7;
+        if (nameLength > longestName)
+            return nullptr;
+        message.channel = names.known(ChannelNames::shortName(name, nameLength));
+        at = message.channel == 0 ? nullptr : readPlainId(at + nameLength + 1, message);
+        if (!at)
+            return nullptr;
+        plainTold = {};
+        plainTold.channel = true;
+        message.isFd = message.isBrs = message.isEsi = message.isTx = false;
+        at = *at == '#' ? readPlainFd(at + 1, message) : readPlainData(at, message);
+        return at ? behindPlain(at, message) : nullptr;
+    }
+
     bool readFrame(CAN::CanRxMessage &message) override
     {
         if (isFirstFrame)
@@ -87,6 +111,84 @@ protected:
     }
 
 private:
+    // Plain lines
+
+    /// "1700000000.123456) "
+    static bool readPlainTime(const char *at, CAN::CanRxMessage &message)
+    {
+        using namespace ByteNumbers;
+        const quint64 start = loadEight(at);
+        const quint64 fraction = loadEight(at + 11);
+        const quint32 tens = quint8(at[8] - '0');
+        const quint32 ones = quint8(at[9] - '0');
+        if (leadingDigits(start) != 8 || tens > 9 || ones > 9 || at[10] != '.' || leadingDigits(fraction) != 6
+            || at[17] != ')' || at[18] != ' ')
+            return false;
+        const quint64 seconds = quint64(digitsValue(start, 8)) * 100 + tens * 10 + ones;
+        message.timeStamp = {qint32(seconds), qint32(digitsValue(fraction, 6))};
+        return seconds <= maxSeconds;
+    }
+
+    /// "1C7#" or "18F00503#". Returns what follows.
+    static const char *readPlainId(const char *at, CAN::CanRxMessage &message)
+    {
+        using namespace ByteNumbers;
+        const quint64 digits = loadEight(at);
+        const bool isShort = at[3] == '#';
+        const int count = isShort ? 3 : 8;
+        message.id = hexNumber(digits, count);
+        message.isExtended = !isShort;
+        const bool isId = leadingHexDigits(digits) == count && at[count] == '#'
+                          && message.id <= (isShort ? CAN::maxStandardId : CAN::maxExtendedId);
+        return isId ? at + count + 1 : nullptr;
+    }
+
+    static const char *readPlainData(const char *at, CAN::CanRxMessage &message)
+    {
+        using namespace ByteNumbers;
+        quint64 first = loadEight(at);
+        quint64 second = loadEight(at + 8);
+        const int digits = leadingHexDigits(first);
+        int more = leadingHexDigits(second);
+        if (digits < 8) {
+            more = 0;
+            first &= ~(~quint64(0) << (8 * digits));
+        }
+        if (more < 8)
+            second &= ~(~quint64(0) << (8 * more));
+        const int count = digits + more;
+        message.dlc = quint8(count / 2);
+        qToLittleEndian(hexValue(first) | quint64(hexValue(second)) << 32, message.data);
+        return count % 2 == 0 ? at + count : nullptr;
+    }
+
+    const char *readPlainFd(const char *at, CAN::CanRxMessage &message)
+    {
+        using namespace ByteNumbers;
+        const quint8 flags = hexDigit(*at++);
+        message.isFd = true;
+        message.isBrs = (flags & bitRateSwitch) != 0;
+        message.isEsi = (flags & errorState) != 0;
+        plainTold.bitRateSwitch = plainTold.errorStateFlag = true;
+        qToLittleEndian(quint64(0), message.data);
+        std::string_view body(at, 2 * sizeof message.data);
+        message.dlc = quint8(takeHexPairs(body, message.data, int(sizeof message.data)));
+        return flags > 0xF ? nullptr : body.data();
+    }
+
+    /// The end of the line, and the direction before it.
+    const char *behindPlain(const char *at, CAN::CanRxMessage &message)
+    {
+        if (*at == ' ') {
+            if (at[1] != 'R' && at[1] != 'T')
+                return nullptr;
+            plainTold.direction = true;
+            message.isTx = at[1] == 'T';
+            at += 2;
+        }
+        return behindLineEnd(at);
+    }
+
     // Lines that are no frames
 
     /// Without colours, characters that were taken back, and blanks before it.

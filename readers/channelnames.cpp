@@ -17,6 +17,16 @@ static quint16 numberOf(std::string_view name)
 quint16 ChannelNames::find(std::string_view name, LogInfo &info)
 {
     latestName = name;
+    const quint16 number = numberFor(name, info);
+    if (name.size() < sizeof(quint64)) {
+        const quint64 key = shortName(ByteNumbers::load(name), int(name.size()));
+        shortNames[placeOf(key)] = {key, number};
+    }
+    return number;
+}
+
+quint16 ChannelNames::numberFor(std::string_view name, LogInfo &info)
+{
     const auto known = channels.find(name);
     if (known != channels.end())
         return known->second;

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <vector>
 
 // PCAN traces. The version stands in the header, or, as 1.0 has none, shows in the columns:
 //
@@ -141,6 +142,32 @@ protected:
         return isOld() ? lookAtOldRow() : lookAtRow();
     }
 
+    /// Data frames whose bytes are the last in the line.
+    const char *readPlain(std::string_view rest, CAN::CanRxMessage &message) override
+    {
+        if (!hasRows)
+            return nullptr;
+        plainTold = {};
+        quint32 length = 0;
+        const char *at = rest.data();
+        std::size_t i = 0;
+        for (const PlainColumn column : plainColumns) {
+            at = behindBlanks(at, usual.blanks[i++ % usual.blanks.size()]);
+            if (!(at = readPlainColumn(column, at, length, message)))
+                return nullptr;
+        }
+        constexpr quint32 mostClassic = 8;
+        if (message.isFd && columns.lengthCode >= 0 && length < CAN::lengthOfCode.size())
+            length = CAN::lengthOfCode[length];
+        else if (length > (message.isFd && columns.lengthBytes >= 0 ? sizeof message.data : mostClassic))
+            return nullptr;
+        message.dlc = 0;
+        if (plainColumns.empty()
+            || !(at = readPlainBytes(behindBlanks(at, usual.beforeData) - 1, int(length), message)))
+            return nullptr;
+        return behindLineEnd(behindBlanks(at, usual.beforeEnd));
+    }
+
     bool readFrame(CAN::CanRxMessage &message) override
     {
         told = {};
@@ -149,6 +176,124 @@ protected:
 
 private:
     bool isOld() const { return version < 20; }
+
+    // Plain rows
+
+    enum class PlainColumn { Number, Time, OldType, Type, Bus, Id, Direction, Length, Other };
+
+    /// The columns before the data, in their order; none where they are not all there, or the data are not the last.
+    void findPlainColumns()
+    {
+        const int count = columns.data;
+        const int length = std::max(columns.lengthBytes, columns.lengthCode);
+        plainColumns.clear();
+        const auto isThere = [count](int column) { return column >= 0 && column < count; };
+        if (!isThere(columns.time) || !isThere(columns.id) || !isThere(length)
+            || (columns.lengthBytes >= 0 && columns.lengthCode >= 0)
+            || (!isOld() && (!isThere(columns.type) || !isThere(columns.direction))))
+            return;
+        plainColumns.assign(std::size_t(count), PlainColumn::Other);
+        const auto set = [&](int column, PlainColumn meaning) {
+            if (isThere(column))
+                plainColumns[std::size_t(column)] = meaning;
+        };
+        set(columns.number, PlainColumn::Number);
+        set(columns.time, PlainColumn::Time);
+        set(columns.type, isOld() ? PlainColumn::OldType : PlainColumn::Type);
+        set(columns.bus, PlainColumn::Bus);
+        set(columns.id, PlainColumn::Id);
+        set(columns.direction, PlainColumn::Direction);
+        set(length, PlainColumn::Length);
+    }
+
+    /// Returns what is behind the column, a blank where others follow; null for what is not plain.
+    const char *readPlainColumn(PlainColumn column, const char *at, quint32 &length, CAN::CanRxMessage &message)
+    {
+        switch (column) {
+        case PlainColumn::Number:
+            at = readPlainNumber(at);
+            break;
+        case PlainColumn::Time:
+            at = readPlainTime(at, message);
+            break;
+        case PlainColumn::OldType:
+        case PlainColumn::Direction:
+            plainTold.direction = true;
+            message.isTx = *at == 'T';
+            at = (message.isTx || *at == 'R') && at[1] == 'x' ? at + 2 : nullptr;
+            break;
+        case PlainColumn::Type:
+            at = readPlainType(at, message);
+            break;
+        case PlainColumn::Bus:
+            plainTold.channel = true;
+            return readPlainChannel(at, message);
+        case PlainColumn::Id:
+            at = readPlainId(at, message);
+            break;
+        case PlainColumn::Length:
+            return readPlainLength(at, length);
+        case PlainColumn::Other:
+            at = *at == '-' ? at + 1 : nullptr;
+            break;
+        }
+        return at && *at == ' ' ? at : nullptr;
+    }
+
+    /// "12" or "12)"
+    const char *readPlainNumber(const char *at)
+    {
+        const int digits = usual.number.of(ByteNumbers::leadingDigits(ByteNumbers::loadEight(at)));
+        at += digits;
+        at += *at == ')' ? 1 : 0;
+        return digits == 0 ? nullptr : at;
+    }
+
+    /// "2500.123": milliseconds.
+    const char *readPlainTime(const char *at, CAN::CanRxMessage &message)
+    {
+        using namespace ByteNumbers;
+        constexpr int microsecondDigits = 3;
+        const quint64 whole = loadEight(at);
+        const int digits = usual.milliseconds.of(leadingDigits(whole));
+        const quint64 fraction = loadEight(at + digits + 1);
+        const int decimals = usual.decimals.of(leadingDigits(fraction));
+        if (digits == 0 || at[digits] != '.' || decimals == 0 || decimals > microsecondDigits)
+            return nullptr;
+        const quint32 milliseconds = digitsValue(whole, digits);
+        const quint32 rest = digitsValue(fraction, decimals) * powersOfTen[std::size_t(microsecondDigits - decimals)];
+        message.timeStamp = {qint32(milliseconds / 1000), qint32(milliseconds % 1000 * 1000 + rest)};
+        return at + digits + 1 + decimals;
+    }
+
+    const char *readPlainType(const char *at, CAN::CanRxMessage &message)
+    {
+        const bool isPlain = setType(std::string_view(at, 2), message) && !message.isRemote;
+        plainTold.bitRateSwitch = plainTold.errorStateFlag = true;
+        return isPlain ? at + 2 : nullptr;
+    }
+
+    const char *readPlainId(const char *at, CAN::CanRxMessage &message)
+    {
+        const quint64 digits = ByteNumbers::loadEight(at);
+        const int count = usual.id.of(ByteNumbers::leadingHexDigits(digits));
+        if (count == 0)
+            return nullptr;
+        message.id = ByteNumbers::hexNumber(digits, count);
+        message.isExtended = count > 4;
+        return message.id <= (message.isExtended ? CAN::maxExtendedId : CAN::maxStandardId) ? at + count : nullptr;
+    }
+
+    /// One or two digits, which may be all that the line has.
+    static const char *readPlainLength(const char *at, quint32 &length)
+    {
+        const quint64 digits = ByteNumbers::loadEight(at);
+        const int count = ByteNumbers::leadingDigits(digits);
+        if (count != 1 && count != 2)
+            return nullptr;
+        length = ByteNumbers::digitsValue(digits, count);
+        return at + count;
+    }
 
     // Header
 
@@ -250,6 +395,7 @@ private:
         if (version == 0)
             version = versionOfRow();
         columns = isOld() || !hasColumns ? Columns::of(columnsOfVersion(version)) : headerColumns;
+        findPlainColumns();
     }
 
     /// Of a file that does not tell its version: 1.0, unless the columns are those of another.
@@ -399,6 +545,7 @@ private:
             dropUnread(tr("CAN XL frames are not read"), type);
             return false;
         }
+        told.bitRateSwitch = told.errorStateFlag = true;
         if (!setType(type, message)) {
             drop(tr("the type is none that this format has"), type);
             return false;
@@ -413,9 +560,9 @@ private:
         return readId(message) && readRowLength(message) && (message.isRemote || readBytes(columns.data, message));
     }
 
-    bool setType(std::string_view type, CAN::CanRxMessage &message)
+    /// False for a type that has no frame.
+    static bool setType(std::string_view type, CAN::CanRxMessage &message)
     {
-        told.bitRateSwitch = told.errorStateFlag = true;
         message.isRemote = type == "RR";
         message.isBrs = type == "FB" || type == "BI";
         message.isEsi = type == "FE" || type == "BI";
@@ -540,6 +687,11 @@ private:
     std::string pointed;   ///< a number whose comma became a point
     Columns headerColumns; ///< that the header names
     Columns columns;       ///< of the rows
+    std::vector<PlainColumn> plainColumns;
+    struct {
+        std::array<UsualLength, 8> blanks; ///< before each column
+        UsualLength number, milliseconds, decimals, id, beforeData, beforeEnd;
+    } usual; ///< parts of plain rows
 };
 
 } // namespace

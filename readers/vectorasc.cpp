@@ -7,6 +7,7 @@
 #include "readers/makers.h"
 
 #include <algorithm>
+#include <cstring>
 
 // ASC logs:
 //
@@ -87,6 +88,22 @@ protected:
         return lookAtHeader();
     }
 
+    /// Data frames of classic and of CAN FD lines with hexadecimal numbers and no comment.
+    const char *readPlain(std::string_view rest, CAN::CanRxMessage &message) override
+    {
+        if (isFirstEvent || isRelative || base != 16)
+            return nullptr;
+        const char *at = readPlainTime(behindBlanks(rest.data(), usual.beforeTime), message);
+        if (!at)
+            return nullptr;
+        at = behindBlanks(at, usual.behindTime);
+        const char *const end = rest.data() + rest.size();
+        plainTold = {};
+        plainTold.channel = plainTold.direction = true;
+        message.isFd = message.isBrs = message.isEsi = false;
+        return *at == 'C' ? readPlainFd(at, end, message) : readPlainClassic(at, end, message);
+    }
+
     bool readFrame(CAN::CanRxMessage &message) override
     {
         told = {};
@@ -108,6 +125,127 @@ protected:
 
 private:
     enum class Form { Classic, Fd, Xl, Error, FdError };
+
+    // Plain lines
+
+    /// "0.250100"
+    const char *readPlainTime(const char *at, CAN::CanRxMessage &message)
+    {
+        using namespace ByteNumbers;
+        constexpr int microsecondDigits = 6;
+        const quint64 whole = loadEight(at);
+        const int digits = usual.seconds.of(leadingDigits(whole));
+        const quint64 fraction = loadEight(at + digits + 1);
+        const int decimals = usual.decimals.of(leadingDigits(fraction));
+        if (digits == 0 || at[digits] != '.' || decimals == 0 || decimals > microsecondDigits)
+            return nullptr;
+        message.timeStamp = {
+            qint32(digitsValue(whole, digits)),
+            qint32(digitsValue(fraction, decimals) * powersOfTen[std::size_t(microsecondDigits - decimals)])};
+        at += digits + 1 + decimals;
+        return *at == ' ' ? at : nullptr;
+    }
+
+    /// A number of at most 29 bits, and the blanks behind it.
+    const char *readPlainId(const char *at, CAN::CanRxMessage &message)
+    {
+        const quint64 digits = ByteNumbers::loadEight(at);
+        const int count = usual.id.of(ByteNumbers::leadingHexDigits(digits));
+        if (count == 0)
+            return nullptr;
+        message.id = ByteNumbers::hexNumber(digits, count);
+        at += count;
+        message.isExtended = *at == 'x';
+        at += message.isExtended ? 1 : 0;
+        return *at == ' ' && message.id <= CAN::maxExtendedId ? behindBlanks(at, usual.behindId) : nullptr;
+    }
+
+    /// "Rx" or "Tx", and the blanks behind it.
+    const char *readPlainDirection(const char *at, CAN::CanRxMessage &message)
+    {
+        message.isTx = at[0] == 'T';
+        return (message.isTx || at[0] == 'R') && at[1] == 'x' && at[2] == ' '
+                   ? behindBlanks(at + 2, usual.behindDirection)
+                   : nullptr;
+    }
+
+    const char *readPlainClassic(const char *at, const char *end, CAN::CanRxMessage &message)
+    {
+        if (!(at = readPlainChannel(at, message)) || !(at = readPlainId(behindBlanks(at, usual.behindChannel), message))
+            || (!message.isExtended && message.id > CAN::maxStandardId) || !(at = readPlainDirection(at, message))
+            || at[0] != 'd' || at[1] != ' ' || at[2] < '0' || at[2] > '8'
+            || !(at = readPlainBytes(at + 3, at[2] - '0', message)))
+            return nullptr;
+        if (*at != ' ')
+            return behindLineEnd(at);
+        const char *const lineFeed = lineFeedBehind(at, end);
+        return lineFeed && !std::memchr(at, '/', std::size_t(lineFeed - at)) ? lineFeed + 1 : nullptr;
+    }
+
+    static const char *lineFeedBehind(const char *at, const char *end)
+    {
+        constexpr std::ptrdiff_t longestTail = 4096;
+        return at < end ? static_cast<const char *>(std::memchr(at, '\n', std::size_t(std::min(end - at, longestTail))))
+                        : nullptr;
+    }
+
+    const char *readPlainFd(const char *at, const char *end, CAN::CanRxMessage &message)
+    {
+        if (std::memcmp(at, "CANFD ", 6) != 0
+            || !(at = readPlainChannel(behindBlanks(at + 6, usual.beforeChannel), message))
+            || !(at = readPlainDirection(behindBlanks(at, usual.behindChannel), message))
+            || !(at = readPlainId(at, message)) || !(at = readPlainMarks(at, message)))
+            return nullptr;
+        message.isExtended |= message.id > CAN::maxStandardId;
+        plainTold.bitRateSwitch = plainTold.errorStateFlag = true;
+        const char *const lineFeed = lineFeedBehind(at, end);
+        return lineFeed && readPlainTail(at, lineFeed, message) ? lineFeed + 1 : nullptr;
+    }
+
+    /// "1 0 8  8", and the bytes. No symbolic name before it.
+    const char *readPlainMarks(const char *at, CAN::CanRxMessage &message)
+    {
+        const auto isMark = [](const char *mark) { return (mark[0] == '0' || mark[0] == '1') && mark[1] == ' '; };
+        if (!isMark(at) || !isMark(at + 2) || ByteNumbers::hexDigit(at[4]) > 0xF || at[5] != ' ')
+            return nullptr;
+        message.isBrs = at[0] == '1';
+        message.isEsi = at[2] == '1';
+        at = behindBlanks(at + 5, usual.beforeLength);
+        const quint64 digits = ByteNumbers::loadEight(at);
+        const int count = ByteNumbers::leadingDigits(digits);
+        if (count != 1 && count != 2)
+            return nullptr;
+        const auto length = int(ByteNumbers::digitsValue(digits, count));
+        return length <= int(sizeof message.data) ? readPlainBytes(at + count, length, message) : nullptr;
+    }
+
+    /// The tail up to @p lineFeed, of which the third field holds the flags when there are eight. False for flags that
+    /// make a remote frame.
+    static bool readPlainTail(const char *at, const char *lineFeed, CAN::CanRxMessage &message)
+    {
+        constexpr std::ptrdiff_t mostLooked = 64;
+        constexpr int tailSize = 8;
+        lineFeed -= lineFeed[-1] == '\r' ? 1 : 0;
+        const std::ptrdiff_t size = std::min(lineFeed - at, mostLooked);
+        const quint64 blanks = blankBits(at, std::size_t(size)) | (size < mostLooked ? ~quint64(0) << size : 0);
+        quint64 begins = ~blanks & (blanks << 1);
+        const bool hasFlags = qPopulationCount(begins) >= tailSize;
+        if ((blanks & 1) == 0 || (!hasFlags && lineFeed - at > mostLooked))
+            return false;
+        quint32 flags = fdFlag;
+        if (hasFlags) {
+            begins &= begins - 1;
+            begins &= begins - 1;
+            const char *const field = at + qCountTrailingZeroBits(begins);
+            const quint64 digits = ByteNumbers::loadEight(field);
+            const int count = ByteNumbers::leadingHexDigits(digits);
+            if (count == 0 || field[count] != ' ')
+                return false;
+            flags = ByteNumbers::hexNumber(digits, count);
+        }
+        message.isFd = (flags & fdFlag) != 0 || message.isBrs || message.dlc > 8;
+        return message.isFd || (flags & remoteFlag) == 0;
+    }
 
     // What a line is
 
@@ -636,6 +774,10 @@ private:
     ByteFields fields; ///< of look()
     Form form = Form::Classic;
     int base = 16;
+    struct {
+        UsualLength beforeTime, seconds, decimals, behindTime, beforeChannel, behindChannel;
+        UsualLength id, behindId, behindDirection, beforeLength;
+    } usual; ///< parts of plain lines
     bool isRelative = false;
     qint64 time = 0; ///< of the line, in nanoseconds
     qint64 sum = 0;  ///< of relative times

@@ -165,7 +165,8 @@ void ByteLines::makeRoom(qint64 size)
         std::memmove(buffer.get(), position, std::size_t(kept));
     } else {
         capacity = std::max(2 * capacity, kept + size);
-        std::unique_ptr<char[]> room(new char[std::size_t(capacity)]);
+        std::unique_ptr<char[]> room(new char[std::size_t(capacity + margin)]);
+        std::memset(room.get() + kept, 0, std::size_t(capacity + margin - kept));
         if (kept > 0)
             std::memcpy(room.get(), position, std::size_t(kept));
         buffer = std::move(room);

@@ -23,6 +23,7 @@ public:
     /// Called after each block with the bytes read so far; false ends the reading.
     using BlockRead = std::function<bool(qint64 bytesRead)>;
     static constexpr qint64 maxLineLength = 16 * 1024 * 1024;
+    static constexpr qint64 margin = 1024;
 
     /// @p source, which is not owned, is open for reading, at its beginning, and may be sequential.
     explicit ByteLines(QIODevice &source, BlockRead newBlockRead = {});
@@ -33,6 +34,23 @@ public:
     std::string_view line() const { return {start, length}; }
     /// What comes behind line(), at least @p bytes of it unless the device ends before. Valid until next().
     std::string_view lookAhead(qint64 bytes);
+    /// What is there behind line(), without reading any more; ends anywhere. Valid until next(). As many as `margin`
+    /// bytes behind its end can be looked at, too, for those who read several at once; they mean nothing.
+    std::string_view rest() const
+    {
+        return cut ? std::string_view() : std::string_view(position, std::size_t(end - position));
+    }
+    /// Moves to the line that rest() begins with, as next() does. For who found already where the line behind that one
+    /// begins: at @p behind.
+    void take(const char *behind)
+    {
+        start = position;
+        position = behind;
+        length = std::size_t(behind - start - 1);
+        if (length > 0 && start[length - 1] == '\r')
+            --length;
+        ++lineNumber;
+    }
     qint64 number() const { return lineNumber; } ///< of line(), from 1
     bool isCut() const { return cut; }           ///< whether line() is only the beginning of its line
     /// Whether next() has to read from the device first, which on a pipe may take long.

@@ -34,6 +34,27 @@ inline quint64 load(std::string_view text)
     return size == 1 ? quint8(*bytes) : 0;
 }
 
+/// The eight bytes at @p bytes, the first one lowest.
+inline quint64 loadEight(const char *bytes)
+{
+    return qFromLittleEndian<quint64>(bytes);
+}
+
+/// How many of the eight bytes come before the first that is @p wanted; 8 when none is.
+inline int bytesBefore(quint64 bytes, char wanted)
+{
+    const quint64 others = bytes ^ (everyByte * quint8(wanted));
+    return int(qCountTrailingZeroBits((others - everyByte) & ~others & everyByte * 0x80) / 8); // 64 for 0
+}
+
+/// How many of the eight bytes are blanks before the first that is none.
+inline int leadingBlanks(quint64 bytes)
+{
+    const quint64 others = bytes ^ (everyByte * ' ');
+    const quint64 high = (((others & everyByte * 0x7F) + everyByte * 0x7F) | others) & everyByte * 0x80;
+    return int(qCountTrailingZeroBits(high) / 8); // 64 for 0
+}
+
 /// How many of the eight bytes are decimal digits before the first that is none.
 inline int leadingDigits(quint64 bytes)
 {
@@ -111,6 +132,15 @@ inline bool readHex(std::string_view text, quint32 &value)
     return all < 0x80;
 }
 
+/// The four bytes that eight hexadecimal digits say, the first one lowest; anything where a digit is none.
+inline quint32 hexValue(quint64 digits)
+{
+    const quint64 nibbles = (digits & everyByte * 0x0F) + (digits >> 6 & everyByte) * 9;
+    quint64 pairs = (nibbles << 4 | nibbles >> 8) & 0x00FF00FF00FF00FF;
+    pairs = (pairs | pairs >> 8) & 0x0000FFFF0000FFFF;
+    return quint32(pairs | pairs >> 16);
+}
+
 /// The four bytes that eight hexadecimal digits say, the first one lowest. False when a digit is none.
 inline bool readFourBytes(quint64 digits, quint32 &bytes)
 {
@@ -118,12 +148,27 @@ inline bool readFourBytes(quint64 digits, quint32 &bytes)
     const quint64 lower = digits | everyByte * 0x20;
     const quint64 isDigit = (digits + everyByte * (0x80 - '0')) & ~(digits + everyByte * (0x7F - '9'));
     const quint64 isLetter = (lower + everyByte * (0x80 - 'a')) & ~(lower + everyByte * (0x7F - 'f'));
-    const quint64 nibbles = (digits & everyByte * 0x0F) + (digits >> 6 & everyByte) * 9;
-    quint64 pairs = (nibbles << 4 | nibbles >> 8) & 0x00FF00FF00FF00FF;
-    pairs = (pairs | pairs >> 8) & 0x0000FFFF0000FFFF;
-    bytes = quint32(pairs | pairs >> 16);
+    bytes = hexValue(digits);
     // Sums of bytes above 7F would carry into the next one; such bytes are no digits.
     return (digits & high) == 0 && ((isDigit | isLetter) & high) == high;
+}
+
+/// How many of the eight bytes are hexadecimal digits before the first that is none.
+inline int leadingHexDigits(quint64 bytes)
+{
+    const quint64 high = everyByte * 0x80;
+    const quint64 low = bytes & ~high;
+    const quint64 lower = low | everyByte * 0x20;
+    const quint64 isDigit = (low + everyByte * (0x80 - '0')) & ~(low + everyByte * (0x7F - '9'));
+    const quint64 isLetter = (lower + everyByte * (0x80 - 'a')) & ~(lower + everyByte * (0x7F - 'f'));
+    const quint64 others = (bytes | ~(isDigit | isLetter)) & high;
+    return int(qCountTrailingZeroBits(others) / 8); // 64 for 0
+}
+
+/// The number that the first @p count bytes say, which are hexadecimal digits; @p count is 1 to 8.
+inline quint32 hexNumber(quint64 bytes, int count)
+{
+    return qbswap(hexValue(bytes << (8 * (8 - count))));
 }
 
 /// Reads pairs of hexadecimal digits into @p bytes, at most @p most, and removes them from @p text, up to the first
