@@ -68,8 +68,8 @@ void addName(TextLine &row, const QString &name)
 {
     const QString text = printable(name);
     const QByteArray bytes = text.left(nameWidth).toLocal8Bit();
-    row.addBlanks(std::max(0, nameWidth - text.size()));
-    row.addLeft(bytes.constData(), std::min(bytes.size(), 4 * nameWidth), 0);
+    row.addBlanks(std::max(0, nameWidth - int(text.size())));
+    row.addLeft(bytes.constData(), std::min(int(bytes.size()), 4 * nameWidth), 0);
 }
 
 /// The row up to the time.
