@@ -524,11 +524,12 @@ void StoreImportsTest::notesThatFillAChunkBeginAnother()
     QCOMPARE(chunkNames().size(), 2);
     QList<int> sizes;
     QVERIFY(store.forEachMessage([&](const CanRxMessage &, const QString &text) {
-        sizes.append(text.size());
+        sizes.append(int(text.size()));
         return true;
     }));
     QCOMPARE(store.warnings(), QStringList());
-    QCOMPARE(sizes, (QList<int>{0, note.size(), note.size(), 0}));
+    const int size = int(note.size());
+    QCOMPARE(sizes, (QList<int>{0, size, size, 0}));
 }
 
 void StoreImportsTest::noteForTheLastMessageThatHasNoRoom()
