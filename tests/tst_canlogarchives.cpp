@@ -57,14 +57,25 @@ class UserProcess : public QProcess
 public:
     bool isOrdinary = false;
 
+#if QT_VERSION_MAJOR == 5
 protected:
     void setupChildProcess() override
     {
-#ifdef Q_OS_UNIX
+        giveUpRights();
+    }
+#else
+    UserProcess()
+    {
+        setChildProcessModifier([this] { giveUpRights(); });
+    }
+#endif
+
+private:
+    void giveUpRights() const
+    {
         constexpr id_t nobody = 65534;
         if (isOrdinary && geteuid() == 0 && (setgid(nobody) != 0 || setuid(nobody) != 0))
             _exit(99);
-#endif
     }
 };
 
