@@ -64,24 +64,27 @@ const char *ByteLogReader::readPlain(std::string_view, CAN::CanRxMessage &)
 
 const char *ByteLogReader::readPlainBytes(const char *at, int length, CAN::CanRxMessage &message)
 {
-    quint8 others = 0;
-    const auto byte = [&](int i) {
+    quint32 all = 0;
+    const auto byte = [at, &all](int i) {
         const char *const place = at + 3 * i;
-        const quint8 high = ByteNumbers::hexDigits[quint8(place[1])];
-        const quint8 low = ByteNumbers::hexDigits[quint8(place[2])];
-        others |= quint8((high | low) & 0xF0) | quint8(place[0] ^ ' ');
-        return quint8(high << 4 | (low & 0x0F));
+        const quint32 value = ByteNumbers::highDigits[quint8(place[1])] | ByteNumbers::lowDigits[quint8(place[2])];
+        all |= value | quint32(quint8(place[0] ^ ' ')) << 8;
+        return quint64(value & 0xFF);
     };
     // In one go, because the whole message is copied soon.
     quint64 eight = 0;
-    const int first = std::min(length, 8);
-    for (int i = 0; i < first; ++i)
-        eight |= quint64(byte(i)) << (8 * i);
+    if (length >= 8) {
+        eight = byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24 | byte(4) << 32 | byte(5) << 40 | byte(6) << 48
+                | byte(7) << 56;
+        for (int i = 8; i < length; ++i)
+            message.data[i] = quint8(byte(i));
+    } else {
+        for (int i = 0; i < length; ++i)
+            eight |= byte(i) << (8 * i);
+    }
     qToLittleEndian(eight, message.data);
-    for (int i = first; i < length; ++i)
-        message.data[i] = byte(i);
     message.dlc = quint8(length);
-    return others == 0 ? at + 3 * length : nullptr;
+    return all <= 0xFF ? at + 3 * length : nullptr;
 }
 
 /// Reads the next line, where it is a plain frame, whole instead of only looking at it.

@@ -73,10 +73,9 @@ protected:
     /// What comes behind the blanks at @p at, at most 32 of them, @p usual as a rule.
     static const char *behindBlanks(const char *at, UsualLength &usual)
     {
-        constexpr int most = 32;
-        int blanks = ByteNumbers::leadingBlanks(ByteNumbers::loadEight(at));
-        for (int more = blanks; more == 8 && blanks < most; blanks += more)
-            more = ByteNumbers::leadingBlanks(ByteNumbers::loadEight(at + blanks));
+        int blanks = ByteNumbers::leadingBlanks(at);
+        if (blanks == 16)
+            blanks += ByteNumbers::leadingBlanks(at + blanks);
         return at + usual.of(blanks);
     }
     /// What comes behind the line end at @p at.

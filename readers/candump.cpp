@@ -146,19 +146,10 @@ private:
     static const char *readPlainData(const char *at, CAN::CanRxMessage &message)
     {
         using namespace ByteNumbers;
-        quint64 first = loadEight(at);
-        quint64 second = loadEight(at + 8);
-        const int digits = leadingHexDigits(first);
-        int more = leadingHexDigits(second);
-        if (digits < 8) {
-            more = 0;
-            first &= ~(~quint64(0) << (8 * digits));
-        }
-        if (more < 8)
-            second &= ~(~quint64(0) << (8 * more));
-        const int count = digits + more;
+        quint64 bytes = 0;
+        const int count = takeSixteenDigits(at, bytes);
         message.dlc = quint8(count / 2);
-        qToLittleEndian(hexValue(first) | quint64(hexValue(second)) << 32, message.data);
+        qToLittleEndian(bytes, message.data);
         return count % 2 == 0 ? at + count : nullptr;
     }
 

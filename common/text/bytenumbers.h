@@ -10,6 +10,10 @@
 #include <cstring>
 #include <string_view>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 // Numbers in the bytes of a line: plain digits alone, no sign, prefix or blank unless it says so. They read several
 // digits at once, by the arithmetic of a 64-bit word, and never beyond the text they are given.
 
@@ -47,12 +51,19 @@ inline int bytesBefore(quint64 bytes, char wanted)
     return int(qCountTrailingZeroBits((others - everyByte) & ~others & everyByte * 0x80) / 8); // 64 for 0
 }
 
-/// How many of the eight bytes are blanks before the first that is none.
-inline int leadingBlanks(quint64 bytes)
+/// How many of the 16 characters at @p text are blanks before the first that is none.
+inline int leadingBlanks(const char *text)
 {
-    const quint64 others = bytes ^ (everyByte * ' ');
-    const quint64 high = (((others & everyByte * 0x7F) + everyByte * 0x7F) | others) & everyByte * 0x80;
-    return int(qCountTrailingZeroBits(high) / 8); // 64 for 0
+#ifdef __SSE2__
+    const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text));
+    const __m128i areBlanks = _mm_cmpeq_epi8(characters, _mm_set1_epi8(' '));
+    return int(qCountTrailingZeroBits(~quint32(_mm_movemask_epi8(areBlanks))));
+#else
+    int count = 0;
+    while (count < 16 && text[count] == ' ')
+        ++count;
+    return count;
+#endif
 }
 
 /// How many of the eight bytes are decimal digits before the first that is none.
@@ -171,6 +182,38 @@ inline quint32 hexNumber(quint64 bytes, int count)
     return qbswap(hexValue(bytes << (8 * (8 - count))));
 }
 
+/// How many of the 16 characters at @p text are hexadecimal digits before the first that is none. @p bytes has what
+/// their pairs say, the first one lowest.
+inline int takeSixteenDigits(const char *text, quint64 &bytes)
+{
+#ifdef __SSE2__
+    const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text));
+    const __m128i lower = _mm_or_si128(characters, _mm_set1_epi8(0x20));
+    const auto isBetween = [](__m128i sixteen, char first, char last) {
+        return _mm_and_si128(_mm_cmpgt_epi8(sixteen, _mm_set1_epi8(char(first - 1))),
+                             _mm_cmplt_epi8(sixteen, _mm_set1_epi8(char(last + 1))));
+    };
+    const __m128i areLetters = isBetween(lower, 'a', 'f');
+    const __m128i areDigits = _mm_or_si128(areLetters, isBetween(characters, '0', '9'));
+    const int count = int(qCountTrailingZeroBits(~quint32(_mm_movemask_epi8(areDigits))));
+    const __m128i nibbles =
+        _mm_and_si128(_mm_add_epi8(characters, _mm_and_si128(areLetters, _mm_set1_epi8(9))), _mm_set1_epi8(0x0F));
+    const __m128i pairs =
+        _mm_and_si128(_mm_or_si128(_mm_slli_epi16(nibbles, 4), _mm_srli_epi16(nibbles, 8)), _mm_set1_epi16(0xFF));
+    const auto all = quint64(_mm_cvtsi128_si64(_mm_packus_epi16(pairs, pairs)));
+#else
+    const quint64 first = loadEight(text);
+    const quint64 second = loadEight(text + 8);
+    int count = leadingHexDigits(first);
+    if (count == 8)
+        count += leadingHexDigits(second);
+    const quint64 all = hexValue(first) | quint64(hexValue(second)) << 32;
+#endif
+    const int pairCount = count / 2;
+    bytes = pairCount == 8 ? all : all & ~(~quint64(0) << (8 * pairCount));
+    return count;
+}
+
 /// Reads pairs of hexadecimal digits into @p bytes, at most @p most, and removes them from @p text, up to the first
 /// that is none. Returns how many there were.
 inline int takeHexPairs(std::string_view &text, quint8 *bytes, int most)
@@ -198,6 +241,21 @@ inline constexpr std::array<quint8, 256> hexDigits = [] {
     std::array<quint8, 256> digits{};
     for (int c = 0; c < 256; ++c)
         digits[std::size_t(c)] = hexDigit(char(c));
+    return digits;
+}();
+
+/// The same shifted to where the first digit of a byte belongs, and as the second one; above FF for what is none.
+inline constexpr auto highDigits = [] {
+    std::array<quint16, 256> digits{};
+    for (int c = 0; c < 256; ++c)
+        digits[std::size_t(c)] =
+            hexDigits[std::size_t(c)] < 16 ? quint16(hexDigits[std::size_t(c)] << 4) : quint16(0x100);
+    return digits;
+}();
+inline constexpr auto lowDigits = [] {
+    std::array<quint16, 256> digits{};
+    for (int c = 0; c < 256; ++c)
+        digits[std::size_t(c)] = hexDigits[std::size_t(c)] < 16 ? quint16(hexDigits[std::size_t(c)]) : quint16(0x100);
     return digits;
 }();
 
