@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/canrxmessage.h"
+#include "common/text/vectors.h"
 
 #include <QtEndian>
 #include <QtGlobal>
@@ -9,10 +10,6 @@
 #include <array>
 #include <cstring>
 #include <string_view>
-
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 // Numbers in the bytes of a line: plain digits alone, no sign, prefix or blank unless it says so. They read several
 // digits at once, by the arithmetic of a 64-bit word, and never beyond the text they are given.
@@ -54,7 +51,7 @@ inline int bytesBefore(quint64 bytes, char wanted)
 /// How many of the 16 characters at @p text are blanks before the first that is none.
 inline int leadingBlanks(const char *text)
 {
-#ifdef __SSE2__
+#ifdef CANLOGHANDLER_HAS_SSE2
     const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text));
     const __m128i areBlanks = _mm_cmpeq_epi8(characters, _mm_set1_epi8(' '));
     return int(qCountTrailingZeroBits(~quint32(_mm_movemask_epi8(areBlanks))));
@@ -186,7 +183,7 @@ inline quint32 hexNumber(quint64 bytes, int count)
 /// their pairs say, the first one lowest.
 inline int takeSixteenDigits(const char *text, quint64 &bytes)
 {
-#ifdef __SSE2__
+#ifdef CANLOGHANDLER_HAS_SSE2
     const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text));
     const __m128i lower = _mm_or_si128(characters, _mm_set1_epi8(0x20));
     const auto isBetween = [](__m128i sixteen, char first, char last) {

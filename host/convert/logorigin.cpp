@@ -80,5 +80,6 @@ QTimeZone zoneFromText(const QString &text)
         return QTimeZone::systemTimeZone();
     const bool isOffset = text.startsWith(QLatin1Char('+')) || text.startsWith(QLatin1Char('-'));
     const QByteArray id = (isOffset ? QStringLiteral("UTC") + text : text).toUtf8();
-    return QTimeZone(id);
+    // Qt 6 makes something of names that are none.
+    return isOffset || QTimeZone::isTimeZoneIdAvailable(id) ? QTimeZone(id) : QTimeZone();
 }
