@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstring>
 
-
 unsigned long long blankBitsOneByOne(const char *bytes, std::size_t count)
 {
     unsigned long long bits = 0;
