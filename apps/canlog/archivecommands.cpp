@@ -131,8 +131,7 @@ bool noteUnpacked(ChunkStore &store, const QString &path, const QString &folder,
 ExitStatus tellUnpacked(const QString &path, const QString &folder, quint64 chunkCount, const QString &how, Output &out)
 {
     ChunkStore unpacked;
-    if (!openStore(unpacked, folder, ChunkStore::Mode::Read))
-        return ExitStatus::Failure;
+    unpacked.open(folder, ChunkStore::Mode::Read); // that of an archive without chunks is no store, and has nothing
     // Some damage shows only when all is read.
     unpacked.forEachMessage([](const CAN::CanRxMessage &, const QString &) { return true; });
     complainOfDamage(unpacked, folder);
