@@ -54,7 +54,8 @@ QByteArray contentOf(const QString &path)
 /// One to four changes: a byte, some bytes left out, doubled, or moved in from elsewhere, a line left out.
 QByteArray damaged(QByteArray content, QRandomGenerator &random)
 {
-    static const QByteArray odd(" \t.,;:#()[]<>-_x0179AaFfRT`{}=/*\r\n\0\xE4", 40);
+    static constexpr char oddCharacters[] = " \t.,;:#()[]<>-_x0179AaFfRT`{}=/*\r\n\0\xE4";
+    static const QByteArray odd(oddCharacters, sizeof oddCharacters - 1);
     for (int changes = random.bounded(1, 5); changes > 0 && !content.isEmpty(); --changes) {
         const int at = random.bounded(content.size());
         const int count = random.bounded(1, 12);
