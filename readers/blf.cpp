@@ -4,6 +4,7 @@
 #include "common/text/bytenumbers.h"
 #include "readers/blfpieces.h"
 #include "readers/makers.h"
+#include "readers/notetext.h"
 
 #include <QFile>
 #include <QStringList>
@@ -35,8 +36,6 @@ namespace
 
 using namespace Blf;
 
-/// In characters, for one frame: a note that fills the memory serves nobody.
-constexpr int maxNoteLength = 1024 * 1024;
 /// So many types that are passed over are counted each by its own number: a file that holds more is no log.
 constexpr int maxSkippedTypes = 1000;
 
@@ -510,16 +509,8 @@ void BlfReader::countSkipped(quint32 type)
 
 void BlfReader::addNote(const QString &text)
 {
-    const QString words = text.simplified();
-    if (words.isEmpty())
-        return;
-    if (note.size() + words.size() > maxNoteLength) {
-        doubt(tr("there is more text beside one frame than the %1 characters that are kept").arg(maxNoteLength));
-        return;
-    }
-    if (!note.isEmpty())
-        note += QLatin1String(" | ");
-    note += words;
+    if (!NoteText::add(note, text))
+        doubt(NoteText::fullText());
 }
 
 // What is in an object

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "readers/bytelogreader.h"
 
+#include "readers/notetext.h"
+
 #include <algorithm>
 
 #ifdef Q_OS_UNIX
@@ -9,9 +11,6 @@
 
 namespace
 {
-
-/// In characters, for one frame: a note that fills the memory serves nobody.
-constexpr int maxNoteLength = 1024 * 1024;
 
 /// The number of the character at @p size bytes into @p line, from 1.
 int columnAt(std::string_view line, std::size_t size)
@@ -157,16 +156,8 @@ bool ByteLogReader::mayWait() const
 
 void ByteLogReader::addNote(const QString &text)
 {
-    const QString words = text.simplified();
-    if (words.isEmpty())
-        return;
-    if (note.size() + words.size() > maxNoteLength) {
-        doubt(tr("there is more text beside one frame than the %1 characters that are kept").arg(maxNoteLength));
-        return;
-    }
-    if (!note.isEmpty())
-        note += QLatin1String(" | ");
-    note += words;
+    if (!NoteText::add(note, text))
+        doubt(NoteText::fullText());
 }
 
 ByteLogReader::Kind ByteLogReader::drop(const QString &text, std::string_view where)

@@ -78,6 +78,25 @@ protected:
             blanks += ByteNumbers::leadingBlanks(at + blanks);
         return at + usual.of(blanks);
     }
+    /// A decimal number with a point: "0.250100".
+    struct PlainDecimal {
+        quint32 whole;
+        quint32 fraction;   ///< in units of the last digit that was asked for
+        const char *behind; ///< null: there is no such number
+    };
+    /// Reads one of at most @p places decimals; @p wholeDigits and @p decimals are as a rule those of the line before.
+    static PlainDecimal readPlainDecimal(const char *at, int places, UsualLength &wholeDigits, UsualLength &decimals)
+    {
+        using namespace ByteNumbers;
+        const quint64 whole = loadEight(at);
+        const int digits = wholeDigits.of(leadingDigits(whole));
+        const quint64 fraction = loadEight(at + digits + 1);
+        const int length = decimals.of(leadingDigits(fraction));
+        if (digits == 0 || at[digits] != '.' || length == 0 || length > places)
+            return {0, 0, nullptr};
+        return {digitsValue(whole, digits), digitsValue(fraction, length) * powersOfTen[std::size_t(places - length)],
+                at + digits + 1 + length};
+    }
     /// What comes behind the line end at @p at.
     static const char *behindLineEnd(const char *at)
     {

@@ -252,18 +252,10 @@ private:
     /// "2500.123": milliseconds.
     const char *readPlainTime(const char *at, CAN::CanRxMessage &message)
     {
-        using namespace ByteNumbers;
         constexpr int microsecondDigits = 3;
-        const quint64 whole = loadEight(at);
-        const int digits = usual.milliseconds.of(leadingDigits(whole));
-        const quint64 fraction = loadEight(at + digits + 1);
-        const int decimals = usual.decimals.of(leadingDigits(fraction));
-        if (digits == 0 || at[digits] != '.' || decimals == 0 || decimals > microsecondDigits)
-            return nullptr;
-        const quint32 milliseconds = digitsValue(whole, digits);
-        const quint32 rest = digitsValue(fraction, decimals) * powersOfTen[std::size_t(microsecondDigits - decimals)];
-        message.timeStamp = {qint32(milliseconds / 1000), qint32(milliseconds % 1000 * 1000 + rest)};
-        return at + digits + 1 + decimals;
+        const PlainDecimal time = readPlainDecimal(at, microsecondDigits, usual.milliseconds, usual.decimals);
+        message.timeStamp = {qint32(time.whole / 1000), qint32(time.whole % 1000 * 1000 + time.fraction)};
+        return time.behind;
     }
 
     const char *readPlainType(const char *at, CAN::CanRxMessage &message)

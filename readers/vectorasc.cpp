@@ -131,19 +131,10 @@ private:
     /// "0.250100"
     const char *readPlainTime(const char *at, CAN::CanRxMessage &message)
     {
-        using namespace ByteNumbers;
         constexpr int microsecondDigits = 6;
-        const quint64 whole = loadEight(at);
-        const int digits = usual.seconds.of(leadingDigits(whole));
-        const quint64 fraction = loadEight(at + digits + 1);
-        const int decimals = usual.decimals.of(leadingDigits(fraction));
-        if (digits == 0 || at[digits] != '.' || decimals == 0 || decimals > microsecondDigits)
-            return nullptr;
-        message.timeStamp = {
-            qint32(digitsValue(whole, digits)),
-            qint32(digitsValue(fraction, decimals) * powersOfTen[std::size_t(microsecondDigits - decimals)])};
-        at += digits + 1 + decimals;
-        return *at == ' ' ? at : nullptr;
+        const PlainDecimal seconds = readPlainDecimal(at, microsecondDigits, usual.seconds, usual.decimals);
+        message.timeStamp = {qint32(seconds.whole), qint32(seconds.fraction)};
+        return seconds.behind && *seconds.behind == ' ' ? seconds.behind : nullptr;
     }
 
     /// A number of at most 29 bits, and the blanks behind it.
